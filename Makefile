@@ -1,0 +1,30 @@
+# The two commands a new user needs: `make demo` and `make test`.
+PRESET ?= release
+BUILD_DIR := build
+JOBS ?= $(shell nproc)
+export MAKEFLAGS += --no-print-directory
+
+.PHONY: all deps configure build test demo format clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+configure: deps
+	@cmake --preset $(PRESET) >/dev/null
+
+build: configure
+	@cmake --build --preset $(PRESET) -j $(JOBS)
+
+test: build
+	@bash scripts/run-tests.sh $(BUILD_DIR)
+
+demo: build
+	@bash scripts/demo.sh $(BUILD_DIR)
+
+format:
+	@clang-format -i $$(git ls-files '*.hpp' '*.cpp')
+
+clean:
+	@rm -rf build build-debug build-asan out

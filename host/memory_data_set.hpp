@@ -1,0 +1,84 @@
+// In-memory tables of the host: TnClientDataSetMem (a working table the module fills and
+// empties) and TnClientDataSet (the result cursor of a query). Both keep their rows in a column
+// store; the index is a sorted vector of row ids, so:
+//   - setting an index field list sorts once, O(n log n);
+//   - FindKey and SetRange are binary searches, O(log n);
+//   - Delete leaves a tombstone, amortised O(1) (tombstones are swept when they pass half);
+//   - rows appended under an index are merged in on the next read, O(k log k + n);
+//   - a filter is evaluated while navigating and never copies the table.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/data_set.hpp"
+
+namespace nrw {
+class ColumnStore;
+}
+
+class NRW_API TMemoryDataSet : public TDataSet {
+ public:
+  explicit TMemoryDataSet(TComponent* owner = nullptr);
+  TMemoryDataSet(TComponent* owner, const std::vector<TFieldDef>& fields);
+  ~TMemoryDataSet() override;
+
+  // Replaces the structure (and drops every row) and opens the table.
+  void CreateDataSet(const std::vector<TFieldDef>& fields);
+  void EmptyDataSet();
+  // Copies every live row of `source` (ignoring its range and filter) with the same columns.
+  void CopyFrom(const TMemoryDataSet& source);
+  void ReserveRows(size_t rows);
+
+  void First() override;
+  void Next() override;
+  bool Eof() const override;
+  int RecordCount() override;
+
+  bool IsNull(int field) const override;
+  int64_t GetInteger(int field) const override;
+  double GetFloat(int field) const override;
+  std::string GetString(int field) const override;
+  Variant GetValue(int field) const override;
+  void SetValue(int field, const Variant& value) override;
+
+  void Append() override;
+  void Edit() override;
+  void Post() override;
+  void Cancel() override;
+  void Delete() override;
+
+  void SetIndexFieldNames(const std::string& names) override;
+  bool FindKey(const TVariantArray& values) override;
+  void SetRange(const TVariantArray& start, const TVariantArray& end) override;
+  void CancelRange() override;
+
+ protected:
+  void FilterChanged() override;
+
+ private:
+  struct Impl;
+  void CheckActive() const;
+  uint32_t CurrentRow() const;
+  std::unique_ptr<Impl> impl_;
+};
+
+class NRW_API TnClientDataSetMem : public TMemoryDataSet {
+ public:
+  using TMemoryDataSet::TMemoryDataSet;
+  ~TnClientDataSetMem() override;
+};
+
+class NRW_API TnClientDataSet : public TMemoryDataSet {
+ public:
+  using TMemoryDataSet::TMemoryDataSet;
+  ~TnClientDataSet() override;
+
+  // The query that filled the cursor, kept so that RefreshSQL can run it again.
+  const std::string& SQL() const { return sql_; }
+  void SetSQL(std::string sql) { sql_ = std::move(sql); }
+
+ private:
+  std::string sql_;
+};

@@ -1,0 +1,104 @@
+// TnrwReport: the host's report engine. It holds the report's named text values (report
+// parameters and layout fields share one store), the loaded layout, the page state, and the
+// after-section event; it hands every printed section to its sinks.
+//
+// Engines live where a 32-bit integer reaches them: the host passes an engine to a module's
+// Imprimir as a 32-bit signed integer, so every TnrwReport (and descendant) is allocated in the
+// lowest 2 GiB of the address space, and a registry of live engines answers the module's
+// membership test without dereferencing unknown addresses.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/export.hpp"
+#include "host/memory_data_set.hpp"
+#include "host/object.hpp"
+#include "host/progress.hpp"
+#include "host/report_layout.hpp"
+#include "host/section_sink.hpp"
+
+class TnrwReport;
+
+// The after-section event: code and object parts, as the host framework's method pointers.
+using TSectionEventCode = void (*)(void* data, TObject* sender, int32_t section);
+struct NRW_API TSectionEvent {
+  TSectionEventCode Code = nullptr;
+  void* Data = nullptr;
+  bool Assigned() const { return Code != nullptr; }
+};
+
+// Binds a member function `void T::Method(TObject*, int32_t)` as a section event of `object`.
+template <class T, void (T::*Method)(TObject*, int32_t)>
+TSectionEvent MakeSectionEvent(T* object) {
+  return TSectionEvent{[](void* data, TObject* sender, int32_t section) {
+                         (static_cast<T*>(data)->*Method)(sender, section);
+                       },
+                       object};
+}
+
+class NRW_API TnrwReport : public TComponent {
+ public:
+  TnrwReport();
+  ~TnrwReport() override;
+
+  // Engines are placed below 2 GiB (see above); descendants inherit the placement.
+  static void* operator new(std::size_t size);
+  static void operator delete(void* pointer, std::size_t size);
+
+  // Named text values: report parameters and layout fields. An absent name reads as "".
+  std::string RepParam(const std::string& name) const;
+  void RepParam(const std::string& name, const std::string& value);
+  bool HasRepParam(const std::string& name) const;
+
+  void SetLayout(TReportLayout layout);
+  const TReportLayout& Layout() const { return layout_; }
+
+  // Prints section n with the current field values. Opens a page first when the page-end state
+  // is set (printing band 1, whose after-section event lets the module print its page header).
+  // A section the layout lacks prints nothing.
+  void RepPrintSection(int32_t section);
+  bool DelphiCanPrintSection(int32_t section) const { return layout_.HasSection(section); }
+
+  // Set: the current page is closed (or none is open yet) and the next print opens a new page.
+  void SetCSLIsPageEnd(bool page_end) { page_end_ = page_end; }
+  bool CSLIsPageEnd() const { return page_end_; }
+  int32_t PageNumber() const { return page_number_; }
+  void CSLShowProgress(int32_t current, int32_t total);
+
+  void SetAfterSection(TSectionEvent event) { after_section_ = event; }
+  TSectionEvent AfterSection() const { return after_section_; }
+
+  void AddSink(TSectionSink* sink);
+  void RemoveSink(TSectionSink* sink);
+  // Closes the last page and tells the sinks that the report is complete.
+  void EndReport();
+
+  // The companies and establishments to print: "CODIGOEMPRESA" and "CODIGOESTAB" (integers).
+  TnClientDataSetMem* Estabelecimentos() { return establishments_; }
+  // The host data module that owns the progress display.
+  TnDM* DMPower() { return dm_power_; }
+
+ private:
+  void OpenPage();
+  void Emit(int32_t section);
+  static std::string Key(const std::string& name);
+
+  std::unordered_map<std::string, std::string> values_;
+  TReportLayout layout_;
+  bool page_end_ = true;
+  int32_t page_number_ = 0;
+  TSectionEvent after_section_;
+  std::vector<TSectionSink*> sinks_;
+  TnClientDataSetMem* establishments_;  // owned as a component
+  TnDM* dm_power_;                      // owned as a component
+};
+
+// True only for the address of a live TnrwReport (or descendant); never for 0. The address is
+// looked up, never dereferenced.
+NRW_API bool IsReportEngine(uintptr_t address);
+// The engine's address as the 32-bit signed integer that a host passes to Imprimir.
+NRW_API int32_t ReportAddressAsInt32(const TnrwReport* report);

@@ -1,0 +1,47 @@
+// Where printed sections go: the engine hands each printed section, with the values of its
+// fields at print time, to every attached sink. Renderers (PDF, text, sections trace) and the
+// recording sink of the tests implement this one interface.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/export.hpp"
+
+struct NRW_API TPrintedField {
+  std::string name;
+  std::string value;
+  bool operator==(const TPrintedField&) const = default;
+};
+
+class NRW_API TSectionSink {
+ public:
+  virtual ~TSectionSink();
+  virtual void BeginPage(int32_t page) { (void)page; }
+  virtual void PrintSection(int32_t page, int32_t section,
+                            const std::vector<TPrintedField>& fields) = 0;
+  virtual void EndPage(int32_t page) { (void)page; }
+  virtual void Finish() {}
+};
+
+// Keeps every printed section in memory: for tests and short reports only.
+class NRW_API TRecordingSink : public TSectionSink {
+ public:
+  struct Entry {
+    int32_t page = 0;
+    int32_t section = 0;
+    std::vector<TPrintedField> fields;
+    // The value the field had when the section printed ("" when the section lacks it).
+    std::string Field(const std::string& name) const;
+  };
+
+  void PrintSection(int32_t page, int32_t section,
+                    const std::vector<TPrintedField>& fields) override;
+  const std::vector<Entry>& Entries() const { return entries_; }
+  std::vector<int32_t> Sections() const;
+  void Clear() { entries_.clear(); }
+
+ private:
+  std::vector<Entry> entries_;
+};

@@ -1,0 +1,58 @@
+// A value of the host's dynamic kinds: null, integer, float, string, boolean, date-time. Used for
+// parameter values, key searches, SQL parameters and field values read by name.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "host/export.hpp"
+#include "host/sysutils.hpp"
+
+enum class TFieldType { Integer, Float, String, DateTime, Boolean };
+
+NRW_API const char* FieldTypeName(TFieldType type);
+
+class NRW_API Variant {
+ public:
+  enum class Kind { Null, Integer, Float, String, Boolean, DateTime };
+
+  Variant() = default;
+  Variant(int value) : value_(int64_t{value}) {}
+  Variant(int64_t value) : value_(value) {}
+  Variant(double value) : value_(value) {}
+  Variant(bool value) : value_(value) {}
+  Variant(const char* value) : value_(std::string(value)) {}
+  Variant(std::string value) : value_(std::move(value)) {}
+  static Variant FromDateTime(TDateTime value);
+  static Variant Null() { return Variant(); }
+
+  Kind GetKind() const;
+  bool IsNull() const { return value_.index() == 0; }
+  bool IsNumeric() const;
+
+  // Conversions follow the host's rules: numbers from strings by the locale (EConvertError when
+  // the text is not a number), null reads as 0, "" or false.
+  int64_t AsInteger() const;
+  double AsFloat() const;
+  std::string AsString() const;
+  bool AsBoolean() const;
+  TDateTime AsDateTime() const;
+
+  bool operator==(const Variant& other) const = default;
+
+ private:
+  struct DateTimeValue {
+    double days;
+    bool operator==(const DateTimeValue&) const = default;
+  };
+  std::variant<std::monostate, int64_t, double, std::string, bool, DateTimeValue> value_;
+};
+
+using TVariantArray = std::vector<Variant>;
+
+// Formats a double as the host's FloatToStr: up to 15 significant digits, locale decimal separator.
+NRW_API std::string FloatToStr(double value);
+// Date-time as text: the short date, followed by " hh:nn:ss" when there is a time of day.
+NRW_API std::string DateTimeToStr(TDateTime value);

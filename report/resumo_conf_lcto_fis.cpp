@@ -1,0 +1,14 @@
+#include "report/resumo_conf_lcto_fis.hpp"
+
+namespace nfis {
+
+const TnrwBaseDllClass* TnFisORResumoConfLctoFis::ClassType() {
+  static const TnrwClassOf<TnFisORResumoConfLctoFis> kClass("TnFisORResumoConfLctoFis");
+  return &kClass;
+}
+
+std::string TnFisORResumoConfLctoFis::Versao() {
+  return "[versao: 1.1.31.0]";
+}
+
+}  // namespace nfis

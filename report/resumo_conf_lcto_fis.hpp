@@ -1,0 +1,108 @@
+// TnFisORResumoConfLctoFis: the fiscal-entries verification summary report. One instance serves
+// one print request: it holds the converted report parameters, the company and establishment
+// being printed, the data provider and its tables, the working tables and lookup cursors, and
+// the column positions cached for the loops that read them.
+//
+// The class declares no constructor or destructor of its own: the base's virtual Create builds
+// it with every field zero, null, false or empty, and the run releases what it owns.
+//
+// The report's routines live in several files of the module (report/, data/, output/) but are
+// one body of code over one state, so the fields are open to all of them (and to the tests).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/base_dll.hpp"
+#include "host/data_set.hpp"
+#include "host/memory_data_set.hpp"
+#include "host/sysutils.hpp"
+
+class TnCabecalhoRelatorio;
+class TnDMPowerParam;
+
+namespace nfis {
+
+class TnFisORResumoConfLctoFis : public TnrwBaseDll {
+ public:
+  // The class reference stored in FClassDll.
+  static const TnrwBaseDllClass* ClassType();
+
+  std::string Versao() override;
+  std::vector<int32_t> CriarListaSectionsParaZebrar() override;
+  std::vector<int32_t> CriarListaSectionsTrocaCor() override;
+  void ImprimirInterno() override;
+
+  // Parameters (report/parametros.cpp).
+  void IniciarParametros();
+  int32_t VerificarOpcao(int32_t _AOpcao);
+  std::string VerificarImposto(int32_t _ATipoImposto);
+
+  // Fields, in declaration order.
+  TnCabecalhoRelatorio* FCabecalho = nullptr;
+  TDateTime FHoraInicial = 0;
+  TDateTime FHoraFinal = 0;
+  TDateTime FDataInicial = 0;
+  TDateTime FDataFinal = 0;
+  int32_t FTipoPeriodo = 0;
+  int32_t FOrdenacao = 0;
+  int32_t FModeloImpressao = 0;
+  int32_t FTipoMovimento = 0;
+  int32_t FTipoCabecalho = 0;
+  int32_t FOldCodigoEmpresa = 0;
+  int32_t FCodigoEmpresa = 0;
+  int32_t FCodigoEstab = 0;
+  int32_t ixTFR_QtdeNotas = 0;
+  int32_t ixTFR_ValorTotal = 0;
+  int32_t ixTPR_QtdeTotal = 0;
+  int32_t ixTPR_ValorTotal = 0;
+  int32_t ixOPE_DescrOperacaoFis = 0;
+  int32_t ixLCP_ChaveLctoFis = 0;
+  int32_t ixLCP_CodigoProduto = 0;
+  int32_t ixLCP_Seq = 0;
+  int32_t ixLCP_Quantidade = 0;
+  int32_t ixLCP_ValorUnitario = 0;
+  int32_t ixLCP_ValorTotal = 0;
+  int32_t ixPRO_DescrProduto = 0;
+  int32_t ixPRO_CodigoNCM = 0;
+  int32_t FixPC_Origem = 0;
+  int32_t FixPC_ChaveLctoFis = 0;
+  int32_t FixPC_CodigoProduto = 0;
+  int32_t FixPC_CodigoCFOP = 0;
+  int32_t FixPC_ValorContabil = 0;
+  int32_t FixPC_ValorPIS = 0;
+  int32_t FixPC_AliqPIS = 0;
+  int32_t FixPC_BasePisCofins = 0;
+  int32_t FixPC_ValorCOFINS = 0;
+  int32_t FixPC_AliqCOFINS = 0;
+  TnClientDataSet* curProduto = nullptr;
+  TnClientDataSet* curOperacaoFis = nullptr;
+  TnClientDataSet* curTotalProduto = nullptr;
+  TnClientDataSet* curTotalFrete = nullptr;
+  TnClientDataSet* curMunicipio = nullptr;
+  TnClientDataSet* curLctoProduto = nullptr;
+  TDataSet* cdsImposto = nullptr;    // the provider's, not owned
+  TDataSet* cdsDocFiscal = nullptr;  // the provider's, not owned
+  TDataSet* cdsPisCofins = nullptr;  // the provider's, not owned
+  TDataSet* cdsPis = nullptr;
+  TDataSet* cdsCofins = nullptr;
+  TnClientDataSetMem* cdsNatureza = nullptr;  // the provider's, not owned
+  TnClientDataSetMem* cdsPessoa = nullptr;    // the provider's, not owned
+  TnClientDataSetMem* cdsTotal = nullptr;     // the provider's, not owned
+  bool FArquivoMagOrdemProd = false;  // filled but read nowhere: the provider gets the number
+  bool FExibirDadosProduto = false;
+  bool FLinhaHorizontal = false;
+  bool FExibirDadosPessoa = false;
+  bool FExibirDadosNatureza = false;
+  bool FListarTotalImposto = false;
+  bool FListarResumoCFOP = false;
+  bool FListarResumoDia = false;
+  bool FListarOutrasInfo = false;
+  double FChaveInicial = 0;
+  double FChaveFinal = 0;
+  std::string FEspecie;
+  TnDMPowerParam* ADM = nullptr;  // the data provider, owned by the run
+};
+
+}  // namespace nfis

@@ -1,0 +1,69 @@
+#include "host/base_dll.hpp"
+
+#include <atomic>
+
+namespace {
+std::atomic<int64_t> live_instances{0};
+}  // namespace
+
+TnrwBaseDll::TnrwBaseDll() {
+  ++live_instances;
+}
+TnrwBaseDll::~TnrwBaseDll() {
+  --live_instances;
+}
+
+int64_t TnrwBaseDll::LiveInstances() {
+  return live_instances.load();
+}
+
+std::string TnrwBaseDll::Versao() {
+  return "";
+}
+std::vector<int32_t> TnrwBaseDll::CriarListaSectionsParaZebrar() {
+  return {};
+}
+std::vector<int32_t> TnrwBaseDll::CriarListaSectionsTrocaCor() {
+  return {};
+}
+void TnrwBaseDll::RepInterno(TnDMReport*) {}
+void TnrwBaseDll::Create(TnrwReport* report) {
+  report_ = report;
+}
+void TnrwBaseDll::ImprimirInterno() {}
+void TnrwBaseDll::DoParamChange(TObject*, TnpqParamItem*) {}
+void TnrwBaseDll::DoParamEnter(TObject*, TnpqParamItem*) {}
+void TnrwBaseDll::DoParamExit(TObject*, TnpqParamItem*) {}
+void TnrwBaseDll::DoZebradoBeforeSection(TObject*, int32_t) {}
+void TnrwBaseDll::DepoisConfigurar(TObject*) {}
+void TnrwBaseDll::AntesConfigurar(TObject*) {}
+
+std::string TnrwBaseDll::RepParam(const std::string& name) const {
+  return report_->RepParam(name);
+}
+
+std::string TnrwBaseDll::RepParam(const std::string& name, const std::string& value) {
+  report_->RepParam(name, value);
+  return value;
+}
+
+TnDM* TnrwBaseDll::GetDMPower() const {
+  return report_->DMPower();
+}
+
+TDataSet* TnrwBaseDll::EstabDataSet() const {
+  return report_->Estabelecimentos();
+}
+
+TnrwBaseDllClass::~TnrwBaseDllClass() = default;
+
+TnrwBaseDll* TnrwBaseDllClass::Create(TnrwReport* report) const {
+  TnrwBaseDll* instance = NewInstance();
+  try {
+    instance->Create(report);
+  } catch (...) {
+    delete instance;
+    throw;
+  }
+  return instance;
+}

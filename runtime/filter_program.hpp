@@ -1,0 +1,30 @@
+// A parsed filter bound to a column store: decides, row by row, whether a row is visible.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/column_store.hpp"
+#include "runtime/filter_parser.hpp"
+
+namespace nrw {
+
+class FilterProgram {
+ public:
+  static std::unique_ptr<FilterProgram> Compile(const std::string& text,
+                                                const std::vector<TFieldDef>& fields,
+                                                const ColumnStore& store);
+  bool Matches(RowId row) const;
+
+ private:
+  FilterProgram(std::unique_ptr<FilterNode> root, const ColumnStore& store)
+      : root_(std::move(root)), store_(store) {}
+  bool Truth(const FilterNode& node, RowId row) const;
+  Variant Evaluate(const FilterNode& node, RowId row) const;
+
+  std::unique_ptr<FilterNode> root_;
+  const ColumnStore& store_;
+};
+
+}  // namespace nrw

@@ -1,0 +1,493 @@
+// In-memory data sets: navigation, index, key search, ranges and editing over a ColumnStore.
+//
+// The cursor follows the host's rules: Next past the last visible row sets Eof and stays on that
+// row (reads then give the last row again); an unsuccessful FindKey leaves the cursor where it
+// was; Delete moves to the next visible row.
+#include "host/memory_data_set.hpp"
+
+#include <algorithm>
+#include <optional>
+
+#include "runtime/column_store.hpp"
+#include "runtime/filter_program.hpp"
+
+using nrw::RowId;
+
+namespace {
+// Tombstones are swept from the index once they are more than half of it (and past this floor,
+// so that small tables are not rebuilt on every delete).
+constexpr size_t kSweepFloor = 64;
+}  // namespace
+
+struct TMemoryDataSet::Impl {
+  std::unique_ptr<nrw::ColumnStore> store;
+  std::vector<uint8_t> deleted;  // by row id; 1 also for rows appended and not yet posted
+  std::vector<RowId> order;      // rows in index order; may hold tombstones
+  size_t tombstones = 0;         // deleted rows still in `order`
+  std::vector<RowId> pending;    // posted under an index, merged on the next read
+  bool order_dirty = false;      // an indexed value changed: sort again on the next read
+  std::vector<int> index_fields;
+
+  size_t pos = 0;   // current position in `order`
+  bool eof = true;  // no current row, or Next went past the last visible row
+  bool has_row = false;
+  size_t lo = 0, hi = 0;  // the range, as positions in `order`
+  bool has_range = false;
+  TVariantArray range_start, range_end;
+  std::unique_ptr<nrw::FilterProgram> filter;
+  std::optional<int> count_cache;
+  std::optional<RowId> land_on;  // row to put the cursor on after the next merge
+
+  RowId edit_row = 0;
+  std::vector<Variant> saved;  // values of the row before Edit, for Cancel
+
+  bool Less(RowId a, RowId b) const {
+    for (int field : index_fields) {
+      const int c = store->Compare(a, b, field);
+      if (c != 0) {
+        return c < 0;
+      }
+    }
+    return a < b;
+  }
+  // Compares a row's leading index fields with a key (as many fields as the key has).
+  int CompareKey(RowId row, const TVariantArray& key) const {
+    const size_t n = std::min(key.size(), index_fields.size());
+    for (size_t i = 0; i < n; ++i) {
+      const int c = store->CompareToValue(row, index_fields[i], key[i]);
+      if (c != 0) {
+        return c;
+      }
+    }
+    return 0;
+  }
+  size_t LowerBound(const TVariantArray& key) const {
+    auto it = std::partition_point(order.begin(), order.end(),
+                                   [&](RowId r) { return CompareKey(r, key) < 0; });
+    return static_cast<size_t>(it - order.begin());
+  }
+  size_t UpperBound(const TVariantArray& key) const {
+    auto it = std::partition_point(order.begin(), order.end(),
+                                   [&](RowId r) { return CompareKey(r, key) <= 0; });
+    return static_cast<size_t>(it - order.begin());
+  }
+  bool Visible(size_t p) const {
+    const RowId row = order[p];
+    return deleted[row] == 0 && (filter == nullptr || filter->Matches(row));
+  }
+  std::optional<size_t> NextVisible(size_t from) const {
+    for (size_t p = from; p < hi; ++p) {
+      if (Visible(p)) {
+        return p;
+      }
+    }
+    return std::nullopt;
+  }
+  std::optional<size_t> PriorVisible(size_t before) const {
+    for (size_t p = before; p > lo; --p) {
+      if (Visible(p - 1)) {
+        return p - 1;
+      }
+    }
+    return std::nullopt;
+  }
+  void ApplyRange() {
+    lo = has_range ? LowerBound(range_start) : 0;
+    hi = has_range ? UpperBound(range_end) : order.size();
+    if (hi < lo) {
+      hi = lo;
+    }
+  }
+  void Rebuild() {
+    order.clear();
+    order.reserve(deleted.size());
+    for (RowId r = 0; r < deleted.size(); ++r) {
+      if (deleted[r] == 0) {
+        order.push_back(r);
+      }
+    }
+    if (!index_fields.empty()) {
+      std::sort(order.begin(), order.end(), [this](RowId a, RowId b) { return Less(a, b); });
+    }
+    tombstones = 0;
+    pending.clear();
+    order_dirty = false;
+  }
+  void MergePending() {
+    auto less = [this](RowId a, RowId b) { return Less(a, b); };
+    std::sort(pending.begin(), pending.end(), less);
+    const size_t middle = order.size();
+    order.insert(order.end(), pending.begin(), pending.end());
+    std::inplace_merge(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(middle),
+                       order.end(), less);
+    pending.clear();
+  }
+  // Brings `order` up to date before a read; keeps the cursor on its row.
+  void Sync() {
+    if (!order_dirty && pending.empty()) {
+      return;
+    }
+    std::optional<RowId> current = land_on;
+    if (!current && has_row && !eof && pos < order.size()) {
+      current = order[pos];
+    }
+    if (order_dirty) {
+      Rebuild();
+    } else {
+      MergePending();
+    }
+    ApplyRange();
+    count_cache.reset();
+    land_on.reset();
+    if (current) {
+      const auto it = std::lower_bound(order.begin(), order.end(), *current,
+                                       [this](RowId a, RowId b) { return Less(a, b); });
+      pos = static_cast<size_t>(it - order.begin());
+      has_row = pos < order.size() && order[pos] == *current;
+      eof = !has_row;
+    }
+  }
+  // Drops tombstones from `order`, keeping the cursor on its position among live rows.
+  void Sweep() {
+    size_t kept = 0;
+    size_t new_pos = 0;
+    for (size_t p = 0; p < order.size(); ++p) {
+      if (p == pos) {
+        new_pos = kept;
+      }
+      if (deleted[order[p]] == 0) {
+        order[kept++] = order[p];
+      }
+    }
+    if (pos >= order.size()) {
+      new_pos = kept;
+    }
+    order.resize(kept);
+    pos = new_pos;
+    tombstones = 0;
+    ApplyRange();
+  }
+  void GoFirst() {
+    Sync();
+    const auto p = NextVisible(lo);
+    has_row = p.has_value();
+    eof = !has_row;
+    pos = p.value_or(lo);
+  }
+};
+
+TMemoryDataSet::TMemoryDataSet(TComponent* owner) : TDataSet(owner), impl_(new Impl) {
+  impl_->store = std::make_unique<nrw::ColumnStore>(std::vector<TFieldDef>{});
+}
+
+TMemoryDataSet::TMemoryDataSet(TComponent* owner, const std::vector<TFieldDef>& fields)
+    : TMemoryDataSet(owner) {
+  CreateDataSet(fields);
+}
+
+TMemoryDataSet::~TMemoryDataSet() = default;
+TnClientDataSetMem::~TnClientDataSetMem() = default;
+TnClientDataSet::~TnClientDataSet() = default;
+
+void TMemoryDataSet::CreateDataSet(const std::vector<TFieldDef>& fields) {
+  DefineFields(fields);
+  impl_ = std::make_unique<Impl>();
+  impl_->store = std::make_unique<nrw::ColumnStore>(fields);
+  StoreIndexFieldNames("");
+  SetState(TDataSetState::Browse);
+  FilterChanged();
+}
+
+void TMemoryDataSet::EmptyDataSet() {
+  CheckActive();
+  Impl& d = *impl_;
+  d.store->Clear();
+  d.deleted.clear();
+  d.order.clear();
+  d.pending.clear();
+  d.tombstones = 0;
+  d.order_dirty = false;
+  d.land_on.reset();
+  d.count_cache.reset();
+  SetState(TDataSetState::Browse);
+  d.ApplyRange();
+  d.GoFirst();
+}
+
+void TMemoryDataSet::CopyFrom(const TMemoryDataSet& source) {
+  CreateDataSet(source.FieldDefs());
+  const Impl& s = *source.impl_;
+  Impl& d = *impl_;
+  d.store->Reserve(s.deleted.size());
+  for (RowId r = 0; r < s.deleted.size(); ++r) {
+    if (s.deleted[r] != 0) {
+      continue;
+    }
+    const RowId row = d.store->AddRow();
+    for (int f = 0; f < FieldCount(); ++f) {
+      d.store->CopyCell(row, f, *s.store, r);
+    }
+    d.deleted.push_back(0);
+  }
+  SetIndexFieldNames(source.IndexFieldNames());
+}
+
+void TMemoryDataSet::ReserveRows(size_t rows) {
+  impl_->store->Reserve(rows);
+  impl_->deleted.reserve(rows);
+}
+
+void TMemoryDataSet::CheckActive() const {
+  if (!Active()) {
+    throw Exception(DisplayName() + ": Cannot perform this operation on a closed dataset");
+  }
+}
+
+void TMemoryDataSet::First() {
+  CheckActive();
+  impl_->GoFirst();
+}
+
+void TMemoryDataSet::Next() {
+  CheckActive();
+  Impl& d = *impl_;
+  d.Sync();
+  if (!d.has_row) {
+    d.eof = true;
+    return;
+  }
+  if (const auto p = d.NextVisible(d.pos + 1)) {
+    d.pos = *p;
+    d.eof = false;
+  } else {
+    d.eof = true;
+  }
+}
+
+bool TMemoryDataSet::Eof() const {
+  impl_->Sync();
+  return !Active() || impl_->eof;
+}
+
+int TMemoryDataSet::RecordCount() {
+  if (!Active()) {
+    return 0;
+  }
+  Impl& d = *impl_;
+  d.Sync();
+  if (!d.count_cache) {
+    int count = 0;
+    if (d.filter == nullptr && d.tombstones == 0) {
+      count = static_cast<int>(d.hi - d.lo);
+    } else {
+      for (size_t p = d.lo; p < d.hi; ++p) {
+        count += d.Visible(p) ? 1 : 0;
+      }
+    }
+    d.count_cache = count;
+  }
+  return *d.count_cache;
+}
+
+uint32_t TMemoryDataSet::CurrentRow() const {
+  const Impl& d = *impl_;
+  if (State() == TDataSetState::Insert) {
+    return d.edit_row;
+  }
+  impl_->Sync();
+  if (!d.has_row) {
+    throw Exception(DisplayName() + ": no current record");
+  }
+  return d.order[d.pos];
+}
+
+bool TMemoryDataSet::IsNull(int field) const {
+  if (State() != TDataSetState::Insert && !impl_->has_row) {
+    return true;
+  }
+  return impl_->store->IsNull(CurrentRow(), field);
+}
+
+int64_t TMemoryDataSet::GetInteger(int field) const {
+  return IsNull(field) ? 0 : impl_->store->Integer(CurrentRow(), field);
+}
+
+double TMemoryDataSet::GetFloat(int field) const {
+  return IsNull(field) ? 0.0 : impl_->store->Float(CurrentRow(), field);
+}
+
+std::string TMemoryDataSet::GetString(int field) const {
+  return IsNull(field) ? std::string() : impl_->store->String(CurrentRow(), field);
+}
+
+Variant TMemoryDataSet::GetValue(int field) const {
+  return IsNull(field) ? Variant() : impl_->store->Value(CurrentRow(), field);
+}
+
+void TMemoryDataSet::SetValue(int field, const Variant& value) {
+  if (State() != TDataSetState::Insert && State() != TDataSetState::Edit) {
+    throw Exception(DisplayName() + ": Dataset not in edit or insert mode");
+  }
+  impl_->store->Set(CurrentRow(), field, value);
+}
+
+void TMemoryDataSet::Append() {
+  CheckActive();
+  Post();
+  Impl& d = *impl_;
+  d.Sync();
+  d.edit_row = d.store->AddRow();
+  d.deleted.push_back(1);
+  SetState(TDataSetState::Insert);
+}
+
+void TMemoryDataSet::Edit() {
+  CheckActive();
+  if (State() != TDataSetState::Browse) {
+    return;
+  }
+  Impl& d = *impl_;
+  const RowId row = CurrentRow();
+  d.saved.clear();
+  for (int f = 0; f < FieldCount(); ++f) {
+    d.saved.push_back(d.store->Value(row, f));
+  }
+  d.edit_row = row;
+  SetState(TDataSetState::Edit);
+}
+
+void TMemoryDataSet::Post() {
+  Impl& d = *impl_;
+  if (State() == TDataSetState::Insert) {
+    d.deleted[d.edit_row] = 0;
+    d.count_cache.reset();
+    if (d.index_fields.empty()) {
+      d.order.push_back(d.edit_row);
+      d.pos = d.order.size() - 1;
+      d.has_row = true;
+      d.eof = false;
+      d.ApplyRange();
+    } else {
+      d.pending.push_back(d.edit_row);
+      d.land_on = d.edit_row;
+    }
+  } else if (State() == TDataSetState::Edit) {
+    for (int f : d.index_fields) {
+      if (!(d.store->Value(d.edit_row, f) == d.saved[f])) {
+        d.order_dirty = true;
+        d.land_on = d.edit_row;
+      }
+    }
+    d.count_cache.reset();
+  } else {
+    return;
+  }
+  SetState(TDataSetState::Browse);
+}
+
+void TMemoryDataSet::Cancel() {
+  Impl& d = *impl_;
+  if (State() == TDataSetState::Edit) {
+    for (int f = 0; f < FieldCount(); ++f) {
+      d.store->Set(d.edit_row, f, d.saved[f]);
+    }
+  }
+  if (State() != TDataSetState::Inactive) {
+    SetState(TDataSetState::Browse);
+  }
+}
+
+void TMemoryDataSet::Delete() {
+  CheckActive();
+  Cancel();
+  Impl& d = *impl_;
+  const RowId row = CurrentRow();
+  d.deleted[row] = 1;
+  ++d.tombstones;
+  if (d.count_cache) {
+    --*d.count_cache;
+  }
+  if (d.tombstones > kSweepFloor && d.tombstones * 2 > d.order.size()) {
+    d.Sweep();
+  }
+  if (const auto p = d.NextVisible(d.pos)) {
+    d.pos = *p;
+    d.eof = false;
+  } else if (const auto q = d.PriorVisible(std::min(d.pos, d.hi))) {
+    d.pos = *q;
+    d.eof = true;
+  } else {
+    d.has_row = false;
+    d.eof = true;
+  }
+}
+
+void TMemoryDataSet::SetIndexFieldNames(const std::string& names) {
+  CheckActive();
+  Post();
+  Impl& d = *impl_;
+  d.index_fields = ResolveFieldList(names);
+  StoreIndexFieldNames(names);
+  d.has_range = false;
+  d.order_dirty = true;
+  d.land_on.reset();
+  d.has_row = false;
+  d.GoFirst();
+}
+
+bool TMemoryDataSet::FindKey(const TVariantArray& values) {
+  CheckActive();
+  Post();
+  Impl& d = *impl_;
+  if (d.index_fields.empty()) {
+    throw Exception(DisplayName() + ": FindKey needs an index field list");
+  }
+  d.Sync();
+  size_t p = std::max(d.LowerBound(values), d.lo);
+  for (; p < d.hi && d.CompareKey(d.order[p], values) == 0; ++p) {
+    if (d.Visible(p)) {
+      d.pos = p;
+      d.has_row = true;
+      d.eof = false;
+      return true;
+    }
+  }
+  return false;
+}
+
+void TMemoryDataSet::SetRange(const TVariantArray& start, const TVariantArray& end) {
+  CheckActive();
+  Post();
+  Impl& d = *impl_;
+  if (d.index_fields.empty()) {
+    throw Exception(DisplayName() + ": SetRange needs an index field list");
+  }
+  d.Sync();
+  d.has_range = true;
+  d.range_start = start;
+  d.range_end = end;
+  d.ApplyRange();
+  d.count_cache.reset();
+  d.GoFirst();
+}
+
+void TMemoryDataSet::CancelRange() {
+  CheckActive();
+  Impl& d = *impl_;
+  d.has_range = false;
+  d.ApplyRange();
+  d.count_cache.reset();
+  d.GoFirst();
+}
+
+void TMemoryDataSet::FilterChanged() {
+  Impl& d = *impl_;
+  d.filter.reset();
+  if (Filtered() && !Filter().empty()) {
+    d.filter = nrw::FilterProgram::Compile(Filter(), FieldDefs(), *d.store);
+  }
+  d.count_cache.reset();
+  if (Active()) {
+    d.GoFirst();
+  }
+}

@@ -1,0 +1,145 @@
+#include "host/report.hpp"
+
+#include <algorithm>
+#include <mutex>
+#include <unordered_set>
+
+#include "host/sysutils.hpp"
+#include "runtime/low_address_allocator.hpp"
+
+namespace {
+
+// The band the engine prints at the top of every page.
+constexpr int32_t kPageHeaderBand = 1;
+
+// Addresses of the live engines. Engines may be created on any host thread.
+struct EngineRegistry {
+  std::mutex mutex;
+  std::unordered_set<uintptr_t> live;
+};
+
+EngineRegistry& Registry() {
+  static EngineRegistry registry;
+  return registry;
+}
+
+}  // namespace
+
+void* TnrwReport::operator new(std::size_t size) {
+  return nrw::AllocateLow(size);
+}
+
+void TnrwReport::operator delete(void* pointer, std::size_t size) {
+  nrw::FreeLow(pointer, size);
+}
+
+TnrwReport::TnrwReport()
+    : establishments_(new TnClientDataSetMem(
+          this, {{"CODIGOEMPRESA", TFieldType::Integer}, {"CODIGOESTAB", TFieldType::Integer}})),
+      dm_power_(new TnDM(this)) {
+  establishments_->SetName("cdsEstab");
+  std::lock_guard lock(Registry().mutex);
+  Registry().live.insert(reinterpret_cast<uintptr_t>(this));
+}
+
+TnrwReport::~TnrwReport() {
+  std::lock_guard lock(Registry().mutex);
+  Registry().live.erase(reinterpret_cast<uintptr_t>(this));
+}
+
+std::string TnrwReport::Key(const std::string& name) {
+  return AnsiUpperCase(name);
+}
+
+std::string TnrwReport::RepParam(const std::string& name) const {
+  const auto it = values_.find(Key(name));
+  return it == values_.end() ? std::string() : it->second;
+}
+
+void TnrwReport::RepParam(const std::string& name, const std::string& value) {
+  values_[Key(name)] = value;
+}
+
+bool TnrwReport::HasRepParam(const std::string& name) const {
+  return values_.count(Key(name)) != 0;
+}
+
+void TnrwReport::SetLayout(TReportLayout layout) {
+  layout_ = std::move(layout);
+}
+
+void TnrwReport::RepPrintSection(int32_t section) {
+  if (!layout_.HasSection(section)) {
+    return;
+  }
+  if (page_end_) {
+    OpenPage();
+  }
+  Emit(section);
+}
+
+void TnrwReport::OpenPage() {
+  if (page_number_ > 0) {
+    for (TSectionSink* sink : sinks_) {
+      sink->EndPage(page_number_);
+    }
+  }
+  ++page_number_;
+  page_end_ = false;
+  for (TSectionSink* sink : sinks_) {
+    sink->BeginPage(page_number_);
+  }
+  Emit(kPageHeaderBand);
+}
+
+void TnrwReport::Emit(int32_t section) {
+  std::vector<TPrintedField> fields;
+  if (const TLayoutSection* layout_section = layout_.Section(section)) {
+    fields.reserve(layout_section->fields.size());
+    for (const std::string& name : layout_section->fields) {
+      fields.push_back({name, RepParam(name)});
+    }
+  }
+  for (TSectionSink* sink : sinks_) {
+    sink->PrintSection(page_number_, section, fields);
+  }
+  if (after_section_.Assigned()) {
+    after_section_.Code(after_section_.Data, this, section);
+  }
+}
+
+void TnrwReport::CSLShowProgress(int32_t current, int32_t total) {
+  if (TProgressView* view = dm_power_->GetProgresso()->View()) {
+    view->EngineProgress(current, total);
+  }
+}
+
+void TnrwReport::AddSink(TSectionSink* sink) {
+  sinks_.push_back(sink);
+}
+
+void TnrwReport::RemoveSink(TSectionSink* sink) {
+  sinks_.erase(std::remove(sinks_.begin(), sinks_.end(), sink), sinks_.end());
+}
+
+void TnrwReport::EndReport() {
+  for (TSectionSink* sink : sinks_) {
+    if (page_number_ > 0) {
+      sink->EndPage(page_number_);
+    }
+    sink->Finish();
+  }
+  page_end_ = true;
+}
+
+bool IsReportEngine(uintptr_t address) {
+  if (address == 0) {
+    return false;
+  }
+  std::lock_guard lock(Registry().mutex);
+  return Registry().live.count(address) != 0;
+}
+
+int32_t ReportAddressAsInt32(const TnrwReport* report) {
+  return static_cast<int32_t>(reinterpret_cast<uintptr_t>(report));
+}

@@ -1,0 +1,168 @@
+#include "host/variant.hpp"
+
+#include <cmath>
+#include <cstdio>
+
+#include "host/exception.hpp"
+#include "host/format_settings.hpp"
+
+namespace {
+constexpr int kFloatToStrDigits = 15;
+}
+
+const char* FieldTypeName(TFieldType type) {
+  switch (type) {
+    case TFieldType::Integer:
+      return "Integer";
+    case TFieldType::Float:
+      return "Float";
+    case TFieldType::String:
+      return "String";
+    case TFieldType::DateTime:
+      return "DateTime";
+    case TFieldType::Boolean:
+      return "Boolean";
+  }
+  return "Unknown";
+}
+
+Variant Variant::FromDateTime(TDateTime value) {
+  Variant v;
+  v.value_ = DateTimeValue{value};
+  return v;
+}
+
+Variant::Kind Variant::GetKind() const {
+  return static_cast<Kind>(value_.index());
+}
+
+bool Variant::IsNumeric() const {
+  const Kind kind = GetKind();
+  return kind == Kind::Integer || kind == Kind::Float || kind == Kind::DateTime ||
+         kind == Kind::Boolean;
+}
+
+int64_t Variant::AsInteger() const {
+  switch (GetKind()) {
+    case Kind::Null:
+      return 0;
+    case Kind::Integer:
+      return std::get<int64_t>(value_);
+    case Kind::Float:
+      return static_cast<int64_t>(std::nearbyint(std::get<double>(value_)));
+    case Kind::DateTime:
+      return static_cast<int64_t>(std::nearbyint(std::get<DateTimeValue>(value_).days));
+    case Kind::Boolean:
+      return std::get<bool>(value_) ? 1 : 0;
+    case Kind::String:
+      break;
+  }
+  return StrToInt(std::get<std::string>(value_));
+}
+
+double Variant::AsFloat() const {
+  switch (GetKind()) {
+    case Kind::Null:
+      return 0.0;
+    case Kind::Integer:
+      return static_cast<double>(std::get<int64_t>(value_));
+    case Kind::Float:
+      return std::get<double>(value_);
+    case Kind::DateTime:
+      return std::get<DateTimeValue>(value_).days;
+    case Kind::Boolean:
+      return std::get<bool>(value_) ? 1.0 : 0.0;
+    case Kind::String:
+      break;
+  }
+  const std::string& text = std::get<std::string>(value_);
+  if (auto value = TryStrToFloat(text)) {
+    return *value;
+  }
+  throw EConvertError("'" + text + "' is not a valid floating point value");
+}
+
+std::string Variant::AsString() const {
+  switch (GetKind()) {
+    case Kind::Null:
+      return "";
+    case Kind::Integer:
+      return std::to_string(std::get<int64_t>(value_));
+    case Kind::Float:
+      return FloatToStr(std::get<double>(value_));
+    case Kind::DateTime:
+      return DateTimeToStr(std::get<DateTimeValue>(value_).days);
+    case Kind::Boolean:
+      return std::get<bool>(value_) ? "True" : "False";
+    case Kind::String:
+      break;
+  }
+  return std::get<std::string>(value_);
+}
+
+bool Variant::AsBoolean() const {
+  switch (GetKind()) {
+    case Kind::Null:
+      return false;
+    case Kind::Boolean:
+      return std::get<bool>(value_);
+    case Kind::String: {
+      const std::string& text = std::get<std::string>(value_);
+      if (SameText(text, "true")) {
+        return true;
+      }
+      if (SameText(text, "false")) {
+        return false;
+      }
+      break;
+    }
+    default:
+      break;
+  }
+  return AsFloat() != 0.0;
+}
+
+TDateTime Variant::AsDateTime() const {
+  if (GetKind() != Kind::String) {
+    return AsFloat();
+  }
+  const std::string& text = std::get<std::string>(value_);
+  if (auto value = TryStrToDate(text)) {
+    return *value;
+  }
+  throw EConvertError("'" + text + "' is not a valid date");
+}
+
+std::string FloatToStr(double value) {
+  if (std::isnan(value)) {
+    return "NAN";
+  }
+  if (std::isinf(value)) {
+    return value < 0 ? "-INF" : "INF";
+  }
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%.*G", kFloatToStrDigits, value);
+  std::string text(buffer);
+  const size_t e = text.find('E');
+  if (e != std::string::npos) {
+    // 1.5E+15 becomes 1,5E15 and 1E-05 becomes 1E-5, as the host writes exponents.
+    std::string exponent = text.substr(e + 1);
+    const bool negative = exponent[0] == '-';
+    exponent.erase(0, exponent.find_first_not_of("+-0"));
+    text = text.substr(0, e) + "E" + (negative ? "-" : "") + exponent;
+  }
+  for (char& c : text) {
+    if (c == '.') {
+      c = FormatSettings().DecimalSeparator;
+    }
+  }
+  return text;
+}
+
+std::string DateTimeToStr(TDateTime value) {
+  std::string text = FormatDateTime(FormatSettings().ShortDateFormat, value);
+  if (value != std::trunc(value)) {
+    text += FormatDateTime(" hh:nn:ss", value);
+  }
+  return text;
+}

@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+
+#include "host/exception.hpp"
+#include "host/sysutils.hpp"
+
+namespace {
+
+TEST(StrToIntDef, ReadsIntegersAndFallsBack) {
+  EXPECT_EQ(StrToIntDef("12", 0), 12);
+  EXPECT_EQ(StrToIntDef(" -7 ", 0), -7);
+  EXPECT_EQ(StrToIntDef("+3", 0), 3);
+  EXPECT_EQ(StrToIntDef("", 2), 2);
+  EXPECT_EQ(StrToIntDef("abc", 2), 2);
+  EXPECT_EQ(StrToIntDef("1.5", 2), 2);
+  EXPECT_EQ(StrToIntDef("1 2", 2), 2);
+  EXPECT_EQ(StrToIntDef("99999999999", 5), 5);
+  EXPECT_EQ(StrToIntDef("--1", 5), 5);
+}
+
+TEST(StrToInt, RaisesConvertErrorWithTheText) {
+  EXPECT_EQ(StrToInt("4"), 4);
+  try {
+    StrToInt("abc");
+    FAIL() << "no exception";
+  } catch (const EConvertError& e) {
+    EXPECT_STREQ(e.what(), "'abc' is not a valid integer value");
+  }
+}
+
+TEST(StrToFloatDef, UsesTheLocaleDecimalSeparator) {
+  EXPECT_DOUBLE_EQ(StrToFloatDef("480", 0), 480.0);
+  EXPECT_DOUBLE_EQ(StrToFloatDef("7,5", 0), 7.5);
+  EXPECT_DOUBLE_EQ(StrToFloatDef("-0,25", 0), -0.25);
+  EXPECT_DOUBLE_EQ(StrToFloatDef("7.5", 1), 1.0);
+  EXPECT_DOUBLE_EQ(StrToFloatDef("", 1), 1.0);
+  EXPECT_DOUBLE_EQ(StrToFloatDef("x", 1), 1.0);
+  EXPECT_DOUBLE_EQ(StrToFloatDef("1,5E3", 0), 1500.0);
+}
+
+TEST(StrToDateDef, ShortDateFormatWithOneDigitDayAndMonth) {
+  EXPECT_EQ(StrToDateDef("01/01/2026", -1), EncodeDate(2026, 1, 1));
+  EXPECT_EQ(StrToDateDef("1/2/2026", -1), EncodeDate(2026, 2, 1));
+  EXPECT_EQ(StrToDateDef(" 31/01/2026 ", -1), EncodeDate(2026, 1, 31));
+  EXPECT_EQ(StrToDateDef("5/1/26", -1), EncodeDate(2026, 1, 5));
+}
+
+TEST(StrToDateDef, UnreadableDatesGiveTheDefault) {
+  EXPECT_EQ(StrToDateDef("", 0), 0);
+  EXPECT_EQ(StrToDateDef("abc", 0), 0);
+  EXPECT_EQ(StrToDateDef("31/02/2026", 0), 0);
+  EXPECT_EQ(StrToDateDef("2026-01-31", 0), 0);
+  EXPECT_EQ(StrToDateDef("01/01", 0), 0);
+  EXPECT_EQ(StrToDateDef("01/01/2026/1", 0), 0);
+}
+
+TEST(Text, TrimUpperAndCompare) {
+  EXPECT_EQ(Trim("  nfe \t"), "nfe");
+  EXPECT_EQ(AnsiUpperCase("nfe série ção"), "NFE SÉRIE ÇÃO");
+  EXPECT_TRUE(SameText("ChaveLctoFis", "CHAVELCTOFIS"));
+  EXPECT_FALSE(SameText("Chave", "ChaveX"));
+  EXPECT_TRUE(ContainsText("12", "2"));
+  EXPECT_FALSE(ContainsText("3", "1"));
+}
+
+TEST(Text, IntToHexPadsUpperCase) {
+  EXPECT_EQ(IntToHex(4660, 8), "00001234");
+  EXPECT_EQ(IntToHex(0xFFFFFFFFu, 8), "FFFFFFFF");
+  EXPECT_EQ(IntToHex(0, 8), "00000000");
+  EXPECT_EQ(IntToHex(0xABCu, 2), "ABC");
+}
+
+}  // namespace

@@ -1,0 +1,61 @@
+#include <gtest/gtest.h>
+
+#include "host/format_settings.hpp"
+#include "host/sysutils.hpp"
+#include "host/variant.hpp"
+
+namespace {
+
+TEST(DateTime, DaysCountFrom18991230) {
+  EXPECT_EQ(EncodeDate(1899, 12, 30), 0.0);
+  EXPECT_EQ(EncodeDate(1900, 1, 1), 2.0);
+  EXPECT_EQ(EncodeDate(2026, 1, 31), 46053.0);
+  EXPECT_EQ(EncodeDate(2000, 2, 29), 36585.0);
+}
+
+TEST(DateTime, RejectsImpossibleDates) {
+  EXPECT_FALSE(TryEncodeDate(2026, 2, 29).has_value());
+  EXPECT_FALSE(TryEncodeDate(2026, 13, 1).has_value());
+  EXPECT_FALSE(TryEncodeDate(2026, 4, 31).has_value());
+  EXPECT_TRUE(TryEncodeDate(2024, 2, 29).has_value());
+}
+
+TEST(DateTime, DecodesDateAndTime) {
+  const TDateParts p = DecodeDateTime(EncodeDate(2026, 1, 15) + EncodeTime(13, 45, 30));
+  EXPECT_EQ(p.year, 2026);
+  EXPECT_EQ(p.month, 1);
+  EXPECT_EQ(p.day, 15);
+  EXPECT_EQ(p.hour, 13);
+  EXPECT_EQ(p.minute, 45);
+  EXPECT_EQ(p.second, 30);
+}
+
+TEST(DateTime, TimeOfDayIsTheFraction) {
+  EXPECT_DOUBLE_EQ(EncodeTime(8, 0, 0), 1.0 / 3.0);
+  EXPECT_DOUBLE_EQ(EncodeTime(12, 0, 0), 0.5);
+}
+
+TEST(FormatDateTime, DayAndMonthWithTheLocaleSeparator) {
+  EXPECT_EQ(FormatDateTime("dd/mm", EncodeDate(2026, 1, 2)), "02/01");
+  EXPECT_EQ(FormatDateTime("d/m/yy", EncodeDate(2026, 3, 9)), "9/3/26");
+  EXPECT_EQ(FormatDateTime("dd/mm/yyyy hh:nn:ss", EncodeDate(2026, 12, 31) + EncodeTime(23, 59, 1)),
+            "31/12/2026 23:59:01");
+  TFormatSettings dashed = FormatSettings();
+  const TFormatSettings saved = dashed;
+  dashed.DateSeparator = '-';
+  SetFormatSettings(dashed);
+  EXPECT_EQ(FormatDateTime("dd/mm", EncodeDate(2026, 1, 2)), "02-01");
+  SetFormatSettings(saved);
+}
+
+TEST(FormatDateTime, MinutesAfterHourAndQuotedText) {
+  EXPECT_EQ(FormatDateTime("hh:mm", EncodeTime(9, 5, 0)), "09:05");
+  EXPECT_EQ(FormatDateTime("'dia' dd", EncodeDate(2026, 1, 7)), "dia 07");
+}
+
+TEST(DateTimeToStr, ShortDateAndTimeWhenPresent) {
+  EXPECT_EQ(DateTimeToStr(EncodeDate(2026, 1, 5)), "05/01/2026");
+  EXPECT_EQ(DateTimeToStr(EncodeDate(2026, 1, 5) + EncodeTime(8, 30, 0)), "05/01/2026 08:30:00");
+}
+
+}  // namespace

@@ -1,0 +1,73 @@
+#include <gtest/gtest.h>
+
+#include "host/format_settings.hpp"
+#include "host/sysutils.hpp"
+
+namespace {
+
+TEST(FormatFloat, GroupsThousandsWithTwoDecimals) {
+  EXPECT_EQ(FormatFloat("#,##0.00", 1234567.891), "1.234.567,89");
+  EXPECT_EQ(FormatFloat("#,##0.00", 0), "0,00");
+  EXPECT_EQ(FormatFloat("#,##0.00", 999.999), "1.000,00");
+  EXPECT_EQ(FormatFloat("#,##0.00", 1000000.0), "1.000.000,00");
+  EXPECT_EQ(FormatFloat("#,##0.00", -2500000.0), "-2.500.000,00");
+}
+
+TEST(FormatFloat, RoundsDecimalDigitsHalfAwayFromZero) {
+  // 2.675 is 2.67499999... in binary; taken to 15 significant digits it is 2.675 and rounds up.
+  EXPECT_EQ(FormatFloat("#,##0.00", 2.675), "2,68");
+  EXPECT_EQ(FormatFloat("#,##0.00", -2.675), "-2,68");
+  EXPECT_EQ(FormatFloat("#,##0.00", 0.125), "0,13");
+  EXPECT_EQ(FormatFloat("#,##0.00", 1.005), "1,01");
+  EXPECT_EQ(FormatFloat("#,##0", 2.5), "3");
+  EXPECT_EQ(FormatFloat("#,##0", -2.5), "-3");
+}
+
+TEST(FormatFloat, ValueRoundingToZeroHasNoMinusSign) {
+  EXPECT_EQ(FormatFloat("#,##0.00", -0.001), "0,00");
+  EXPECT_EQ(FormatFloat("#,##0.00", -0.0), "0,00");
+  EXPECT_EQ(FormatFloat("#0.##", -0.004), "0");
+}
+
+TEST(FormatFloat, PatternWithoutGrouping) {
+  EXPECT_EQ(FormatFloat("###0.00", 1000000.01), "1000000,01");
+  EXPECT_EQ(FormatFloat("###0.00", -1234.5), "-1234,50");
+}
+
+TEST(FormatFloat, OptionalDecimalsDropTrailingZeros) {
+  EXPECT_EQ(FormatFloat("#0.##", 18), "18");
+  EXPECT_EQ(FormatFloat("#0.##", 7.5), "7,5");
+  EXPECT_EQ(FormatFloat("#0.##", 12.0), "12");
+  EXPECT_EQ(FormatFloat("#0.##", 0), "0");
+  EXPECT_EQ(FormatFloat("#0.##", 1.656), "1,66");
+  EXPECT_EQ(FormatFloat("#0.##", 0.65), "0,65");
+}
+
+TEST(FormatFloat, IntegerPatternGroups) {
+  EXPECT_EQ(FormatFloat("#,##0", 1234567), "1.234.567");
+  EXPECT_EQ(FormatFloat("#,##0", 12), "12");
+  EXPECT_EQ(FormatFloat("#,##0", 0), "0");
+}
+
+TEST(FormatFloat, LargeAndTinyValues) {
+  EXPECT_EQ(FormatFloat("#,##0.00", 9999999999.99), "9.999.999.999,99");
+  EXPECT_EQ(FormatFloat("#,##0.00", 0.004), "0,00");
+  EXPECT_EQ(FormatFloat("#,##0.00", 0.005), "0,01");
+}
+
+TEST(FormatFloat, FollowsTheLocaleSeparators) {
+  const TFormatSettings saved = FormatSettings();
+  TFormatSettings us = saved;
+  us.ThousandSeparator = ',';
+  us.DecimalSeparator = '.';
+  SetFormatSettings(us);
+  EXPECT_EQ(FormatFloat("#,##0.00", 1234567.891), "1,234,567.89");
+  SetFormatSettings(saved);
+}
+
+TEST(FormatFloat, LiteralTextAroundTheNumber) {
+  EXPECT_EQ(FormatFloat("\"R$ \"#,##0.00", 1500), "R$ 1.500,00");
+  EXPECT_EQ(FormatFloat("#0.## %", 18), "18 %");
+}
+
+}  // namespace

@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "host/report.hpp"
+
+namespace {
+
+TReportLayout LayoutWith(std::initializer_list<TLayoutSection> sections) {
+  TReportLayout layout;
+  for (const TLayoutSection& s : sections) {
+    layout.AddSection(s);
+  }
+  return layout;
+}
+
+// Prints sections 9 and 11 after every band 1, as a report module's handler does.
+struct HeaderPrinter {
+  TnrwReport* report = nullptr;
+  std::vector<int32_t> seen;
+  void AfterSection(TObject*, int32_t section) {
+    seen.push_back(section);
+    if (section == 1) {
+      report->RepPrintSection(9);
+      report->RepPrintSection(11);
+    }
+  }
+};
+
+class EngineTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    report = std::make_unique<TnrwReport>();
+    report->SetLayout(LayoutWith({{1, {}}, {9, {}}, {11, {}}, {13, {"RNumeroNF", "RValor"}}}));
+    report->AddSink(&sink);
+  }
+  std::unique_ptr<TnrwReport> report;
+  TRecordingSink sink;
+};
+
+TEST_F(EngineTest, ParametersAndFieldsShareOneCaseInsensitiveStore) {
+  report->RepParam("pDataInicial", "01/01/2026");
+  EXPECT_EQ(report->RepParam("PDATAINICIAL"), "01/01/2026");
+  EXPECT_EQ(report->RepParam("absent"), "");
+  EXPECT_FALSE(report->HasRepParam("absent"));
+}
+
+TEST_F(EngineTest, FirstPrintOpensAPageWithBandOne) {
+  EXPECT_TRUE(report->CSLIsPageEnd());
+  report->RepParam("RNumeroNF", "123");
+  report->RepPrintSection(13);
+  EXPECT_EQ(sink.Sections(), (std::vector<int32_t>{1, 13}));
+  EXPECT_FALSE(report->CSLIsPageEnd());
+  EXPECT_EQ(sink.Entries()[1].page, 1);
+  EXPECT_EQ(sink.Entries()[1].Field("RNumeroNF"), "123");
+  EXPECT_EQ(sink.Entries()[1].Field("RValor"), "");
+}
+
+TEST_F(EngineTest, FieldValuesAreTakenAtPrintTime) {
+  report->RepParam("RValor", "1,00");
+  report->RepPrintSection(13);
+  report->RepParam("RValor", "2,00");
+  report->RepPrintSection(13);
+  EXPECT_EQ(sink.Entries()[1].Field("RValor"), "1,00");
+  EXPECT_EQ(sink.Entries()[2].Field("RValor"), "2,00");
+}
+
+TEST_F(EngineTest, PageEndMakesTheNextPrintOpenANewPage) {
+  report->RepPrintSection(13);
+  report->SetCSLIsPageEnd(true);
+  report->RepPrintSection(13);
+  EXPECT_EQ(sink.Sections(), (std::vector<int32_t>{1, 13, 1, 13}));
+  EXPECT_EQ(sink.Entries()[3].page, 2);
+  EXPECT_EQ(report->PageNumber(), 2);
+}
+
+TEST_F(EngineTest, AfterSectionEventFiresForEverySectionIncludingBandOne) {
+  HeaderPrinter printer{report.get(), {}};
+  report->SetAfterSection(MakeSectionEvent<HeaderPrinter, &HeaderPrinter::AfterSection>(&printer));
+  report->RepPrintSection(13);
+  EXPECT_EQ(sink.Sections(), (std::vector<int32_t>{1, 9, 11, 13}));
+  EXPECT_EQ(printer.seen, (std::vector<int32_t>{1, 9, 11, 13}));
+  report->SetAfterSection({});
+  EXPECT_FALSE(report->AfterSection().Assigned());
+}
+
+TEST_F(EngineTest, SectionsTheLayoutLacks) {
+  EXPECT_TRUE(report->DelphiCanPrintSection(13));
+  EXPECT_FALSE(report->DelphiCanPrintSection(15));
+  report->RepPrintSection(15);
+  EXPECT_TRUE(sink.Entries().empty());
+  EXPECT_TRUE(report->CSLIsPageEnd());
+}
+
+TEST_F(EngineTest, EstablishmentTableHasCompanyAndEstablishment) {
+  TnClientDataSetMem* estab = report->Estabelecimentos();
+  ASSERT_NE(estab->FindField("CODIGOEMPRESA"), nullptr);
+  ASSERT_NE(estab->FindField("CODIGOESTAB"), nullptr);
+  EXPECT_TRUE(estab->IsEmpty());
+}
+
+TEST_F(EngineTest, ShowProgressReachesTheView) {
+  TRecordingProgressView view;
+  report->DMPower()->SetView(&view);
+  report->CSLShowProgress(1, 4);
+  ASSERT_EQ(view.engine_progress.size(), 1u);
+  EXPECT_EQ(view.engine_progress[0], std::make_pair(1, 4));
+}
+
+}  // namespace

@@ -1,0 +1,29 @@
+#include <gtest/gtest.h>
+
+#include "host/exception.hpp"
+#include "host/variant.hpp"
+
+namespace {
+
+TEST(Variant, ConvertsBetweenKinds) {
+  EXPECT_EQ(Variant("12").AsInteger(), 12);
+  EXPECT_DOUBLE_EQ(Variant("7,5").AsFloat(), 7.5);
+  EXPECT_EQ(Variant(7.5).AsString(), "7,5");
+  EXPECT_EQ(Variant(int64_t{5102}).AsString(), "5102");
+  EXPECT_EQ(Variant().AsString(), "");
+  EXPECT_EQ(Variant().AsInteger(), 0);
+  EXPECT_TRUE(Variant().IsNull());
+  EXPECT_EQ(Variant::FromDateTime(EncodeDate(2026, 1, 2)).AsString(), "02/01/2026");
+  EXPECT_THROW(Variant("x").AsInteger(), EConvertError);
+  EXPECT_THROW(Variant("x").AsFloat(), EConvertError);
+}
+
+TEST(FloatToStr, FifteenSignificantDigitsWithLocaleDecimal) {
+  EXPECT_EQ(FloatToStr(18), "18");
+  EXPECT_EQ(FloatToStr(1234.56), "1234,56");
+  EXPECT_EQ(FloatToStr(0.1 + 0.2), "0,3");
+  EXPECT_EQ(FloatToStr(123456789012), "123456789012");
+  EXPECT_EQ(FloatToStr(1.5e15), "1,5E15");
+}
+
+}  // namespace
