@@ -30,6 +30,9 @@ class NRW_API TMemoryDataSet : public TDataSet {
   // Copies every live row of `source` (ignoring its range and filter) with the same columns.
   void CopyFrom(const TMemoryDataSet& source);
   void ReserveRows(size_t rows);
+  // A read-only table refuses Append, Edit and Delete.
+  bool ReadOnly() const { return read_only_; }
+  void SetReadOnly(bool read_only) { read_only_ = read_only; }
 
   void First() override;
   void Next() override;
@@ -60,8 +63,10 @@ class NRW_API TMemoryDataSet : public TDataSet {
  private:
   struct Impl;
   void CheckActive() const;
+  void CheckWritable() const;
   uint32_t CurrentRow() const;
   std::unique_ptr<Impl> impl_;
+  bool read_only_ = false;
 };
 
 class NRW_API TnClientDataSetMem : public TMemoryDataSet {
@@ -70,15 +75,25 @@ class NRW_API TnClientDataSetMem : public TMemoryDataSet {
   ~TnClientDataSetMem() override;
 };
 
+class TSQLConnection;
+
+// The result of a query: the rows in memory, the SQL and its connection kept so that the host
+// can run it again with new values.
 class NRW_API TnClientDataSet : public TMemoryDataSet {
  public:
   using TMemoryDataSet::TMemoryDataSet;
   ~TnClientDataSet() override;
 
-  // The query that filled the cursor, kept so that RefreshSQL can run it again.
   const std::string& SQL() const { return sql_; }
   void SetSQL(std::string sql) { sql_ = std::move(sql); }
+  // The connection the query runs on; null for the host's.
+  TSQLConnection* Connection() const { return connection_; }
+  void SetConnection(TSQLConnection* connection) { connection_ = connection; }
+  int32_t MaxRows() const { return max_rows_; }
+  void SetMaxRows(int32_t rows) { max_rows_ = rows; }
 
  private:
   std::string sql_;
+  TSQLConnection* connection_ = nullptr;
+  int32_t max_rows_ = -1;
 };

@@ -243,6 +243,13 @@ void TMemoryDataSet::CheckActive() const {
   }
 }
 
+void TMemoryDataSet::CheckWritable() const {
+  CheckActive();
+  if (read_only_) {
+    throw Exception(DisplayName() + ": Cannot modify a read-only dataset");
+  }
+}
+
 void TMemoryDataSet::First() {
   CheckActive();
   impl_->GoFirst();
@@ -332,7 +339,7 @@ void TMemoryDataSet::SetValue(int field, const Variant& value) {
 }
 
 void TMemoryDataSet::Append() {
-  CheckActive();
+  CheckWritable();
   Post();
   Impl& d = *impl_;
   d.Sync();
@@ -342,7 +349,7 @@ void TMemoryDataSet::Append() {
 }
 
 void TMemoryDataSet::Edit() {
-  CheckActive();
+  CheckWritable();
   if (State() != TDataSetState::Browse) {
     return;
   }
@@ -398,7 +405,7 @@ void TMemoryDataSet::Cancel() {
 }
 
 void TMemoryDataSet::Delete() {
-  CheckActive();
+  CheckWritable();
   Cancel();
   Impl& d = *impl_;
   const RowId row = CurrentRow();

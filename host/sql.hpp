@@ -1,0 +1,129 @@
+// SQL access of the host: one connection to the company database (a SQLite file, the embedded
+// default, or a PostgreSQL server), chosen by the host program, and the operations the module
+// runs its queries with.
+//
+// Parameters are bound by position: the n-th ":name" of the text takes the n-th value,
+// whatever its name. Values are always bound natively, never pasted into the text.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/export.hpp"
+#include "host/memory_data_set.hpp"
+#include "host/object.hpp"
+#include "host/variant.hpp"
+
+enum class TSQLDialect { SQLite, PostgreSQL };
+
+// A column of a query result and the type its values are read as.
+struct NRW_API TSQLColumn {
+  std::string name;
+  TFieldType type = TFieldType::String;
+};
+
+// Receives a query result row by row (so that a million rows stream, not pile up).
+class NRW_API TSQLRowSink {
+ public:
+  virtual ~TSQLRowSink();
+  virtual void Columns(const std::vector<TSQLColumn>& columns) = 0;
+  // One row; `values` has one entry per column.
+  virtual void Row(const std::vector<Variant>& values) = 0;
+};
+
+// Loads many rows into one table fast (prepared inserts in SQLite, COPY in PostgreSQL).
+class NRW_API TSQLBulkWriter {
+ public:
+  virtual ~TSQLBulkWriter();
+  virtual void Add(const std::vector<Variant>& row) = 0;
+  // Sends what is buffered; the writer is unusable afterwards.
+  virtual void Finish() = 0;
+};
+
+class NRW_API TSQLConnection : public TObject {
+ public:
+  ~TSQLConnection() override;
+  virtual TSQLDialect Dialect() const = 0;
+  // A description for messages: the file name or the server and database.
+  virtual std::string Description() const = 0;
+  // Runs a query with positional parameters, handing its rows to `sink`.
+  virtual void Query(const std::string& sql, const TVariantArray& params, TSQLRowSink& sink) = 0;
+  // Runs a statement that returns no rows; the number of rows it changed.
+  virtual int64_t Execute(const std::string& sql, const TVariantArray& params) = 0;
+  // Runs several statements separated by ";" (DDL scripts); no parameters.
+  virtual void ExecuteScript(const std::string& sql) = 0;
+  // A writer for `columns` of `table`; values are given in the same order.
+  virtual std::unique_ptr<TSQLBulkWriter> BulkInsert(const std::string& table,
+                                                     const std::vector<std::string>& columns) = 0;
+  virtual void BeginTransaction() = 0;
+  virtual void Commit() = 0;
+  virtual void Rollback() = 0;
+};
+
+// Opens a connection: a PostgreSQL URL ("postgresql://..." or "postgres://...") or else the path
+// of a SQLite file. Raises Exception naming what could not be opened. A SQLite file must exist
+// unless `create` is set.
+NRW_API std::unique_ptr<TSQLConnection> OpenConnection(const std::string& target, bool create);
+
+namespace Nutildb {
+
+// The host's connection, used when a call passes no connection. Set by the host program.
+NRW_API void SetConexaoPadrao(std::unique_ptr<TSQLConnection> connection);
+NRW_API TSQLConnection* ConexaoPadrao();
+
+// Runs `sql` with `params` on `connection` (null: the host's) and returns a new open cursor that
+// the caller owns. _AAbrir: open it now (false returns a cursor holding only the SQL);
+// _ASomenteLeitura: the cursor refuses edits; _AMaxRegistros: keep at most this many rows (-1:
+// all); _ANome: the cursor's component name; _ABuscarTodos: fetch every row now (always the case
+// here: cursors are in memory).
+NRW_API TnClientDataSet* ExecutarSQL(const std::string& sql, const TVariantArray& params,
+                                     bool _AAbrir, bool _ASomenteLeitura, int32_t _AMaxRegistros,
+                                     const std::string& _ANome, TSQLConnection* connection,
+                                     bool _ABuscarTodos);
+// Runs the cursor's SQL again with new values; the cursor keeps its index field list.
+NRW_API void RefreshSQL(TnClientDataSet* cursor, const TVariantArray& params, bool _AManterIndice);
+
+// Frees a data set and nulls the reference.
+template <class T>
+void DestruirSQL(T*& data_set) {
+  delete data_set;
+  data_set = nullptr;
+}
+
+// Views a data set as an in-memory table; EInvalidCast when it is not one.
+NRW_API TMemoryDataSet* CDSM(TObject* component);
+// An independent copy with the same columns and rows (and index field list).
+NRW_API TnClientDataSetMem* CloneCDS(TMemoryDataSet* source);
+
+}  // namespace Nutildb
+
+// The host's SQL data module.
+class NRW_API TnDMSQLDataSet {
+ public:
+  // Runs `sql` into `cursor`, creating it when null; true when a row came back.
+  static bool PegarRegistroSQL(TnClientDataSet*& cursor, const std::string& sql);
+};
+
+namespace Nutil {
+
+// A literal valid in both databases: strings quoted with inner quotes doubled; date-times as
+// 'YYYY-MM-DD' (no time of day) or 'YYYY-MM-DD HH:MM:SS'; floats with a "." and enough digits
+// to read back the same double; integers in decimal; null as NULL.
+NRW_API std::string ValorParaSQL(const Variant& value, TFieldType type);
+// A literal of the data-set filter language: numbers with a "." (dates as their day count),
+// strings quoted with inner quotes doubled.
+NRW_API std::string ValorParaFiltro(const Variant& value, TFieldType type);
+// Splits a text at `separator` ("a;b;c" gives a, b, c); blanks around items are removed and
+// empty items dropped.
+NRW_API std::vector<std::string> StrToStrArray(const std::string& text, char separator = ';');
+
+}  // namespace Nutil
+
+namespace Nutilarquivo {
+
+// Copies a file; with `overwrite` an existing target is replaced. Raises Exception on failure.
+NRW_API void CopyFile(const std::string& source, const std::string& target, bool overwrite);
+
+}  // namespace Nutilarquivo

@@ -1,0 +1,108 @@
+// TnFDTableSQLite: a table in a local SQLite database file, with the data-set behaviour of the
+// in-memory tables, served by SQLite itself:
+//   - an index field list creates (once) a SQLite index on those fields and orders the cursor
+//     by them (then by rowid); nothing is read into memory;
+//   - FindKey and SetRange are indexed seeks; RecordCount is a count(*) kept until a change;
+//   - a filter is translated into the query's where clause, its literals bound as values;
+//   - edits are written to the file; consecutive writes share one transaction, committed at
+//     the next navigation (First, FindKey, SetRange, ...), at Close, or when the connection's
+//     database name is read to hand the file to someone else.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/data_set.hpp"
+#include "host/export.hpp"
+
+class TnFDConnection;
+
+class NRW_API TnFDConnectionParams {
+ public:
+  explicit TnFDConnectionParams(TnFDConnection& owner) : owner_(owner) {}
+  // The database file. Reading it commits pending writes, so that the file on disk is whole.
+  std::string Database() const;
+  void SetDatabase(std::string path);
+
+ private:
+  TnFDConnection& owner_;
+  std::string database_;
+  friend class TnFDConnection;
+};
+
+class NRW_API TnFDConnection : public TComponent {
+ public:
+  explicit TnFDConnection(TComponent* owner = nullptr);
+  ~TnFDConnection() override;
+
+  TnFDConnectionParams& Params() { return params_; }
+  // Opens (creating it when absent) the database file named by Params().Database().
+  void Open();
+  void Close();
+  bool Connected() const;
+  void CommitPending();
+
+  struct Impl;
+  Impl& Internal() { return *impl_; }
+
+ private:
+  TnFDConnectionParams params_;
+  std::unique_ptr<Impl> impl_;
+};
+
+class NRW_API TnFDTableSQLite : public TDataSet {
+ public:
+  explicit TnFDTableSQLite(TComponent* owner = nullptr);
+  ~TnFDTableSQLite() override;
+
+  // The table's connection: its own, unless SetConnection shares another (not owned).
+  TnFDConnection* Connection() const { return connection_; }
+  void SetConnection(TnFDConnection* connection);
+  const std::string& TableName() const { return table_name_; }
+  void SetTableName(std::string name) { table_name_ = std::move(name); }
+
+  void Open() override;
+  void Close() override;
+  // Deletes every row of the table.
+  void EmptyDataSet();
+
+  void First() override;
+  void Next() override;
+  bool Eof() const override;
+  int RecordCount() override;
+
+  bool IsNull(int field) const override;
+  int64_t GetInteger(int field) const override;
+  double GetFloat(int field) const override;
+  std::string GetString(int field) const override;
+  Variant GetValue(int field) const override;
+  void SetValue(int field, const Variant& value) override;
+
+  void Append() override;
+  void Edit() override;
+  void Post() override;
+  void Cancel() override;
+  void Delete() override;
+
+  void SetIndexFieldNames(const std::string& names) override;
+  bool FindKey(const TVariantArray& values) override;
+  void SetRange(const TVariantArray& start, const TVariantArray& end) override;
+  void CancelRange() override;
+
+ protected:
+  void FilterChanged() override;
+
+ private:
+  struct Cursor;
+  const Variant& Current(int field) const;
+  void CheckOpen() const;
+
+  TnFDConnection* connection_;
+  std::string table_name_;
+  std::unique_ptr<Cursor> cursor_;
+};
+
+namespace Nutildb {
+// Views a data set as a SQLite table; EInvalidCast when it is not one.
+NRW_API TnFDTableSQLite* FDTSQLite(TObject* component);
+}  // namespace Nutildb

@@ -1,0 +1,339 @@
+#include "runtime/postgres_connection.hpp"
+
+#include <charconv>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "host/exception.hpp"
+#include "host/sysutils.hpp"
+#include "runtime/iso_date.hpp"
+#include "runtime/sql_placeholders.hpp"
+
+namespace nrw {
+namespace {
+
+// Type OIDs of the server's built-in types (pg_type.dat).
+constexpr Oid kBoolOid = 16, kInt8Oid = 20, kInt2Oid = 21, kInt4Oid = 23;
+constexpr Oid kFloat4Oid = 700, kFloat8Oid = 701, kNumericOid = 1700;
+constexpr Oid kDateOid = 1082, kTimestampOid = 1114, kTimestampTzOid = 1184;
+
+struct ResultCloser {
+  void operator()(PGresult* result) const { PQclear(result); }
+};
+using Result = std::unique_ptr<PGresult, ResultCloser>;
+
+TFieldType FieldTypeOfOid(Oid oid) {
+  switch (oid) {
+    case kBoolOid:
+      return TFieldType::Boolean;
+    case kInt8Oid:
+    case kInt2Oid:
+    case kInt4Oid:
+      return TFieldType::Integer;
+    case kFloat4Oid:
+    case kFloat8Oid:
+    case kNumericOid:
+      return TFieldType::Float;
+    case kDateOid:
+    case kTimestampOid:
+    case kTimestampTzOid:
+      return TFieldType::DateTime;
+    default:
+      return TFieldType::String;
+  }
+}
+
+Variant ParseValue(const char* text, int length, TFieldType type, const std::string& column) {
+  const char* end = text + length;
+  switch (type) {
+    case TFieldType::Integer: {
+      int64_t value = 0;
+      if (std::from_chars(text, end, value).ec == std::errc()) {
+        return Variant(value);
+      }
+      break;
+    }
+    case TFieldType::Float: {
+      double value = 0;
+      if (std::from_chars(text, end, value).ec == std::errc()) {
+        return Variant(value);
+      }
+      break;
+    }
+    case TFieldType::Boolean:
+      return Variant(length > 0 && text[0] == 't');
+    case TFieldType::DateTime:
+      if (const auto value = ParseIsoDateTime(std::string_view(text, length))) {
+        return Variant::FromDateTime(*value);
+      }
+      break;
+    case TFieldType::String:
+      return Variant(std::string(text, static_cast<size_t>(length)));
+  }
+  throw Exception("column " + column + ": cannot read '" + std::string(text, length) + "'");
+}
+
+std::string CopyEscape(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (char c : text) {
+    switch (c) {
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::optional<std::string> PostgresText(const Variant& value) {
+  switch (value.GetKind()) {
+    case Variant::Kind::Null:
+      return std::nullopt;
+    case Variant::Kind::Boolean:
+      return value.AsBoolean() ? "true" : "false";
+    case Variant::Kind::Integer:
+      return std::to_string(value.AsInteger());
+    case Variant::Kind::Float:
+      return Nutil::ValorParaSQL(value, TFieldType::Float);
+    case Variant::Kind::DateTime:
+      return IsoDateTime(value.AsDateTime());
+    case Variant::Kind::String:
+      break;
+  }
+  return value.AsString();
+}
+
+PostgresConnection::PostgresConnection(const std::string& url) : conn_(PQconnectdb(url.c_str())) {
+  if (conn_ == nullptr || PQstatus(conn_) != CONNECTION_OK) {
+    const std::string message = conn_ != nullptr ? Trim(PQerrorMessage(conn_)) : "out of memory";
+    PQfinish(conn_);
+    conn_ = nullptr;
+    throw Exception("cannot connect to PostgreSQL: " + message);
+  }
+  PQsetClientEncoding(conn_, "UTF8");
+  // Server notices ("drop cascades to ...") are not the user's business.
+  PQsetNoticeProcessor(
+      conn_, [](void*, const char*) {}, nullptr);
+  ExecuteScript("set datestyle to ISO, DMY");
+}
+
+PostgresConnection::~PostgresConnection() {
+  PQfinish(conn_);
+}
+
+std::string PostgresConnection::Description() const {
+  return std::string("postgresql://") + PQhost(conn_) + ":" + PQport(conn_) + "/" + PQdb(conn_);
+}
+
+void PostgresConnection::Fail(const std::string& what) const {
+  throw Exception(what + ": " + Trim(PQerrorMessage(conn_)));
+}
+
+void PostgresConnection::Send(const std::string& sql, const TVariantArray& params) {
+  const SqlPlaceholders rewritten = RewritePlaceholders(sql, PlaceholderStyle::Dollar);
+  if (rewritten.names.size() > params.size()) {
+    throw Exception("SQL parameter :" + rewritten.names[params.size()] + " (number " +
+                    std::to_string(params.size() + 1) + ") has no value");
+  }
+  std::vector<std::optional<std::string>> texts;
+  std::vector<const char*> values;
+  const size_t count = rewritten.names.size();
+  texts.reserve(count);
+  for (size_t i = 0; i < count; ++i) {
+    texts.push_back(PostgresText(params[i]));
+  }
+  for (const auto& text : texts) {
+    values.push_back(text ? text->c_str() : nullptr);
+  }
+  if (PQsendQueryParams(conn_, rewritten.text.c_str(), static_cast<int>(count), nullptr,
+                        values.data(), nullptr, nullptr, 0) == 0) {
+    Fail("SQL error");
+  }
+}
+
+void PostgresConnection::Query(const std::string& sql, const TVariantArray& params,
+                               TSQLRowSink& sink) {
+  Send(sql, params);
+  PQsetSingleRowMode(conn_);
+  std::vector<TSQLColumn> columns;
+  std::vector<Variant> row;
+  std::string error;
+  std::exception_ptr failure;  // a failure of the sink; the connection is drained first
+  bool described = false;
+  while (PGresult* raw = PQgetResult(conn_)) {
+    Result result(raw);
+    const ExecStatusType status = PQresultStatus(raw);
+    if (status != PGRES_SINGLE_TUPLE && status != PGRES_TUPLES_OK) {
+      error = Trim(PQresultErrorMessage(raw));
+    }
+    if (!error.empty() || failure) {
+      continue;
+    }
+    try {
+      if (!described) {
+        for (int i = 0; i < PQnfields(raw); ++i) {
+          columns.push_back({PQfname(raw, i), FieldTypeOfOid(PQftype(raw, i))});
+        }
+        sink.Columns(columns);
+        row.resize(columns.size());
+        described = true;
+      }
+      for (int r = 0; r < PQntuples(raw); ++r) {
+        for (size_t i = 0; i < columns.size(); ++i) {
+          const int c = static_cast<int>(i);
+          row[i] = PQgetisnull(raw, r, c)
+                       ? Variant()
+                       : ParseValue(PQgetvalue(raw, r, c), PQgetlength(raw, r, c), columns[i].type,
+                                    columns[i].name);
+        }
+        sink.Row(row);
+      }
+    } catch (...) {
+      failure = std::current_exception();
+    }
+  }
+  if (!error.empty()) {
+    throw Exception("SQL error: " + error);
+  }
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
+int64_t PostgresConnection::Execute(const std::string& sql, const TVariantArray& params) {
+  Send(sql, params);
+  int64_t changed = 0;
+  std::string error;
+  while (PGresult* raw = PQgetResult(conn_)) {
+    Result result(raw);
+    const ExecStatusType status = PQresultStatus(raw);
+    if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) {
+      changed = std::atoll(PQcmdTuples(raw));
+    } else {
+      error = Trim(PQresultErrorMessage(raw));
+    }
+  }
+  if (!error.empty()) {
+    throw Exception("SQL error: " + error);
+  }
+  return changed;
+}
+
+void PostgresConnection::ExecuteScript(const std::string& sql) {
+  Result result(PQexec(conn_, sql.c_str()));
+  const ExecStatusType status = PQresultStatus(result.get());
+  if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
+    throw Exception("SQL error: " + Trim(PQresultErrorMessage(result.get())));
+  }
+}
+
+void PostgresConnection::BeginTransaction() {
+  ExecuteScript("begin");
+}
+void PostgresConnection::Commit() {
+  ExecuteScript("commit");
+}
+void PostgresConnection::Rollback() {
+  ExecuteScript("rollback");
+}
+
+namespace {
+
+// COPY ... FROM STDIN in text format, sent in chunks.
+class PostgresBulkWriter : public TSQLBulkWriter {
+ public:
+  PostgresBulkWriter(PGconn* conn, const std::string& table,
+                     const std::vector<std::string>& columns)
+      : conn_(conn), table_(table) {
+    std::string sql = "copy " + table + " (";
+    for (size_t i = 0; i < columns.size(); ++i) {
+      sql += (i > 0 ? ", " : "") + columns[i];
+    }
+    sql += ") from stdin";
+    Result result(PQexec(conn_, sql.c_str()));
+    if (PQresultStatus(result.get()) != PGRES_COPY_IN) {
+      throw Exception("cannot load table " + table + ": " +
+                      Trim(PQresultErrorMessage(result.get())));
+    }
+  }
+  ~PostgresBulkWriter() override {
+    if (!finished_) {
+      PQputCopyEnd(conn_, "abandoned");
+      while (PGresult* raw = PQgetResult(conn_)) {
+        PQclear(raw);
+      }
+    }
+  }
+
+  void Add(const std::vector<Variant>& row) override {
+    for (size_t i = 0; i < row.size(); ++i) {
+      if (i > 0) {
+        buffer_ += '\t';
+      }
+      const auto text = PostgresText(row[i]);
+      buffer_ += text ? CopyEscape(*text) : "\\N";
+    }
+    buffer_ += '\n';
+    if (buffer_.size() > kChunk) {
+      Flush();
+    }
+  }
+
+  void Finish() override {
+    Flush();
+    finished_ = true;
+    if (PQputCopyEnd(conn_, nullptr) != 1) {
+      throw Exception("cannot load table " + table_ + ": " + Trim(PQerrorMessage(conn_)));
+    }
+    std::string error;
+    while (PGresult* raw = PQgetResult(conn_)) {
+      if (PQresultStatus(raw) != PGRES_COMMAND_OK) {
+        error = Trim(PQresultErrorMessage(raw));
+      }
+      PQclear(raw);
+    }
+    if (!error.empty()) {
+      throw Exception("cannot load table " + table_ + ": " + error);
+    }
+  }
+
+ private:
+  static constexpr size_t kChunk = 1 << 20;
+  void Flush() {
+    if (!buffer_.empty() &&
+        PQputCopyData(conn_, buffer_.data(), static_cast<int>(buffer_.size())) != 1) {
+      throw Exception("cannot load table " + table_ + ": " + Trim(PQerrorMessage(conn_)));
+    }
+    buffer_.clear();
+  }
+
+  PGconn* conn_;
+  std::string table_;
+  std::string buffer_;
+  bool finished_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<TSQLBulkWriter> PostgresConnection::BulkInsert(
+    const std::string& table, const std::vector<std::string>& columns) {
+  return std::make_unique<PostgresBulkWriter>(conn_, table, columns);
+}
+
+}  // namespace nrw

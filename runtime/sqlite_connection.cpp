@@ -1,0 +1,309 @@
+#include "runtime/sqlite_connection.hpp"
+
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+#include "host/exception.hpp"
+#include "host/sysutils.hpp"
+#include "runtime/iso_date.hpp"
+#include "runtime/sql_placeholders.hpp"
+
+namespace nrw {
+namespace {
+
+// How long a statement waits for a lock held by another connection before failing.
+constexpr int kBusyTimeoutMs = 2000;
+
+bool Contains(const std::string& upper, const char* part) {
+  return upper.find(part) != std::string::npos;
+}
+
+// upper() that knows the accented Latin letters, for filters translated to SQL.
+void AnsiUpperFunction(sqlite3_context* context, int, sqlite3_value** args) {
+  const unsigned char* text = sqlite3_value_text(args[0]);
+  if (text == nullptr) {
+    sqlite3_result_null(context);
+    return;
+  }
+  const std::string upper = AnsiUpperCase(reinterpret_cast<const char*>(text));
+  sqlite3_result_text(context, upper.c_str(), static_cast<int>(upper.size()), SQLITE_TRANSIENT);
+}
+
+struct StatementCloser {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, StatementCloser>;
+
+// The type of a result column without a declared type (an expression): text stays text, numbers
+// read as floats, so sums and counts compare alike on both databases.
+TFieldType TypeOfExpression(sqlite3_stmt* statement, int i, bool has_row) {
+  if (has_row && sqlite3_column_type(statement, i) == SQLITE_TEXT) {
+    return TFieldType::String;
+  }
+  return TFieldType::Float;
+}
+
+}  // namespace
+
+TFieldType FieldTypeOfDeclared(const char* declared) {
+  if (declared == nullptr) {
+    return TFieldType::String;
+  }
+  const std::string upper = AnsiUpperCase(declared);
+  if (Contains(upper, "DATE") || Contains(upper, "TIME")) {
+    return TFieldType::DateTime;
+  }
+  if (Contains(upper, "BOOL")) {
+    return TFieldType::Boolean;
+  }
+  if (Contains(upper, "INT")) {
+    return TFieldType::Integer;
+  }
+  if (Contains(upper, "CHAR") || Contains(upper, "CLOB") || Contains(upper, "TEXT")) {
+    return TFieldType::String;
+  }
+  if (Contains(upper, "REAL") || Contains(upper, "FLOA") || Contains(upper, "DOUB") ||
+      Contains(upper, "NUMERIC") || Contains(upper, "DECIMAL") || Contains(upper, "MONEY")) {
+    return TFieldType::Float;
+  }
+  return TFieldType::String;
+}
+
+Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const std::string& name) {
+  const int storage = sqlite3_column_type(statement, i);
+  if (storage == SQLITE_NULL) {
+    return Variant();
+  }
+  switch (type) {
+    case TFieldType::Integer:
+      if (storage == SQLITE_INTEGER) {
+        return Variant(static_cast<int64_t>(sqlite3_column_int64(statement, i)));
+      }
+      break;
+    case TFieldType::Boolean:
+      return Variant(sqlite3_column_int64(statement, i) != 0);
+    case TFieldType::Float:
+      if (storage != SQLITE_TEXT) {
+        return Variant(sqlite3_column_double(statement, i));
+      }
+      break;
+    case TFieldType::DateTime: {
+      const char* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
+      if (const auto value = ParseIsoDateTime(text)) {
+        return Variant::FromDateTime(*value);
+      }
+      throw Exception("column " + name + ": '" + text + "' is not a date");
+    }
+    case TFieldType::String:
+      break;
+  }
+  if (storage == SQLITE_FLOAT && type == TFieldType::Integer) {
+    return Variant(sqlite3_column_double(statement, i));
+  }
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
+  return Variant(std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, i))));
+}
+
+void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values) {
+  const int count = sqlite3_bind_parameter_count(statement);
+  for (int i = 1; i <= count; ++i) {
+    if (static_cast<size_t>(i) > values.size()) {
+      throw Exception("SQL parameter " +
+                      std::string(sqlite3_bind_parameter_name(statement, i)
+                                      ? sqlite3_bind_parameter_name(statement, i)
+                                      : "?") +
+                      " (number " + std::to_string(i) + ") has no value");
+    }
+    const Variant& value = values[i - 1];
+    int rc = SQLITE_OK;
+    switch (value.GetKind()) {
+      case Variant::Kind::Null:
+        rc = sqlite3_bind_null(statement, i);
+        break;
+      case Variant::Kind::Integer:
+      case Variant::Kind::Boolean:
+        rc = sqlite3_bind_int64(statement, i, value.AsInteger());
+        break;
+      case Variant::Kind::Float:
+        rc = sqlite3_bind_double(statement, i, value.AsFloat());
+        break;
+      case Variant::Kind::DateTime: {
+        const std::string text = IsoDateTime(value.AsDateTime());
+        rc = sqlite3_bind_text(statement, i, text.c_str(), static_cast<int>(text.size()),
+                               SQLITE_TRANSIENT);
+        break;
+      }
+      case Variant::Kind::String: {
+        const std::string text = value.AsString();
+        rc = sqlite3_bind_text(statement, i, text.c_str(), static_cast<int>(text.size()),
+                               SQLITE_TRANSIENT);
+        break;
+      }
+    }
+    if (rc != SQLITE_OK) {
+      throw Exception(std::string("cannot bind an SQL parameter: ") + sqlite3_errmsg(db));
+    }
+  }
+}
+
+sqlite3* OpenSqliteDatabase(const std::string& path, bool create) {
+  if (!create && !std::filesystem::exists(path)) {
+    throw Exception("database file '" + path + "' does not exist");
+  }
+  sqlite3* db = nullptr;
+  const int flags = SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0);
+  if (sqlite3_open_v2(path.c_str(), &db, flags, nullptr) != SQLITE_OK) {
+    const std::string message = db != nullptr ? sqlite3_errmsg(db) : "out of memory";
+    sqlite3_close(db);
+    throw Exception("cannot open database '" + path + "': " + message);
+  }
+  sqlite3_busy_timeout(db, kBusyTimeoutMs);
+  sqlite3_create_function(db, "nrw_upper", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr,
+                          &AnsiUpperFunction, nullptr, nullptr);
+  // A file that is not a database is found on the first read, so read now.
+  char* error = nullptr;
+  if (sqlite3_exec(db, "select count(*) from sqlite_master", nullptr, nullptr, &error) !=
+      SQLITE_OK) {
+    const std::string message = error != nullptr ? error : sqlite3_errmsg(db);
+    sqlite3_free(error);
+    sqlite3_close(db);
+    throw Exception("cannot open database '" + path + "': " + message);
+  }
+  return db;
+}
+
+SqliteConnection::SqliteConnection(const std::string& path, bool create)
+    : path_(path), db_(OpenSqliteDatabase(path, create)) {}
+
+SqliteConnection::~SqliteConnection() {
+  sqlite3_close_v2(db_);
+}
+
+void SqliteConnection::Fail(const std::string& what) const {
+  throw Exception(what + ": " + sqlite3_errmsg(db_));
+}
+
+sqlite3_stmt* SqliteConnection::Prepare(const std::string& sql, const TVariantArray& params) {
+  const SqlPlaceholders rewritten = RewritePlaceholders(sql, PlaceholderStyle::Question);
+  if (rewritten.names.size() > params.size()) {
+    throw Exception("SQL parameter :" + rewritten.names[params.size()] + " (number " +
+                    std::to_string(params.size() + 1) + ") has no value");
+  }
+  sqlite3_stmt* statement = nullptr;
+  if (sqlite3_prepare_v2(db_, rewritten.text.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+    Fail("SQL error");
+  }
+  try {
+    BindSqliteValues(db_, statement, params);
+  } catch (...) {
+    sqlite3_finalize(statement);
+    throw;
+  }
+  return statement;
+}
+
+void SqliteConnection::Query(const std::string& sql, const TVariantArray& params,
+                             TSQLRowSink& sink) {
+  Statement statement(Prepare(sql, params));
+  sqlite3_stmt* st = statement.get();
+  int rc = sqlite3_step(st);
+  if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
+    Fail("SQL error");
+  }
+  const int count = sqlite3_column_count(st);
+  std::vector<TSQLColumn> columns(count);
+  for (int i = 0; i < count; ++i) {
+    columns[i].name = sqlite3_column_name(st, i);
+    const char* declared = sqlite3_column_decltype(st, i);
+    columns[i].type = declared != nullptr ? FieldTypeOfDeclared(declared)
+                                          : TypeOfExpression(st, i, rc == SQLITE_ROW);
+  }
+  sink.Columns(columns);
+  std::vector<Variant> row(count);
+  while (rc == SQLITE_ROW) {
+    for (int i = 0; i < count; ++i) {
+      row[i] = ReadSqliteValue(st, i, columns[i].type, columns[i].name);
+    }
+    sink.Row(row);
+    rc = sqlite3_step(st);
+  }
+  if (rc != SQLITE_DONE) {
+    Fail("SQL error");
+  }
+}
+
+int64_t SqliteConnection::Execute(const std::string& sql, const TVariantArray& params) {
+  Statement statement(Prepare(sql, params));
+  int rc = sqlite3_step(statement.get());
+  while (rc == SQLITE_ROW) {
+    rc = sqlite3_step(statement.get());
+  }
+  if (rc != SQLITE_DONE) {
+    Fail("SQL error");
+  }
+  return sqlite3_changes64(db_);
+}
+
+void SqliteConnection::ExecuteScript(const std::string& sql) {
+  char* error = nullptr;
+  if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
+    const std::string message = error != nullptr ? error : sqlite3_errmsg(db_);
+    sqlite3_free(error);
+    throw Exception("SQL error: " + message);
+  }
+}
+
+void SqliteConnection::BeginTransaction() {
+  ExecuteScript("begin");
+}
+void SqliteConnection::Commit() {
+  ExecuteScript("commit");
+}
+void SqliteConnection::Rollback() {
+  ExecuteScript("rollback");
+}
+
+namespace {
+
+class SqliteBulkWriter : public TSQLBulkWriter {
+ public:
+  SqliteBulkWriter(sqlite3* db, const std::string& table, const std::vector<std::string>& columns)
+      : db_(db) {
+    std::string sql = "insert into " + table + " (";
+    std::string marks;
+    for (size_t i = 0; i < columns.size(); ++i) {
+      sql += (i > 0 ? ", " : "") + columns[i];
+      marks += (i > 0 ? ", ?" : "?");
+    }
+    sql += ") values (" + marks + ")";
+    if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement_, nullptr) != SQLITE_OK) {
+      throw Exception("cannot load table " + table + ": " + sqlite3_errmsg(db_));
+    }
+    table_ = table;
+  }
+  ~SqliteBulkWriter() override { sqlite3_finalize(statement_); }
+
+  void Add(const std::vector<Variant>& row) override {
+    BindSqliteValues(db_, statement_, row);
+    if (sqlite3_step(statement_) != SQLITE_DONE) {
+      throw Exception("cannot load table " + table_ + ": " + sqlite3_errmsg(db_));
+    }
+    sqlite3_reset(statement_);
+  }
+  void Finish() override {}
+
+ private:
+  sqlite3* db_;
+  sqlite3_stmt* statement_ = nullptr;
+  std::string table_;
+};
+
+}  // namespace
+
+std::unique_ptr<TSQLBulkWriter> SqliteConnection::BulkInsert(
+    const std::string& table, const std::vector<std::string>& columns) {
+  return std::make_unique<SqliteBulkWriter>(db_, table, columns);
+}
+
+}  // namespace nrw

@@ -1,0 +1,53 @@
+// The SQLite backend: one sqlite3 connection to a database file.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <string>
+#include <vector>
+
+#include "host/sql.hpp"
+
+namespace nrw {
+
+// The field type that a SQLite declared column type reads as (SQLite's affinity rules, with
+// DATE and TIMESTAMP columns read as date-times and BOOL as booleans); String for no type.
+TFieldType FieldTypeOfDeclared(const char* declared);
+
+// Reads column `i` of the current row of `statement` as a value of `type`.
+Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const std::string& name);
+
+// Binds positional values to a statement whose parameters are ?1, ?2, ...
+void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values);
+
+class SqliteConnection : public TSQLConnection {
+ public:
+  SqliteConnection(const std::string& path, bool create);
+  ~SqliteConnection() override;
+
+  TSQLDialect Dialect() const override { return TSQLDialect::SQLite; }
+  std::string Description() const override { return path_; }
+  void Query(const std::string& sql, const TVariantArray& params, TSQLRowSink& sink) override;
+  int64_t Execute(const std::string& sql, const TVariantArray& params) override;
+  void ExecuteScript(const std::string& sql) override;
+  std::unique_ptr<TSQLBulkWriter> BulkInsert(const std::string& table,
+                                             const std::vector<std::string>& columns) override;
+  void BeginTransaction() override;
+  void Commit() override;
+  void Rollback() override;
+
+  sqlite3* Handle() const { return db_; }
+
+ private:
+  // Prepares `sql` (with its ":name" parameters rewritten) and binds `params`.
+  sqlite3_stmt* Prepare(const std::string& sql, const TVariantArray& params);
+  [[noreturn]] void Fail(const std::string& what) const;
+
+  std::string path_;
+  sqlite3* db_ = nullptr;
+};
+
+// Opens a SQLite database with the settings the host uses for every file it reads or writes.
+sqlite3* OpenSqliteDatabase(const std::string& path, bool create);
+
+}  // namespace nrw

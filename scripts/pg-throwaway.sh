@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# A throwaway PostgreSQL cluster for the tests, on 127.0.0.1 and a free port, in a temporary
+# folder, run as an unprivileged user (the postgres account when started as root).
+#   pg-throwaway.sh start DIR   prints the connection URL; the cluster lives in DIR
+#   pg-throwaway.sh stop DIR    stops it and removes DIR
+set -euo pipefail
+
+command=${1:?start or stop}
+dir=${2:?folder}
+
+bin_dir=$(ls -d /usr/lib/postgresql/*/bin 2>/dev/null | sort -V | tail -1 || true)
+if [ -z "$bin_dir" ] || [ ! -x "$bin_dir/initdb" ]; then
+  echo "pg-throwaway: PostgreSQL server binaries not found" >&2
+  exit 2
+fi
+
+run_as() {
+  if [ "$(id -u)" -eq 0 ]; then
+    runuser -u postgres -- "$@"
+  else
+    "$@"
+  fi
+}
+
+free_port() {
+  python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1]); s.close()'
+}
+
+case "$command" in
+  start)
+    mkdir -p "$dir"
+    if [ "$(id -u)" -eq 0 ]; then
+      chown postgres "$dir"
+    fi
+    run_as "$bin_dir/initdb" -D "$dir/data" -A trust -U postgres -E UTF8 --locale=C.UTF-8 >"$dir/initdb.log" 2>&1
+    port=$(free_port)
+    run_as "$bin_dir/pg_ctl" -D "$dir/data" -l "$dir/server.log" -w -t 60 \
+      -o "-p $port -k $dir -c listen_addresses=127.0.0.1 -c fsync=off -c full_page_writes=off" \
+      start >/dev/null
+    echo "postgresql://postgres@127.0.0.1:$port/postgres"
+    ;;
+  stop)
+    if [ -d "$dir/data" ]; then
+      run_as "$bin_dir/pg_ctl" -D "$dir/data" -m fast -w stop >/dev/null 2>&1 || true
+    fi
+    rm -rf "$dir"
+    ;;
+  *)
+    echo "usage: pg-throwaway.sh start|stop DIR" >&2
+    exit 2
+    ;;
+esac

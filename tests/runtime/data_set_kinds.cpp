@@ -1,0 +1,104 @@
+#include "tests/runtime/data_set_kinds.hpp"
+
+#include <unistd.h>
+
+#include <atomic>
+
+#include "host/memory_data_set.hpp"
+#include "host/sqlite_table.hpp"
+
+namespace nrw::testing {
+
+std::string KindName(DataSetKind kind) {
+  switch (kind) {
+    case DataSetKind::Memory:
+      return "Memory";
+    case DataSetKind::SqliteTable:
+      return "SqliteTable";
+    case DataSetKind::QueryCursor:
+      return "QueryCursor";
+  }
+  return "?";
+}
+
+ScratchDir::ScratchDir() {
+  static std::atomic<int> counter{0};
+  path_ = std::filesystem::temp_directory_path() /
+          ("nrw-test-" + std::to_string(getpid()) + "-" + std::to_string(counter++));
+  std::filesystem::create_directories(path_);
+}
+
+ScratchDir::~ScratchDir() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+namespace {
+const char* DeclaredType(TFieldType type) {
+  switch (type) {
+    case TFieldType::Integer:
+      return "INTEGER";
+    case TFieldType::Float:
+      return "REAL";
+    case TFieldType::DateTime:
+      return "TIMESTAMP";
+    case TFieldType::Boolean:
+      return "BOOLEAN";
+    case TFieldType::String:
+      break;
+  }
+  return "TEXT";
+}
+}  // namespace
+
+void DataSetFactory::CreateSqliteTable(const std::string& file, const std::string& name,
+                                       const std::vector<TFieldDef>& fields,
+                                       const std::vector<std::vector<Variant>>& rows) {
+  connection_ = OpenConnection(file, true);
+  std::string ddl = "create table " + name + " (";
+  std::vector<std::string> columns;
+  for (size_t i = 0; i < fields.size(); ++i) {
+    ddl += (i > 0 ? ", " : "") + fields[i].name + " " + DeclaredType(fields[i].type);
+    columns.push_back(fields[i].name);
+  }
+  connection_->ExecuteScript(ddl + ")");
+  auto writer = connection_->BulkInsert(name, columns);
+  for (const auto& row : rows) {
+    writer->Add(row);
+  }
+  writer->Finish();
+}
+
+std::unique_ptr<TDataSet> DataSetFactory::Make(DataSetKind kind, const std::string& name,
+                                               const std::vector<TFieldDef>& fields,
+                                               const std::vector<std::vector<Variant>>& rows) {
+  if (kind == DataSetKind::Memory) {
+    auto table = std::make_unique<TnClientDataSetMem>(nullptr, fields);
+    for (const auto& row : rows) {
+      table->Append();
+      for (size_t i = 0; i < row.size(); ++i) {
+        table->SetValue(static_cast<int>(i), row[i]);
+      }
+      table->Post();
+    }
+    table->SetName(name);
+    table->First();
+    return table;
+  }
+  const std::string file = scratch_.File("kind" + std::to_string(serial_++) + ".db");
+  CreateSqliteTable(file, name, fields, rows);
+  if (kind == DataSetKind::QueryCursor) {
+    std::unique_ptr<TDataSet> cursor(
+        Nutildb::ExecutarSQL("select * from " + name + " order by rowid", {}, true, false, -1, name,
+                             connection_.get(), true));
+    return cursor;
+  }
+  auto table = std::make_unique<TnFDTableSQLite>();
+  table->SetName(name);
+  table->Connection()->Params().SetDatabase(file);
+  table->SetTableName(name);
+  table->Open();
+  return table;
+}
+
+}  // namespace nrw::testing

@@ -1,0 +1,344 @@
+// One behaviour suite for every kind of data set: in-memory table, SQLite table, query cursor.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "host/exception.hpp"
+#include "host/memory_data_set.hpp"
+#include "host/progress.hpp"
+#include "host/sql.hpp"
+#include "host/sqlite_table.hpp"
+#include "tests/runtime/data_set_kinds.hpp"
+
+namespace nrw::testing {
+namespace {
+
+const std::vector<TFieldDef> kTaxFields = {{"CHAVELCTOFIS", TFieldType::Float},
+                                           {"TIPOIMPOSTO", TFieldType::Integer},
+                                           {"CODIGOOPERACAOFIS", TFieldType::Integer},
+                                           {"VALORIMPOSTO", TFieldType::Float},
+                                           {"ESPECIENF", TFieldType::String}};
+
+// Key, tax type, operation, amount, species.
+const std::vector<std::vector<Variant>> kTaxRows = {{30.0, 1, 0, 10.0, "NFE"},
+                                                    {10.0, 13, 11403, 5.0, "NF"},
+                                                    {20.0, 1, 0, 7.0, "NFE"},
+                                                    {10.0, 13, 11407, 5.0, "NF"},
+                                                    {10.0, 1, 0, 3.0, "NF"}};
+
+class DataSetBehaviour : public ::testing::TestWithParam<DataSetKind> {
+ protected:
+  void SetUp() override { table = factory.Make(GetParam(), "cdsImposto", kTaxFields, kTaxRows); }
+
+  void Add(double key, int tipo, int op, double valor, const char* especie) {
+    table->Append();
+    table->SetValue(0, key);
+    table->SetValue(1, tipo);
+    table->SetValue(2, op);
+    table->SetValue(3, valor);
+    table->SetValue(4, especie);
+    table->Post();
+  }
+  std::vector<double> Keys() {
+    std::vector<double> keys;
+    for (table->First(); !table->Eof(); table->Next()) {
+      keys.push_back(table->GetFloat(0));
+    }
+    return keys;
+  }
+
+  ScratchDir scratch;
+  DataSetFactory factory{scratch};
+  std::unique_ptr<TDataSet> table;
+};
+
+TEST_P(DataSetBehaviour, NaturalOrderAndCount) {
+  EXPECT_EQ(table->RecordCount(), 5);
+  EXPECT_EQ(Keys(), (std::vector<double>{30, 10, 20, 10, 10}));
+}
+
+TEST_P(DataSetBehaviour, FieldsHaveTheirTypesAndPositions) {
+  ASSERT_EQ(table->FieldCount(), 5);
+  EXPECT_EQ(table->Fields(1)->DataType(), TFieldType::Integer);
+  EXPECT_EQ(table->Fields(3)->DataType(), TFieldType::Float);
+  EXPECT_EQ(table->Fields(4)->DataType(), TFieldType::String);
+  table->First();
+  EXPECT_EQ(table->FieldByName("ESPECIENF")->AsString(), "NFE");
+  EXPECT_EQ(table->FieldByName("TipoImposto")->AsInteger(), 1);
+}
+
+TEST_P(DataSetBehaviour, FieldLookupIgnoresCase) {
+  EXPECT_EQ(table->FieldByName("ChaveLctoFis")->Index(), 0);
+  EXPECT_EQ(table->FieldIndex("valorimposto"), 3);
+  EXPECT_EQ(table->FindField("nope"), nullptr);
+  try {
+    table->FieldByName("NOPE");
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "cdsImposto: Field 'NOPE' not found");
+  }
+}
+
+TEST_P(DataSetBehaviour, IndexOrdersByFieldsThenInsertion) {
+  table->SetIndexFieldNames("ChaveLctoFis;TipoImposto");
+  EXPECT_EQ(table->IndexFieldNames(), "ChaveLctoFis;TipoImposto");
+  EXPECT_EQ(Keys(), (std::vector<double>{10, 10, 10, 20, 30}));
+  table->First();
+  EXPECT_EQ(table->GetInteger(1), 1);
+  table->Next();
+  EXPECT_EQ(table->GetInteger(2), 11403) << "equal keys keep their insertion order";
+}
+
+TEST_P(DataSetBehaviour, UnknownIndexFieldRaises) {
+  EXPECT_THROW(table->SetIndexFieldNames("CHAVELCTOFIS;NOPE"), Exception);
+}
+
+TEST_P(DataSetBehaviour, NextPastTheEndStaysOnTheLastRow) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  table->First();
+  for (int i = 0; i < 4; ++i) {
+    table->Next();
+  }
+  EXPECT_FALSE(table->Eof());
+  table->Next();
+  EXPECT_TRUE(table->Eof());
+  EXPECT_EQ(table->GetFloat(0), 30.0);
+}
+
+TEST_P(DataSetBehaviour, FindKeyOnMultiFieldKey) {
+  table->SetIndexFieldNames("CHAVELCTOFIS;TIPOIMPOSTO;VALORIMPOSTO;CODIGOOPERACAOFIS");
+  ASSERT_TRUE(table->FindKey({10.0, 13, 5.0, 11407}));
+  EXPECT_EQ(table->GetInteger(2), 11407);
+  ASSERT_TRUE(table->FindKey({20.0}));
+  EXPECT_EQ(table->GetFloat(3), 7.0);
+  EXPECT_FALSE(table->FindKey({10.0, 13, 5.01, 11407}));
+  EXPECT_EQ(table->GetFloat(3), 7.0) << "an unsuccessful search leaves the cursor";
+}
+
+TEST_P(DataSetBehaviour, NavigationGoesOnFromAFoundKey) {
+  table->SetIndexFieldNames("CHAVELCTOFIS;CODIGOOPERACAOFIS");
+  ASSERT_TRUE(table->FindKey({10.0, 11403}));
+  table->Next();
+  EXPECT_EQ(table->GetInteger(2), 11407);
+  table->Next();
+  EXPECT_EQ(table->GetFloat(0), 20.0);
+}
+
+TEST_P(DataSetBehaviour, FindKeyAcceptsIntegersForFloatFields) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  EXPECT_TRUE(table->FindKey({20}));
+}
+
+TEST_P(DataSetBehaviour, FindKeyWithoutIndexRaises) {
+  EXPECT_THROW(table->FindKey({10.0}), Exception);
+}
+
+TEST_P(DataSetBehaviour, RangeIncludesBothEnds) {
+  table->SetIndexFieldNames("TIPOIMPOSTO;CODIGOOPERACAOFIS");
+  table->SetRange({13, 11403}, {13, 11403});
+  EXPECT_EQ(table->RecordCount(), 1);
+  EXPECT_EQ(table->GetInteger(2), 11403);
+  table->SetRange({1}, {13});
+  EXPECT_EQ(table->RecordCount(), 5);
+  table->SetRange({2}, {12});
+  EXPECT_TRUE(table->IsEmpty());
+  EXPECT_TRUE(table->Eof());
+  table->CancelRange();
+  EXPECT_EQ(table->RecordCount(), 5);
+}
+
+TEST_P(DataSetBehaviour, FindKeyStaysInsideTheRange) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  table->SetRange({20.0}, {30.0});
+  EXPECT_FALSE(table->FindKey({10.0}));
+  EXPECT_TRUE(table->FindKey({30.0}));
+}
+
+TEST_P(DataSetBehaviour, DeleteUnderIndexAndRange) {
+  table->SetIndexFieldNames("CHAVELCTOFIS;CODIGOOPERACAOFIS");
+  table->SetRange({10.0}, {10.0});
+  EXPECT_EQ(table->RecordCount(), 3);
+  ASSERT_TRUE(table->FindKey({10.0, 11403}));
+  table->Delete();
+  EXPECT_EQ(table->RecordCount(), 2);
+  EXPECT_EQ(table->GetInteger(2), 11407) << "delete moves to the next row";
+  table->CancelRange();
+  EXPECT_EQ(Keys(), (std::vector<double>{10, 10, 20, 30}));
+}
+
+TEST_P(DataSetBehaviour, DeleteTheLastRowMovesBack) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  ASSERT_TRUE(table->FindKey({30.0}));
+  table->Delete();
+  EXPECT_TRUE(table->Eof());
+  EXPECT_EQ(table->GetFloat(0), 20.0);
+}
+
+TEST_P(DataSetBehaviour, DeletingEveryRowLeavesAnEmptyTable) {
+  table->First();
+  while (!table->IsEmpty()) {
+    table->Delete();
+  }
+  EXPECT_TRUE(table->Eof());
+  EXPECT_EQ(table->RecordCount(), 0);
+  EXPECT_TRUE(table->IsNull(0));
+  EXPECT_THROW(table->Delete(), Exception);
+}
+
+TEST_P(DataSetBehaviour, ManyDeletesUnderARange) {
+  std::vector<std::vector<Variant>> rows;
+  for (int i = 0; i < 1000; ++i) {
+    rows.push_back({i % 10});
+  }
+  auto big = factory.Make(GetParam(), "big", {{"K", TFieldType::Integer}}, rows);
+  big->SetIndexFieldNames("K");
+  big->SetRange({3}, {7});
+  EXPECT_EQ(big->RecordCount(), 500);
+  big->First();
+  int deleted = 0;
+  while (!big->Eof() && big->GetInteger(0) <= 5) {
+    big->Delete();
+    ++deleted;
+  }
+  EXPECT_EQ(deleted, 300);
+  EXPECT_EQ(big->RecordCount(), 200);
+  EXPECT_EQ(big->GetInteger(0), 6);
+  big->CancelRange();
+  EXPECT_EQ(big->RecordCount(), 700);
+}
+
+TEST_P(DataSetBehaviour, AppendUnderAnIndexKeepsTheOrder) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  Add(15, 2, 0, 1.0, "NFS");
+  EXPECT_EQ(table->GetFloat(0), 15.0) << "the cursor stays on the posted row";
+  EXPECT_EQ(table->RecordCount(), 6);
+  EXPECT_EQ(Keys(), (std::vector<double>{10, 10, 10, 15, 20, 30}));
+}
+
+TEST_P(DataSetBehaviour, NextAfterAppendGoesOnInIndexOrder) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  Add(15, 2, 0, 1.0, "NFS");
+  table->Next();
+  EXPECT_EQ(table->GetFloat(0), 20.0);
+}
+
+TEST_P(DataSetBehaviour, EditOfAnIndexedFieldReorders) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  ASSERT_TRUE(table->FindKey({30.0}));
+  table->Edit();
+  table->SetValue(0, 5.0);
+  table->Post();
+  EXPECT_EQ(Keys(), (std::vector<double>{5, 10, 10, 10, 20}));
+}
+
+TEST_P(DataSetBehaviour, CancelRestoresAnEditedRow) {
+  table->First();
+  table->Edit();
+  table->SetValue(3, 99.0);
+  table->Cancel();
+  EXPECT_EQ(table->GetFloat(3), 10.0);
+  table->First();
+  EXPECT_EQ(table->GetFloat(3), 10.0);
+}
+
+TEST_P(DataSetBehaviour, WritingOutsideEditRaises) {
+  table->First();
+  EXPECT_THROW(table->SetValue(3, 1.0), Exception);
+}
+
+TEST_P(DataSetBehaviour, NullValues) {
+  table->Append();
+  table->SetValue(0, 99.0);
+  table->Post();
+  EXPECT_TRUE(table->IsNull(3));
+  EXPECT_EQ(table->GetFloat(3), 0.0);
+  EXPECT_EQ(table->GetString(4), "");
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  ASSERT_TRUE(table->FindKey({99.0}));
+  EXPECT_TRUE(table->FieldByName("ESPECIENF")->Value().IsNull());
+}
+
+TEST_P(DataSetBehaviour, FilterNarrowsTheVisibleRows) {
+  table->SetFilter("(VALORIMPOSTO <> 5) and Upper(ESPECIENF) = 'NFE'");
+  table->SetFiltered(true);
+  EXPECT_EQ(table->RecordCount(), 2);
+  EXPECT_EQ(Keys(), (std::vector<double>{30, 20}));
+  table->SetFiltered(false);
+  EXPECT_EQ(table->RecordCount(), 5);
+}
+
+TEST_P(DataSetBehaviour, FilterAndRangeCombine) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  table->SetRange({10.0}, {10.0});
+  table->SetFilter("TIPOIMPOSTO = 13");
+  table->SetFiltered(true);
+  EXPECT_EQ(table->RecordCount(), 2);
+  ASSERT_TRUE(table->FindKey({10.0}));
+  EXPECT_EQ(table->GetInteger(1), 13);
+}
+
+TEST_P(DataSetBehaviour, FilterOrAndNot) {
+  table->SetFilter("not (TIPOIMPOSTO = 13) or CHAVELCTOFIS >= 30");
+  table->SetFiltered(true);
+  EXPECT_EQ(Keys(), (std::vector<double>{30, 20, 10}));
+}
+
+TEST_P(DataSetBehaviour, MalformedFilterRaises) {
+  table->SetFilter("TIPOIMPOSTO = ");
+  EXPECT_THROW(table->SetFiltered(true), Exception);
+}
+
+TEST_P(DataSetBehaviour, EmptyTableNavigation) {
+  auto empty = factory.Make(GetParam(), "empty", {{"K", TFieldType::Integer}}, {});
+  empty->SetIndexFieldNames("K");
+  empty->First();
+  EXPECT_TRUE(empty->Eof());
+  EXPECT_TRUE(empty->IsEmpty());
+  EXPECT_FALSE(empty->FindKey({1}));
+  empty->SetRange({1}, {2});
+  EXPECT_TRUE(empty->Eof());
+  EXPECT_THROW(empty->Delete(), Exception);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, DataSetBehaviour,
+                         ::testing::Values(DataSetKind::Memory, DataSetKind::SqliteTable,
+                                           DataSetKind::QueryCursor),
+                         [](const auto& info) { return KindName(info.param); });
+
+// In-memory specifics.
+TEST(MemoryDataSet, CloneIsIndependent) {
+  TnClientDataSetMem table(nullptr, kTaxFields);
+  for (const auto& row : kTaxRows) {
+    table.Append();
+    for (size_t i = 0; i < row.size(); ++i) {
+      table.SetValue(static_cast<int>(i), row[i]);
+    }
+    table.Post();
+  }
+  table.SetIndexFieldNames("CHAVELCTOFIS");
+  table.SetRange({10.0}, {10.0});
+  std::unique_ptr<TnClientDataSetMem> copy(Nutildb::CloneCDS(&table));
+  EXPECT_EQ(copy->IndexFieldNames(), "CHAVELCTOFIS");
+  EXPECT_EQ(copy->RecordCount(), 5) << "the clone has every row, not the range";
+  copy->EmptyDataSet();
+  EXPECT_TRUE(copy->IsEmpty());
+  EXPECT_EQ(table.RecordCount(), 3);
+  EXPECT_EQ(copy->FieldCount(), table.FieldCount());
+}
+
+TEST(MemoryDataSet, ReadOnlyRefusesEdits) {
+  TnClientDataSet cursor(nullptr, {{"K", TFieldType::Integer}});
+  cursor.SetReadOnly(true);
+  EXPECT_THROW(cursor.Append(), Exception);
+}
+
+TEST(MemoryDataSet, ViewsCheckTheKind) {
+  TnClientDataSetMem table;
+  EXPECT_EQ(Nutildb::CDSM(&table), &table);
+  TnDM not_a_table;
+  EXPECT_THROW(Nutildb::CDSM(&not_a_table), EInvalidCast);
+  EXPECT_THROW(Nutildb::FDTSQLite(&table), EInvalidCast);
+}
+
+}  // namespace
+}  // namespace nrw::testing

@@ -1,0 +1,233 @@
+// The SQL layer, written once and run on SQLite and on PostgreSQL.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+
+#include "host/exception.hpp"
+#include "host/sql.hpp"
+#include "tests/runtime/backends.hpp"
+
+namespace nrw::testing {
+namespace {
+
+class SqlBackend : public ::testing::TestWithParam<Backend> {
+ protected:
+  void SetUp() override {
+    db = TestDatabase::Open(GetParam(), scratch);
+    if (db == nullptr) {
+      GTEST_SKIP() << TestDatabase::SkipReason(GetParam());
+    }
+    conn = &db->Connection();
+    conn->ExecuteScript(
+        "create table T (N integer, D date, DT timestamp, V numeric(14,2), S varchar(40))");
+    const double jan1 = EncodeDate(2026, 1, 1), jan31 = EncodeDate(2026, 1, 31);
+    auto writer = conn->BulkInsert("T", {"N", "D", "DT", "V", "S"});
+    writer->Add(
+        {1, Variant::FromDateTime(jan1 - 1), Variant::FromDateTime(jan1 - 1 + 0.75), 10.5, "a"});
+    writer->Add({2, Variant::FromDateTime(jan1), Variant::FromDateTime(jan1), 20.25, "b"});
+    writer->Add(
+        {3, Variant::FromDateTime(jan1 + 14), Variant::FromDateTime(jan1 + 14.5), 0.1, "c"});
+    writer->Add({4, Variant::FromDateTime(jan31),
+                 Variant::FromDateTime(jan31 + EncodeTime(23, 59, 0)), 1e6, "d"});
+    writer->Add({5, Variant::FromDateTime(jan31 + 1), Variant::FromDateTime(jan31 + 1), -3.0, "e"});
+    writer->Finish();
+  }
+
+  std::unique_ptr<TnClientDataSet> Run(const std::string& sql, const TVariantArray& params) {
+    return std::unique_ptr<TnClientDataSet>(
+        Nutildb::ExecutarSQL(sql, params, true, true, -1, "cur", conn, true));
+  }
+  std::vector<int64_t> Ns(const std::string& where, const TVariantArray& params) {
+    auto cursor = Run("select N from T where " + where + " order by N", params);
+    std::vector<int64_t> ns;
+    for (cursor->First(); !cursor->Eof(); cursor->Next()) {
+      ns.push_back(cursor->GetInteger(0));
+    }
+    return ns;
+  }
+  std::string MessageOf(const std::string& sql) {
+    try {
+      Run(sql, {});
+    } catch (const Exception& e) {
+      return e.what();
+    }
+    return "";
+  }
+
+  ScratchDir scratch;
+  std::unique_ptr<TestDatabase> db;
+  TSQLConnection* conn = nullptr;
+};
+
+TEST_P(SqlBackend, ResultColumnsHaveTheirTypes) {
+  auto cursor = Run("select N, D, DT, V, S from T order by N", {});
+  EXPECT_EQ(cursor->Fields(0)->DataType(), TFieldType::Integer);
+  EXPECT_EQ(cursor->Fields(1)->DataType(), TFieldType::DateTime);
+  EXPECT_EQ(cursor->Fields(2)->DataType(), TFieldType::DateTime);
+  EXPECT_EQ(cursor->Fields(3)->DataType(), TFieldType::Float);
+  EXPECT_EQ(cursor->Fields(4)->DataType(), TFieldType::String);
+  EXPECT_EQ(cursor->RecordCount(), 5);
+  cursor->First();
+  EXPECT_EQ(cursor->GetFloat(1), EncodeDate(2025, 12, 31));
+  EXPECT_DOUBLE_EQ(cursor->GetFloat(2), EncodeDate(2025, 12, 31) + 0.75);
+  EXPECT_DOUBLE_EQ(cursor->GetFloat(3), 10.5);
+  EXPECT_EQ(cursor->GetString(4), "a");
+}
+
+TEST_P(SqlBackend, ParametersBindByPositionWhateverTheirNames) {
+  EXPECT_EQ(Ns("N = :second or N = :first", {Variant(2), Variant(4)}),
+            (std::vector<int64_t>{2, 4}));
+  EXPECT_EQ(Ns("S = :x", {Variant("c")}), std::vector<int64_t>{3});
+}
+
+TEST_P(SqlBackend, MissingParameterValueIsReported) {
+  try {
+    Run("select N from T where N = :a and S = :b", {Variant(1)});
+    FAIL() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "SQL parameter :b (number 2) has no value");
+  }
+}
+
+TEST_P(SqlBackend, PeriodByDateIncludesFirstAndLastDay) {
+  const TVariantArray period = {Variant::FromDateTime(EncodeDate(2026, 1, 1)),
+                                Variant::FromDateTime(EncodeDate(2026, 1, 31))};
+  EXPECT_EQ(Ns("D between :pDataInicial and :pDataFinal", period), (std::vector<int64_t>{2, 3, 4}));
+}
+
+TEST_P(SqlBackend, PeriodByDateAndTime) {
+  const double from = EncodeDate(2026, 1, 1), to = EncodeDate(2026, 1, 31) + EncodeTime(23, 59, 0);
+  EXPECT_EQ(Ns("DT between :a and :b", {Variant::FromDateTime(from), Variant::FromDateTime(to)}),
+            (std::vector<int64_t>{2, 3, 4}));
+  EXPECT_EQ(Ns("DT between :a and :b",
+               {Variant::FromDateTime(from + 0.5), Variant::FromDateTime(to - 1)}),
+            (std::vector<int64_t>{3}));
+  // The same bounds rendered as literals into the text.
+  const std::string literal = "DT between " +
+                              Nutil::ValorParaSQL(Variant(from), TFieldType::DateTime) + " and " +
+                              Nutil::ValorParaSQL(Variant(to), TFieldType::DateTime);
+  EXPECT_EQ(Ns(literal, {}), (std::vector<int64_t>{2, 3, 4}));
+}
+
+TEST_P(SqlBackend, SameTextRunsOnBothDatabases) {
+  conn->ExecuteScript("create table L (K integer, E varchar(10))");
+  auto writer = conn->BulkInsert("L", {"K", "E"});
+  writer->Add({1, "nfe"});
+  writer->Add({2, "Nf"});
+  writer->Finish();
+  auto cursor =
+      Run("select L.K CHAVE ,cast(sum(T.V) as numeric(14,2)) as TOTAL ,Upper(L.E) ESPECIE "
+          ",count(T.N) QTDE "
+          "from T join L on L.K = T.N - 1 where T.N between 2 and :last group by L.K, Upper(L.E) "
+          "order by L.K",
+          {Variant(3)});
+  ASSERT_EQ(cursor->RecordCount(), 2);
+  cursor->First();
+  EXPECT_EQ(cursor->FieldByName("CHAVE")->AsInteger(), 1);
+  EXPECT_DOUBLE_EQ(cursor->FieldByName("TOTAL")->AsFloat(), 20.25);
+  EXPECT_EQ(cursor->FieldByName("ESPECIE")->AsString(), "NFE");
+  EXPECT_EQ(cursor->FieldByName("QTDE")->AsString(), "1");
+  cursor->Next();
+  EXPECT_DOUBLE_EQ(cursor->FieldByName("TOTAL")->AsFloat(), 0.1);
+  EXPECT_EQ(cursor->FieldByName("ESPECIE")->AsString(), "NF");
+}
+
+TEST_P(SqlBackend, ErrorsCarryTheDatabaseMessage) {
+  const std::string message = MessageOf("select * from NO_SUCH_TABLE");
+  EXPECT_EQ(message.rfind("SQL error: ", 0), 0u) << message;
+  EXPECT_NE(AnsiUpperCase(message).find("NO_SUCH_TABLE"), std::string::npos) << message;
+}
+
+TEST_P(SqlBackend, ValuesNeverBecomeSql) {
+  const std::string attack = "x'; drop table T; --";
+  EXPECT_TRUE(Ns("S = :s", {Variant(attack)}).empty());
+  const std::string quoted = "S = " + Nutil::ValorParaSQL(Variant(attack), TFieldType::String);
+  EXPECT_TRUE(Ns(quoted, {}).empty());
+  EXPECT_EQ(Ns("1 = 1", {}).size(), 5u) << "the table is intact";
+}
+
+TEST_P(SqlBackend, BulkInsertKeepsAwkwardText) {
+  conn->ExecuteScript("create table W (S varchar(80))");
+  const std::string awkward = "tab\there\nnew line \\ back 'quote' \"dq\" ção";
+  auto writer = conn->BulkInsert("W", {"S"});
+  writer->Add({awkward});
+  writer->Add({Variant()});
+  writer->Finish();
+  auto cursor = Run("select S from W order by S", {});
+  ASSERT_EQ(cursor->RecordCount(), 2);
+  bool found = false;
+  for (cursor->First(); !cursor->Eof(); cursor->Next()) {
+    found = found || cursor->GetString(0) == awkward;
+  }
+  EXPECT_TRUE(found);
+}
+
+TEST_P(SqlBackend, RefreshRunsTheSameTextWithNewValues) {
+  auto cursor = Run("select N, S from T where N >= :n", {Variant(4)});
+  cursor->SetIndexFieldNames("S");
+  EXPECT_EQ(cursor->RecordCount(), 2);
+  Nutildb::RefreshSQL(cursor.get(), {Variant(2)}, true);
+  EXPECT_EQ(cursor->RecordCount(), 4);
+  EXPECT_EQ(cursor->IndexFieldNames(), "S");
+  EXPECT_TRUE(cursor->FindKey({Variant("c")}));
+  EXPECT_EQ(cursor->GetInteger(0), 3);
+  EXPECT_THROW(cursor->Append(), Exception) << "a read-only cursor stays read-only";
+}
+
+TEST_P(SqlBackend, MaxRowsLimitsTheCursor) {
+  std::unique_ptr<TnClientDataSet> cursor(
+      Nutildb::ExecutarSQL("select N from T order by N", {}, true, false, 2, "", conn, true));
+  EXPECT_EQ(cursor->RecordCount(), 2);
+}
+
+TEST_P(SqlBackend, HostConnectionAndPegarRegistro) {
+  auto previous = std::unique_ptr<TSQLConnection>();
+  Nutildb::SetConexaoPadrao(OpenConnection(db->Target(), false));
+  TnClientDataSet* cursor = nullptr;
+  EXPECT_TRUE(TnDMSQLDataSet::PegarRegistroSQL(cursor, "select S from T where N = 3"));
+  ASSERT_NE(cursor, nullptr);
+  EXPECT_EQ(cursor->GetString(0), "c");
+  TnClientDataSet* same = cursor;
+  EXPECT_FALSE(TnDMSQLDataSet::PegarRegistroSQL(cursor, "select S from T where N = 99"));
+  EXPECT_EQ(cursor, same) << "an existing cursor is reused";
+  Nutildb::DestruirSQL(cursor);
+  EXPECT_EQ(cursor, nullptr);
+  Nutildb::SetConexaoPadrao(nullptr);
+}
+
+TEST_P(SqlBackend, ExecuteReportsChangedRows) {
+  EXPECT_EQ(conn->Execute("update T set S = :s where N > :n", {Variant("z"), Variant(3)}), 2);
+  conn->BeginTransaction();
+  conn->Execute("delete from T", {});
+  conn->Rollback();
+  EXPECT_EQ(Ns("1 = 1", {}).size(), 5u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Databases, SqlBackend,
+                         ::testing::Values(Backend::SQLite, Backend::PostgreSQL),
+                         [](const auto& info) { return BackendName(info.param); });
+
+TEST(OpenConnection, ClearMessagesForBadTargets) {
+  ScratchDir dir;
+  try {
+    OpenConnection(dir.File("missing.db"), false);
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_EQ(std::string(e.what()),
+              "database file '" + dir.File("missing.db") + "' does not exist");
+  }
+  const std::string not_db = dir.File("text.db");
+  { std::ofstream(not_db) << "this is not a database, just some text that is long enough"; }
+  try {
+    OpenConnection(not_db, false);
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_EQ(std::string(e.what()),
+              "cannot open database '" + not_db + "': file is not a database");
+  }
+  EXPECT_THROW(OpenConnection("postgresql://nobody@127.0.0.1:1/none", false), Exception);
+}
+
+}  // namespace
+}  // namespace nrw::testing
