@@ -1,133 +1,21 @@
-// nrw-report: the host program. Loads the report module, prepares a report engine with the
-// parameters and establishments given on the command line, and calls the module's Imprimir with
-// the engine's address as a 32-bit integer, exactly as the host application does.
-#include <dlfcn.h>
-#include <unistd.h>
-
+// nrw-report: the host program of the fiscal-entries verification summary report.
 #include <CLI/CLI.hpp>
-#include <climits>
-#include <cstdio>
-#include <fstream>
+#include <exception>
 #include <iostream>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "host/exception.hpp"
-#include "host/library.hpp"
-#include "host/report.hpp"
-#include "host/sysutils.hpp"
-
-namespace {
-
-const char* const kModuleName = "libnFisORResumoConfLctoFis.so";
-
-using ImprimirFn = void (*)(int32_t);
-
-// The library folder beside the program's own bin/ folder.
-std::string DefaultModulePath() {
-  char buffer[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-  if (length <= 0) {
-    return kModuleName;
-  }
-  std::string exe(buffer, static_cast<size_t>(length));
-  const std::string bin_dir = exe.substr(0, exe.find_last_of('/'));
-  return bin_dir.substr(0, bin_dir.find_last_of('/')) + "/lib/" + kModuleName;
-}
-
-std::pair<std::string, std::string> SplitAssignment(const std::string& text) {
-  const size_t equals = text.find('=');
-  if (equals == std::string::npos || equals == 0) {
-    throw Exception("expected NAME=VALUE, got '" + text + "'");
-  }
-  return {Trim(text.substr(0, equals)), text.substr(equals + 1)};
-}
-
-std::vector<std::pair<std::string, std::string>> ReadParamsFile(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) {
-    throw Exception("cannot read parameter file '" + path + "'");
-  }
-  std::vector<std::pair<std::string, std::string>> params;
-  std::string line;
-  while (std::getline(in, line)) {
-    if (!Trim(line).empty() && Trim(line)[0] != '#') {
-      params.push_back(SplitAssignment(line));
-    }
-  }
-  return params;
-}
-
-std::pair<int32_t, int32_t> ParseEstab(const std::string& text) {
-  const size_t colon = text.find(':');
-  const auto company =
-      colon == std::string::npos ? std::nullopt : TryStrToInt(text.substr(0, colon));
-  const auto estab =
-      colon == std::string::npos ? std::nullopt : TryStrToInt(text.substr(colon + 1));
-  if (!company || !estab) {
-    throw Exception("expected COMPANY:ESTAB, got '" + text + "'");
-  }
-  return {*company, *estab};
-}
-
-struct PrintOptions {
-  std::string module_path = DefaultModulePath();
-  std::vector<std::string> sets;
-  std::string params_file;
-  std::vector<std::string> estabs;
-};
-
-int RunPrint(const PrintOptions& options) {
-  const HMODULE module = SafeLoadLibrary(options.module_path, SEM_NOOPENFILEERRORBOX);
-  if (module == 0) {
-    throw Exception("cannot load the report module '" + options.module_path +
-                    "': " + LastLibraryError());
-  }
-  auto imprimir = reinterpret_cast<ImprimirFn>(dlsym(reinterpret_cast<void*>(module), "Imprimir"));
-  if (imprimir == nullptr) {
-    throw Exception("the module '" + options.module_path + "' has no Imprimir export");
-  }
-  auto engine = std::make_unique<TnrwReport>();
-  if (!options.params_file.empty()) {
-    for (const auto& [name, value] : ReadParamsFile(options.params_file)) {
-      engine->RepParam(name, value);
-    }
-  }
-  for (const std::string& set : options.sets) {
-    const auto [name, value] = SplitAssignment(set);
-    engine->RepParam(name, value);
-  }
-  TnClientDataSetMem* estab = engine->Estabelecimentos();
-  for (const std::string& text : options.estabs) {
-    const auto [company, establishment] = ParseEstab(text);
-    estab->Append();
-    estab->SetValue(0, company);
-    estab->SetValue(1, establishment);
-    estab->Post();
-  }
-  TRecordingSink sink;
-  engine->AddSink(&sink);
-  imprimir(ReportAddressAsInt32(engine.get()));
-  engine->EndReport();
-  std::cout << "nrw-report: run complete, " << sink.Entries().size() << " sections printed\n";
-  return 0;
-}
-
-}  // namespace
+#include "app/commands.hpp"
 
 int main(int argc, char** argv) {
-  CLI::App app{"nrw-report: prints the fiscal-entries verification summary report"};
+  CLI::App app{"nrw-report: the fiscal-entries verification summary report"};
   app.require_subcommand(1);
-  PrintOptions options;
-  CLI::App* print = app.add_subcommand("print", "run the report module for the given parameters");
-  print->add_option("--module", options.module_path, "report module library (name or path)");
-  print->add_option("--set", options.sets, "report parameter NAME=VALUE (repeatable)");
-  print->add_option("--params", options.params_file, "file of NAME=VALUE lines");
-  print->add_option("--estab", options.estabs, "establishment COMPANY:ESTAB (repeatable)");
+  const auto print = nrw::app::AddPrintCommand(app);
+  const auto demo_db = nrw::app::AddDemoDbCommand(app);
   CLI11_PARSE(app, argc, argv);
   try {
-    return RunPrint(options);
+    if (app.got_subcommand("print")) {
+      return print();
+    }
+    return demo_db();
   } catch (const std::exception& e) {
     std::cerr << "nrw-report: " << e.what() << "\n";
     return 1;

@@ -11,22 +11,45 @@ std::unique_ptr<FilterProgram> FilterProgram::Compile(const std::string& text,
 }
 
 bool FilterProgram::Matches(RowId row) const {
-  return Truth(*root_, row);
+  return Evaluate3(*root_, row) == Truth::True;
 }
 
-bool FilterProgram::Truth(const FilterNode& node, RowId row) const {
+FilterProgram::Truth FilterProgram::Evaluate3(const FilterNode& node, RowId row) const {
   switch (node.kind) {
-    case FilterNode::Kind::And:
-      return Truth(*node.left, row) && Truth(*node.right, row);
-    case FilterNode::Kind::Or:
-      return Truth(*node.left, row) || Truth(*node.right, row);
-    case FilterNode::Kind::Not:
-      return !Truth(*node.left, row);
-    case FilterNode::Kind::Compare:
-      return CompareValues(node.op, Evaluate(*node.left, row), Evaluate(*node.right, row));
+    case FilterNode::Kind::And: {
+      const Truth left = Evaluate3(*node.left, row);
+      if (left == Truth::False) {
+        return Truth::False;
+      }
+      const Truth right = Evaluate3(*node.right, row);
+      return right == Truth::False                         ? Truth::False
+             : left == Truth::True && right == Truth::True ? Truth::True
+                                                           : Truth::Unknown;
+    }
+    case FilterNode::Kind::Or: {
+      const Truth left = Evaluate3(*node.left, row);
+      if (left == Truth::True) {
+        return Truth::True;
+      }
+      const Truth right = Evaluate3(*node.right, row);
+      return right == Truth::True                            ? Truth::True
+             : left == Truth::False && right == Truth::False ? Truth::False
+                                                             : Truth::Unknown;
+    }
+    case FilterNode::Kind::Not: {
+      const Truth inner = Evaluate3(*node.left, row);
+      return inner == Truth::Unknown ? inner : inner == Truth::True ? Truth::False : Truth::True;
+    }
+    case FilterNode::Kind::Compare: {
+      const Variant left = Evaluate(*node.left, row), right = Evaluate(*node.right, row);
+      if (left.IsNull() || right.IsNull()) {
+        return Truth::Unknown;
+      }
+      return CompareValues(node.op, left, right) ? Truth::True : Truth::False;
+    }
     default: {
       const Variant value = Evaluate(node, row);
-      return !value.IsNull() && value.AsBoolean();
+      return value.IsNull() ? Truth::Unknown : value.AsBoolean() ? Truth::True : Truth::False;
     }
   }
 }
@@ -41,8 +64,10 @@ Variant FilterProgram::Evaluate(const FilterNode& node, RowId row) const {
       const Variant inner = Evaluate(*node.left, row);
       return inner.IsNull() ? inner : Variant(AnsiUpperCase(inner.AsString()));
     }
-    default:
-      return Variant(Truth(node, row));
+    default: {
+      const Truth truth = Evaluate3(node, row);
+      return truth == Truth::Unknown ? Variant() : Variant(truth == Truth::True);
+    }
   }
 }
 

@@ -1,4 +1,5 @@
-// A parsed filter bound to a column store: decides, row by row, whether a row is visible.
+// A parsed filter bound to a column store: decides, row by row, whether a row is visible. Nulls
+// follow SQL's three-valued logic, so a filter selects the same rows on a SQLite table.
 #pragma once
 
 #include <memory>
@@ -20,7 +21,9 @@ class FilterProgram {
  private:
   FilterProgram(std::unique_ptr<FilterNode> root, const ColumnStore& store)
       : root_(std::move(root)), store_(store) {}
-  bool Truth(const FilterNode& node, RowId row) const;
+  // Three-valued, as SQL: a comparison with null is unknown, and only true rows are visible.
+  enum class Truth { False, True, Unknown };
+  Truth Evaluate3(const FilterNode& node, RowId row) const;
   Variant Evaluate(const FilterNode& node, RowId row) const;
 
   std::unique_ptr<FilterNode> root_;

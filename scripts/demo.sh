@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
-# The demo: runs the report module through the host program for January 2026.
+# The demo: writes the demo company database (2 companies, 2 establishments each, 3,000
+# documents in January 2026) and runs the report module on it through the host program.
 set -euo pipefail
 build_dir="${1:-build}"
+mkdir -p out
+"$build_dir/bin/nrw-report" demo-db out/demo.db --docs 3000 --seed 1
 "$build_dir/bin/nrw-report" print \
   --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026 \
   --set pTipoMovimento=12 --set pTipoImposto="1;2;10;11;12;13;15" \
-  --estab 1:1
+  --estab 1:1 --estab 1:2 --estab 2:1 --estab 2:2
+echo "demo: the company database is out/demo.db (open it with sqlite3)"

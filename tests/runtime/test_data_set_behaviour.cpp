@@ -283,6 +283,17 @@ TEST_P(DataSetBehaviour, FilterOrAndNot) {
   EXPECT_EQ(Keys(), (std::vector<double>{30, 20, 10}));
 }
 
+TEST_P(DataSetBehaviour, NullsInFiltersFollowThreeValuedLogic) {
+  table->Append();
+  table->SetValue(0, 99.0);
+  table->Post();
+  table->SetFilter("not (VALORIMPOSTO = 5)");
+  table->SetFiltered(true);
+  EXPECT_EQ(Keys(), (std::vector<double>{30, 20, 10})) << "the row without an amount is not shown";
+  table->SetFilter("VALORIMPOSTO = 5 or CHAVELCTOFIS = 99");
+  EXPECT_EQ(Keys(), (std::vector<double>{10, 10, 99}));
+}
+
 TEST_P(DataSetBehaviour, MalformedFilterRaises) {
   table->SetFilter("TIPOIMPOSTO = ");
   EXPECT_THROW(table->SetFiltered(true), Exception);
