@@ -69,6 +69,13 @@ class NRW_API TnrwReport : public TComponent {
   int32_t PageNumber() const { return page_number_; }
   void CSLShowProgress(int32_t current, int32_t total);
 
+  // Hands the standard page header to the sinks, on the current page.
+  void RepPrintHeader(const std::vector<TPrintedField>& fields, int32_t title_size,
+                      int32_t text_size);
+  // The emission date and time the header prints: now, unless the host fixed it.
+  TDateTime DataHoraEmissao() const;
+  void SetDataHoraEmissao(TDateTime value) { emission_ = value; }
+
   void SetAfterSection(TSectionEvent event) { after_section_ = event; }
   TSectionEvent AfterSection() const { return after_section_; }
 
@@ -92,6 +99,7 @@ class NRW_API TnrwReport : public TComponent {
   bool page_end_ = true;
   int32_t page_number_ = 0;
   TSectionEvent after_section_;
+  TDateTime emission_ = 0;  // 0: now
   std::vector<TSectionSink*> sinks_;
   TnClientDataSetMem* establishments_;  // owned as a component
   TnDM* dm_power_;                      // owned as a component

@@ -15,10 +15,19 @@ struct NRW_API TPrintedField {
   bool operator==(const TPrintedField&) const = default;
 };
 
+// The section number under which the standard page header is recorded.
+constexpr int32_t kHeaderSection = 0;
+
 class NRW_API TSectionSink {
  public:
   virtual ~TSectionSink();
   virtual void BeginPage(int32_t page) { (void)page; }
+  // The standard page header (company, establishment, title, period, emission, page), printed
+  // by the header printer at the top of a page. Font sizes are in points.
+  virtual void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields,
+                           int32_t title_size, int32_t text_size) {
+    (void)page, (void)fields, (void)title_size, (void)text_size;
+  }
   virtual void PrintSection(int32_t page, int32_t section,
                             const std::vector<TPrintedField>& fields) = 0;
   virtual void EndPage(int32_t page) { (void)page; }
@@ -38,6 +47,9 @@ class NRW_API TRecordingSink : public TSectionSink {
 
   void PrintSection(int32_t page, int32_t section,
                     const std::vector<TPrintedField>& fields) override;
+  // Recorded as section kHeaderSection.
+  void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t title_size,
+                   int32_t text_size) override;
   const std::vector<Entry>& Entries() const { return entries_; }
   std::vector<int32_t> Sections() const;
   void Clear() { entries_.clear(); }

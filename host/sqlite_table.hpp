@@ -14,6 +14,7 @@
 
 #include "host/data_set.hpp"
 #include "host/export.hpp"
+#include "host/sql.hpp"
 
 class TnFDConnection;
 
@@ -41,6 +42,9 @@ class NRW_API TnFDConnection : public TComponent {
   void Close();
   bool Connected() const;
   void CommitPending();
+  // The open database as an SQL connection (DDL and bulk loads on the same handle the tables
+  // read through, so that they never lock each other out). Raises when not connected.
+  TSQLConnection& Sql();
 
   struct Impl;
   Impl& Internal() { return *impl_; }

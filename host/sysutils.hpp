@@ -25,6 +25,10 @@ NRW_API std::string FormatFloat(std::string_view pattern, double value);
 NRW_API std::string FormatDateTime(std::string_view pattern, TDateTime value);
 
 NRW_API TDateTime EncodeDate(int year, int month, int day);
+// The local date and time.
+NRW_API TDateTime Now();
+// A Unix time (seconds since 1970-01-01 UTC) as a date-time, in UTC.
+NRW_API TDateTime UnixToDateTime(int64_t seconds);
 NRW_API TDateTime EncodeTime(int hour, int minute, int second);
 NRW_API std::optional<TDateTime> TryEncodeDate(int year, int month, int day);
 struct NRW_API TDateParts {

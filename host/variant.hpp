@@ -19,6 +19,13 @@ class NRW_API Variant {
   enum class Kind { Null, Integer, Float, String, Boolean, DateTime };
 
   Variant() = default;
+  // Defined out of line: GCC 12 warns falsely (-Wmaybe-uninitialized) about the inlined
+  // std::variant moves of temporaries in initializer lists.
+  Variant(const Variant& other);
+  Variant(Variant&& other) noexcept;
+  Variant& operator=(const Variant& other);
+  Variant& operator=(Variant&& other) noexcept;
+  ~Variant();
   Variant(int value) : value_(int64_t{value}) {}
   Variant(int64_t value) : value_(value) {}
   Variant(double value) : value_(value) {}
@@ -51,6 +58,9 @@ class NRW_API Variant {
 };
 
 using TVariantArray = std::vector<Variant>;
+
+// The value converted to the kind a field of `type` holds (null stays null).
+NRW_API Variant VarAsType(const Variant& value, TFieldType type);
 
 // Formats a double as the host's FloatToStr: up to 15 significant digits, locale decimal separator.
 NRW_API std::string FloatToStr(double value);

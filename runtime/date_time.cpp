@@ -1,6 +1,7 @@
 // Date-times as the host keeps them: days since 1899-12-30, the time of day as the fraction.
 #include <cctype>
 #include <cmath>
+#include <ctime>
 #include <optional>
 #include <string>
 
@@ -65,6 +66,19 @@ TDateTime EncodeDate(int year, int month, int day) {
     return *value;
   }
   throw EConvertError("Invalid argument to date encode");
+}
+
+TDateTime UnixToDateTime(int64_t seconds) {
+  constexpr int64_t kUnixEpochDay = 25569;  // 1970-01-01 in days since 1899-12-30
+  return static_cast<double>(kUnixEpochDay) + static_cast<double>(seconds) / kSecondsPerDay;
+}
+
+TDateTime Now() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  return EncodeDate(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday) +
+         EncodeTime(local.tm_hour, local.tm_min, local.tm_sec);
 }
 
 TDateTime EncodeTime(int hour, int minute, int second) {

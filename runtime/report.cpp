@@ -108,6 +108,17 @@ void TnrwReport::Emit(int32_t section) {
   }
 }
 
+void TnrwReport::RepPrintHeader(const std::vector<TPrintedField>& fields, int32_t title_size,
+                                int32_t text_size) {
+  for (TSectionSink* sink : sinks_) {
+    sink->PrintHeader(page_number_, fields, title_size, text_size);
+  }
+}
+
+TDateTime TnrwReport::DataHoraEmissao() const {
+  return emission_ != 0 ? emission_ : Now();
+}
+
 void TnrwReport::CSLShowProgress(int32_t current, int32_t total) {
   if (TProgressView* view = dm_power_->GetProgresso()->View()) {
     view->EngineProgress(current, total);

@@ -24,3 +24,8 @@ std::vector<int32_t> TRecordingSink::Sections() const {
   }
   return sections;
 }
+
+void TRecordingSink::PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t,
+                                 int32_t) {
+  entries_.push_back({page, kHeaderSection, fields});
+}

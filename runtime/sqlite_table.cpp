@@ -30,25 +30,6 @@ std::string QuoteIdentifier(const std::string& name) {
   return out + "\"";
 }
 
-Variant ToFieldType(const Variant& value, TFieldType type) {
-  if (value.IsNull()) {
-    return value;
-  }
-  switch (type) {
-    case TFieldType::Integer:
-      return Variant(value.AsInteger());
-    case TFieldType::Float:
-      return Variant(value.AsFloat());
-    case TFieldType::DateTime:
-      return Variant::FromDateTime(value.AsDateTime());
-    case TFieldType::Boolean:
-      return Variant(value.AsBoolean());
-    case TFieldType::String:
-      break;
-  }
-  return Variant(value.AsString());
-}
-
 // Lexicographic comparison of (columns) with (values), null ordered before every value, as a
 // where-clause term. Row values let SQLite seek in the index; they cannot hold nulls, so a key
 // with a null is spelled out term by term.
@@ -139,6 +120,7 @@ std::string FilterToSql(const nrw::FilterNode& node, const std::vector<std::stri
 // Connection
 
 struct TnFDConnection::Impl {
+  std::unique_ptr<nrw::SqliteConnection> sql;
   sqlite3* db = nullptr;
   bool in_write = false;
 
@@ -188,7 +170,8 @@ void TnFDConnection::Open() {
   if (impl_->db != nullptr) {
     return;
   }
-  impl_->db = nrw::OpenSqliteDatabase(params_.database_, true);
+  impl_->sql = std::make_unique<nrw::SqliteConnection>(params_.database_, true);
+  impl_->db = impl_->sql->Handle();
   // Scratch files of one report run: durability on power loss is not needed, speed is.
   impl_->Exec("pragma synchronous = off");
 }
@@ -198,8 +181,16 @@ void TnFDConnection::Close() {
     return;
   }
   CommitPending();
-  sqlite3_close_v2(impl_->db);
+  impl_->sql.reset();
   impl_->db = nullptr;
+}
+
+TSQLConnection& TnFDConnection::Sql() {
+  if (impl_->sql == nullptr) {
+    throw Exception("SQLite connection to '" + params_.database_ + "' is not open");
+  }
+  CommitPending();
+  return *impl_->sql;
 }
 
 bool TnFDConnection::Connected() const {
@@ -257,7 +248,7 @@ struct TnFDTableSQLite::Cursor {
   TVariantArray TypedKey(const TVariantArray& values) const {
     TVariantArray typed;
     for (size_t i = 0; i < values.size() && i < index.size(); ++i) {
-      typed.push_back(ToFieldType(values[i], fields[index[i]].type));
+      typed.push_back(VarAsType(values[i], fields[index[i]].type));
     }
     return typed;
   }
@@ -534,7 +525,7 @@ void TnFDTableSQLite::SetValue(int field, const Variant& value) {
   if (State() != TDataSetState::Insert && State() != TDataSetState::Edit) {
     throw Exception(TableName() + ": Dataset not in edit or insert mode");
   }
-  cursor_->edit.at(field) = ToFieldType(value, cursor_->fields[field].type);
+  cursor_->edit.at(field) = VarAsType(value, cursor_->fields[field].type);
 }
 
 void TnFDTableSQLite::Append() {

@@ -26,6 +26,12 @@ const char* FieldTypeName(TFieldType type) {
   return "Unknown";
 }
 
+Variant::Variant(const Variant& other) = default;
+Variant::Variant(Variant&& other) noexcept = default;
+Variant& Variant::operator=(const Variant& other) = default;
+Variant& Variant::operator=(Variant&& other) noexcept = default;
+Variant::~Variant() = default;
+
 Variant Variant::FromDateTime(TDateTime value) {
   Variant v;
   v.value_ = DateTimeValue{value};
@@ -165,4 +171,23 @@ std::string DateTimeToStr(TDateTime value) {
     text += FormatDateTime(" hh:nn:ss", value);
   }
   return text;
+}
+
+Variant VarAsType(const Variant& value, TFieldType type) {
+  if (value.IsNull()) {
+    return value;
+  }
+  switch (type) {
+    case TFieldType::Integer:
+      return Variant(value.AsInteger());
+    case TFieldType::Float:
+      return Variant(value.AsFloat());
+    case TFieldType::DateTime:
+      return Variant::FromDateTime(value.AsDateTime());
+    case TFieldType::Boolean:
+      return Variant(value.AsBoolean());
+    case TFieldType::String:
+      break;
+  }
+  return Variant(value.AsString());
 }

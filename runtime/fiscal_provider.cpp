@@ -1,0 +1,340 @@
+// TnFisDPListarLctoFisTotal: one execution reads the fiscal books of the current establishment
+// (see fiscal_provider.hpp). The tax lines come first: the documents, PIS/COFINS items and
+// counterparties kept are those the tax lines need, and the summary table is summed from them.
+#include "host/fiscal_provider.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <functional>
+#include <map>
+#include <unordered_set>
+
+#include "host/exception.hpp"
+#include "host/sysutils.hpp"
+#include "runtime/fiscal_queries.hpp"
+#include "runtime/fiscal_results.hpp"
+
+namespace {
+
+using nrw::FiscalResult;
+
+bool& DefaultUseSqlite() {
+  static bool use_sqlite = false;
+  return use_sqlite;
+}
+
+constexpr double kMinutesPerDay = 1440.0;
+// "pTipoTotal": summary by CFOP and tax type, or by day and tax type.
+constexpr int kTotalByCfop = 4, kTotalByDay = 7;
+
+// The tax types and the switch parameter that lists each.
+const std::pair<const char*, int32_t> kTaxSwitches[] = {
+    {"pListarICMS", 1},      {"pListarISS", 2},           {"pListarIPI", 10},
+    {"pListarFunRural", 11}, {"pListarComplementar", 12}, {"pListarSubTribut", 13}};
+
+// Hands the rows of a query to a function, each converted to the columns' types.
+class RowHandler : public TSQLRowSink {
+ public:
+  RowHandler(const std::vector<TFieldDef>& fields,
+             std::function<void(std::vector<Variant>&)> handle)
+      : fields_(fields), handle_(std::move(handle)) {}
+  void Columns(const std::vector<TSQLColumn>&) override {}
+  void Row(const std::vector<Variant>& values) override {
+    row_.resize(fields_.size());
+    for (size_t i = 0; i < fields_.size(); ++i) {
+      row_[i] = VarAsType(values.at(i), fields_[i].type);
+    }
+    handle_(row_);
+  }
+
+ private:
+  const std::vector<TFieldDef>& fields_;
+  std::function<void(std::vector<Variant>&)> handle_;
+  std::vector<Variant> row_;
+};
+
+// Sums of the five amounts of a summary row.
+using Amounts = std::array<double, 5>;
+constexpr int kFirstAmount = 6;  // VALORCONTABIL in the tax lines
+
+}  // namespace
+
+void SetUsarSQLitePadrao(bool use_sqlite) {
+  DefaultUseSqlite() = use_sqlite;
+}
+bool UsarSQLitePadrao() {
+  return DefaultUseSqlite();
+}
+
+struct TnFisDPListarLctoFisTotal::Impl {
+  TnFisDPListarLctoFisTotal& self;
+  bool use_sqlite = DefaultUseSqlite();
+  TSQLConnection* connection = nullptr;
+  std::unique_ptr<nrw::FiscalStorage> storage;
+  TnClientDataSetMem* pessoa;
+  TnClientDataSetMem* cfop;
+  TnClientDataSetMem* total;
+
+  explicit Impl(TnFisDPListarLctoFisTotal& owner)
+      : self(owner),
+        pessoa(new TnClientDataSetMem(&owner, nrw::PessoaFields())),
+        cfop(new TnClientDataSetMem(&owner, nrw::CfopFields())),
+        total(new TnClientDataSetMem(&owner, nrw::TotalFields())) {
+    pessoa->SetName("cdsPessoa");
+    cfop->SetName("cdsCFOP");
+    total->SetName("cdsTotal");
+  }
+
+  nrw::FiscalStorage& Storage() {
+    if (!storage) {
+      storage = use_sqlite ? nrw::MakeSqliteStorage(&self) : nrw::MakeMemoryStorage(&self);
+    }
+    return *storage;
+  }
+  TSQLConnection& Connection() const {
+    if (connection != nullptr) {
+      return *connection;
+    }
+    if (TSQLConnection* host = Nutildb::ConexaoPadrao()) {
+      return *host;
+    }
+    throw Exception("TnFisDPListarLctoFisTotal: no database connection");
+  }
+  const TnpqParamItem& P(const char* name) const { return *self.Params()->Param(name); }
+  bool Yes(const char* name) const { return Trim(P(name).AsString()) == "1"; }
+
+  nrw::FiscalFilter ReadFilter() const {
+    nrw::FiscalFilter f;
+    f.company = P("pCodigoEmpresa").AsInteger();
+    f.estab = P("pCodigoEstab").AsInteger();
+    f.by_date_time = P("pTipoPeriodo").AsInteger() != 1;
+    f.from = std::floor(P("pDataInicial").AsDate());
+    f.to = std::floor(P("pDataFinal").AsDate());
+    if (f.by_date_time) {
+      f.from += StrToFloatDef(P("pHoraInicial").AsString(), 0) / kMinutesPerDay;
+      f.to += StrToFloatDef(P("pHoraFinal").AsString(), 0) / kMinutesPerDay;
+    }
+    f.entries = P("pEntrada").AsInteger() == 1;
+    f.exits = P("pSaida").AsInteger() == 1;
+    for (const auto& [name, type] : kTaxSwitches) {
+      if (Yes(name)) {
+        f.tax_types.push_back(type);
+      }
+    }
+    f.pis_cofins = Yes("pListarPISCOFINS");
+    f.people = nrw::ParseCodeList("pCodigoPessoa", P("pCodigoPessoa").AsString());
+    f.cfops = nrw::ParseCodeList("pCodigoCFOP", P("pCodigoCFOP").AsString());
+    f.users = nrw::ParseCodeList("pCodigoUsuario", P("pCodigoUsuario").AsString());
+    f.species = AnsiUpperCase(Trim(P("pEspecie").AsString()));
+    f.only_non_normal = P("pNaoUsaFinalidadeNormal").AsInteger() == 1;
+    f.history = Yes("pListarHistorico");
+    f.extra_field = StrToIntDef(P("pCampoAdicional").AsString(), 0);
+    return f;
+  }
+
+  void Run(const nrw::SqlText& query, const std::vector<TFieldDef>& fields,
+           std::function<void(std::vector<Variant>&)> handle) {
+    RowHandler handler(fields, std::move(handle));
+    Connection().Query(query.sql, query.params, handler);
+  }
+
+  void Execute() {
+    const nrw::FiscalFilter f = ReadFilter();
+    const int total_kind = StrToIntDef(P("pTipoTotal").AsString(), 0);
+    std::unordered_set<double> keys;
+    std::map<std::pair<double, int32_t>, Amounts> sums;
+    std::unordered_set<int64_t> people;
+    Storage().BeginRefill();
+    LoadTaxLines(f, total_kind, keys, sums);
+    LoadDocuments(f, keys, people);
+    LoadPisCofins(f, keys);
+    Storage().EndRefill();
+    LoadPeople(f, people);
+    LoadCfops();
+    FillTotals(total_kind, sums);
+  }
+
+  void LoadTaxLines(const nrw::FiscalFilter& f, int total_kind, std::unordered_set<double>& keys,
+                    std::map<std::pair<double, int32_t>, Amounts>& sums) {
+    const auto fields = nrw::FiscalResultFields(FiscalResult::Imposto, f.extra_field);
+    nrw::FiscalStorage& storage = Storage();
+    storage.Begin(FiscalResult::Imposto, fields);
+    Run(nrw::TaxLinesQuery(f), fields, [&](std::vector<Variant>& row) {
+      keys.insert(row[0].AsFloat());
+      if (total_kind == kTotalByCfop || total_kind == kTotalByDay) {
+        const double group = total_kind == kTotalByCfop ? row[3].AsFloat() : row[2].AsFloat();
+        Amounts& amounts = sums[{group, static_cast<int32_t>(row[4].AsInteger())}];
+        for (size_t i = 0; i < amounts.size(); ++i) {
+          amounts[i] += row[kFirstAmount + i].AsFloat();
+        }
+      }
+      storage.Add(row);
+    });
+    storage.End();
+  }
+
+  void LoadDocuments(const nrw::FiscalFilter& f, const std::unordered_set<double>& keys,
+                     std::unordered_set<int64_t>& people) {
+    const auto fields = nrw::FiscalResultFields(FiscalResult::DocFiscal, f.extra_field);
+    nrw::FiscalStorage& storage = Storage();
+    storage.Begin(FiscalResult::DocFiscal, fields);
+    Run(nrw::DocumentsQuery(f), fields, [&](std::vector<Variant>& row) {
+      if (keys.count(row[0].AsFloat()) != 0) {
+        people.insert(row[10].AsInteger());
+        storage.Add(row);
+      }
+    });
+    storage.End();
+  }
+
+  void LoadPisCofins(const nrw::FiscalFilter& f, const std::unordered_set<double>& keys) {
+    const auto fields = nrw::FiscalResultFields(FiscalResult::PisCofins, f.extra_field);
+    nrw::FiscalStorage& storage = Storage();
+    storage.Begin(FiscalResult::PisCofins, fields);
+    Run(nrw::PisCofinsQuery(f), fields, [&](std::vector<Variant>& row) {
+      if (keys.count(row[0].AsFloat()) != 0) {
+        storage.Add(row);
+      }
+    });
+    storage.End();
+  }
+
+  // Counterparties of the documents kept. Without "pListarDadosPessoa" their registration
+  // numbers are left out (name, state, municipality and rural flag are always there).
+  void LoadPeople(const nrw::FiscalFilter& f, const std::unordered_set<int64_t>& people) {
+    const auto fields = nrw::PessoaFields();
+    const bool registrations = Yes("pListarDadosPessoa");
+    pessoa->CreateDataSet(fields);
+    Run(nrw::PeopleQuery(f), fields, [&](std::vector<Variant>& row) {
+      if (people.count(row[0].AsInteger()) == 0) {
+        return;
+      }
+      if (!registrations) {
+        row[2] = row[5] = row[7] = Variant();
+      }
+      AppendRow(*pessoa, row);
+    });
+    pessoa->First();
+  }
+
+  void LoadCfops() {
+    const auto fields = nrw::CfopFields();
+    cfop->CreateDataSet(fields);
+    Run(nrw::CfopQuery(), fields, [&](std::vector<Variant>& row) { AppendRow(*cfop, row); });
+    cfop->First();
+  }
+
+  void FillTotals(int total_kind, const std::map<std::pair<double, int32_t>, Amounts>& sums) {
+    total->CreateDataSet(nrw::TotalFields());
+    std::vector<Variant> row(8);
+    for (const auto& [group, amounts] : sums) {
+      row[0] = total_kind == kTotalByCfop ? Variant(static_cast<int64_t>(group.first)) : Variant();
+      row[1] = total_kind == kTotalByDay ? Variant::FromDateTime(group.first) : Variant();
+      row[2] = Variant(group.second);
+      for (size_t i = 0; i < amounts.size(); ++i) {
+        row[3 + i] = Variant(amounts[i]);
+      }
+      AppendRow(*total, row);
+    }
+    total->First();
+  }
+
+  static void AppendRow(TMemoryDataSet& table, const std::vector<Variant>& row) {
+    table.Append();
+    for (size_t i = 0; i < row.size(); ++i) {
+      table.SetValue(static_cast<int>(i), row[i]);
+    }
+    table.Post();
+  }
+};
+
+TnFisDPListarLctoFisTotal::TnFisDPListarLctoFisTotal(TComponent* owner)
+    : TnDMPowerParam(owner), impl_(std::make_unique<Impl>(*this)) {
+  SetName(kClassName);
+  TnpqPowerParam* p = Params();
+  p->SetOwnerName(kClassName);
+  p->Add("pDataInicial", TFieldType::DateTime);
+  p->Add("pDataFinal", TFieldType::DateTime);
+  p->Add("pTipoTotal", TFieldType::String);
+  for (const char* name : {"pListarICMS", "pListarISS", "pListarIPI", "pListarPISCOFINS",
+                           "pListarFunRural", "pListarComplementar", "pListarSubTribut"}) {
+    p->Add(name, TFieldType::String);
+  }
+  p->Add("pSaida", TFieldType::Integer);
+  p->Add("pEntrada", TFieldType::Integer);
+  p->Add("pCodigoPessoa", TFieldType::String);
+  p->Add("pCodigoCFOP", TFieldType::String);
+  p->Add("pListarHistorico", TFieldType::String);
+  p->Add("pListarDadosPessoa", TFieldType::String);
+  p->Add("pNaoUsaFinalidadeNormal", TFieldType::Integer);
+  p->Add("pEspecie", TFieldType::String);
+  p->Add("pTipoPeriodo", TFieldType::Integer);
+  p->Add("pHoraInicial", TFieldType::String);
+  p->Add("pHoraFinal", TFieldType::String);
+  p->Add("pCodigoUsuario", TFieldType::String);
+  p->Add("pCampoAdicional", TFieldType::String);
+  p->Add("pCodigoEmpresa", TFieldType::Integer);
+  p->Add("pCodigoEstab", TFieldType::Integer);
+}
+
+TnFisDPListarLctoFisTotal::~TnFisDPListarLctoFisTotal() {
+  // The result tables and their temporary files go before the components the base frees.
+  impl_->storage.reset();
+}
+
+bool TnFisDPListarLctoFisTotal::UsarSQLite() const {
+  return impl_->use_sqlite;
+}
+
+void TnFisDPListarLctoFisTotal::SetUsarSQLite(bool use_sqlite) {
+  if (impl_->storage) {
+    throw Exception(std::string(kClassName) +
+                    ": the storage mode is chosen before the first execution");
+  }
+  impl_->use_sqlite = use_sqlite;
+}
+
+void TnFisDPListarLctoFisTotal::SetConexao(TSQLConnection* connection) {
+  impl_->connection = connection;
+}
+
+void TnFisDPListarLctoFisTotal::Executar() {
+  impl_->Execute();
+}
+
+TDataSet* TnFisDPListarLctoFisTotal::Imposto() const {
+  return impl_->Storage().Table(FiscalResult::Imposto);
+}
+TDataSet* TnFisDPListarLctoFisTotal::DocFiscal() const {
+  return impl_->Storage().Table(FiscalResult::DocFiscal);
+}
+TDataSet* TnFisDPListarLctoFisTotal::PisCofins() const {
+  return impl_->Storage().Table(FiscalResult::PisCofins);
+}
+
+std::string TnFisDPListarLctoFisTotal::ArquivoTemporario() const {
+  return impl_->storage ? impl_->storage->File() : "";
+}
+
+void TnFisDPListarLctoFisTotal::AtualizarIndice(TDataSet* data_set,
+                                                const std::string& field_names) {
+  data_set->SetIndexFieldNames(field_names);
+}
+
+std::string FormatarCFOP(const std::string& code) {
+  if (code.size() == 4 && std::all_of(code.begin(), code.end(), ::isdigit)) {
+    return code.substr(0, 1) + "." + code.substr(1);
+  }
+  return code;
+}
+
+namespace {
+// The provider registers itself as a host data-module class when the runtime loads.
+const bool kRegistered = [] {
+  RegistrarClasseDM(TnFisDPListarLctoFisTotal::kClassName,
+                    [] { return new TnFisDPListarLctoFisTotal(); });
+  return true;
+}();
+}  // namespace

@@ -1,0 +1,202 @@
+#include "runtime/fiscal_queries.hpp"
+
+#include "host/exception.hpp"
+#include "host/sysutils.hpp"
+#include "runtime/iso_date.hpp"
+
+namespace nrw {
+namespace {
+
+// Unions are ordered by column position: both databases accept it for one branch or several.
+
+// One branch of a union: entries (ENT) or exits (SAI).
+struct Direction {
+  const char* suffix;  // ENT or SAI
+  const char* kind;    // E or S
+};
+constexpr Direction kEntries{"ENT", "E"};
+constexpr Direction kExits{"SAI", "S"};
+
+std::string Key(const Direction& d) {
+  return std::string("CHAVELCTOFIS") + d.suffix;
+}
+
+// ":name1, :name2, ..." for a list of values, the values appended to `params`.
+std::string InList(const std::vector<int32_t>& codes, TVariantArray& params) {
+  std::string list;
+  for (int32_t code : codes) {
+    list += list.empty() ? ":code" : ", :code";
+    params.push_back(Variant(code));
+  }
+  return list;
+}
+
+// The period: dates bind as 'YYYY-MM-DD'; date-times always with their time of day, so that
+// they compare alike with what either database stores.
+Variant PeriodBound(const FiscalFilter& f, TDateTime value) {
+  return f.by_date_time ? Variant(FormatDateTime("yyyy-mm-dd hh:nn:ss", value))
+                        : Variant::FromDateTime(value);
+}
+
+// The conditions on the document (alias L) that every query shares.
+std::string DocumentConditions(const FiscalFilter& f, TVariantArray& params) {
+  std::string where = " where L.CODIGOEMPRESA = :pCodigoEmpresa and L.CODIGOESTAB = :pCodigoEstab";
+  params.push_back(Variant(f.company));
+  params.push_back(Variant(f.estab));
+  where += f.by_date_time ? " and L.DATAHORALCTOFIS between :pInicio and :pFim"
+                          : " and L.DATALCTOFIS between :pInicio and :pFim";
+  params.push_back(PeriodBound(f, f.from));
+  params.push_back(PeriodBound(f, f.to));
+  if (!f.people.empty()) {
+    where += " and L.CODIGOPESSOA in (" + InList(f.people, params) + ")";
+  }
+  if (!f.species.empty()) {
+    where += " and Upper(L.ESPECIENF) = :pEspecie";
+    params.push_back(Variant(f.species));
+  }
+  if (f.only_non_normal) {
+    where += " and L.FINALIDADE <> 1";
+  }
+  if (!f.users.empty()) {
+    where += " and L.CODIGOUSUARIO in (" + InList(f.users, params) + ")";
+  }
+  return where;
+}
+
+std::vector<Direction> Directions(const FiscalFilter& f) {
+  std::vector<Direction> directions;
+  if (f.entries) {
+    directions.push_back(kEntries);
+  }
+  if (f.exits) {
+    directions.push_back(kExits);
+  }
+  return directions;
+}
+
+// Joins the branches of the selected directions; with none, one branch that selects nothing.
+template <class Branch>
+SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by) {
+  SqlText text;
+  std::vector<Direction> directions = Directions(f);
+  const bool none = directions.empty();
+  if (none) {
+    directions.push_back(kEntries);
+  }
+  for (const Direction& d : directions) {
+    text.sql += (text.sql.empty() ? "" : " union all ") + branch(d, text.params);
+    if (none) {
+      text.sql += " and 1 = 0";
+    }
+  }
+  text.sql += " order by " + order_by;
+  return text;
+}
+
+}  // namespace
+
+SqlText TaxLinesQuery(const FiscalFilter& f) {
+  auto branch = [&f](const Direction& d, TVariantArray& params) {
+    std::string sql = "select I." + Key(d) +
+                      " CHAVELCTOFIS, I.SEQ, L.DATALCTOFIS, I.CODIGOCFOP, I.TIPOIMPOSTO, "
+                      "I.ALIQIMPOSTO, I.VALORCONTABIL, I.BASEIMPOSTO, I.VALORIMPOSTO, "
+                      "I.ISENTASIMPOSTO, I.OUTRASIMPOSTO, I.VALOREXVALORADICIONAL, "
+                      "I.CODIGOOPERACAOFIS";
+    sql += f.extra_field == 1   ? ", L.NUMERONF NumeroNF"
+           : f.extra_field == 2 ? ", P.NOMEPESSOA NomePessoa"
+                                : "";
+    sql += std::string(" from LCTOFIS") + d.suffix + "IMPOSTO I join LCTOFIS" + d.suffix +
+           " L on L." + Key(d) + " = I." + Key(d);
+    if (f.extra_field == 2) {
+      sql += " left join PESSOA P on P.CODIGOPESSOA = L.CODIGOPESSOA";
+    }
+    sql += DocumentConditions(f, params);
+    sql += f.tax_types.empty() ? " and 1 = 0"
+                               : " and I.TIPOIMPOSTO in (" + InList(f.tax_types, params) + ")";
+    if (!f.cfops.empty()) {
+      sql += " and I.CODIGOCFOP in (" + InList(f.cfops, params) + ")";
+    }
+    return sql;
+  };
+  return Union(f, branch, "1, 2");
+}
+
+SqlText DocumentsQuery(const FiscalFilter& f) {
+  auto branch = [&f](const Direction& d, TVariantArray& params) {
+    return "select L." + Key(d) + " CHAVELCTOFIS, '" + d.kind +
+           "' TIPOLCTO, L.DATALCTOFIS, L.DATAHORALCTOFIS, L.DATAEMISSAO, L.NUMERONF, "
+           "L.NUMERONFFINAL, L.SERIENF, L.SUBSERIENF, L.ESPECIENF, L.CODIGOPESSOA, "
+           "L.SIGLAESTADOORIGEM, " +
+           (f.history ? "L.COMPLHIST" : "null") +
+           " COMPLHIST, L.CODIGOTIPODCTOSINTEGRA, L.FINALIDADE, L.CODIGOUSUARIO from LCTOFIS" +
+           d.suffix + " L" + DocumentConditions(f, params);
+  };
+  return Union(f, branch, "1");
+}
+
+SqlText PisCofinsQuery(const FiscalFilter& f) {
+  auto branch = [&f](const Direction& d, TVariantArray& params) {
+    std::string sql = "select P." + Key(d) +
+                      " CHAVELCTOFIS, P.SEQ, P.CODIGOPRODUTO, P.ORIGEM, P.CODIGOCFOP, "
+                      "P.VALORCONTABIL, P.BASEPISCOFINS, P.ALIQPIS, P.VALORPIS, P.ALIQCOFINS, "
+                      "P.VALORCOFINS from LCTOFIS" +
+                      std::string(d.suffix) + "PRODUTO P join LCTOFIS" + d.suffix + " L on L." +
+                      Key(d) + " = P." + Key(d) + DocumentConditions(f, params);
+    return f.pis_cofins ? sql : sql + " and 1 = 0";
+  };
+  return Union(f, branch, "1, 2");
+}
+
+SqlText PeopleQuery(const FiscalFilter& f) {
+  SqlText text;
+  std::vector<Direction> directions = Directions(f);
+  const bool none = directions.empty();
+  if (none) {
+    directions.push_back(kEntries);
+  }
+  for (const Direction& d : directions) {
+    text.sql += text.sql.empty() ? "" : " union ";
+    text.sql += std::string(
+                    "select P.CODIGOPESSOA, P.NOMEPESSOA, P.INSCRFEDERAL, P.SIGLAESTADO, "
+                    "P.CODIGOMUNIC, P.INSCRESTAD, P.PRODUTRURAL, P.INSCRPROD from PESSOA P "
+                    "join LCTOFIS") +
+                d.suffix + " L on L.CODIGOPESSOA = P.CODIGOPESSOA" +
+                DocumentConditions(f, text.params);
+    text.sql += none ? " and 1 = 0" : "";
+  }
+  text.sql += " order by 1";
+  return text;
+}
+
+SqlText CfopQuery() {
+  return {"select CODIGOCFOP, DESCRCFOP from CFOP order by CODIGOCFOP", {}};
+}
+
+std::vector<int32_t> ParseCodeList(const std::string& parameter, const std::string& text) {
+  std::vector<int32_t> codes;
+  std::string item;
+  auto take = [&] {
+    const std::string trimmed = Trim(item);
+    item.clear();
+    if (trimmed.empty()) {
+      return;
+    }
+    const auto code = TryStrToInt(trimmed);
+    if (!code) {
+      throw Exception(parameter + ": '" + trimmed +
+                      "' is not a code (give whole numbers separated by ; or ,)");
+    }
+    codes.push_back(*code);
+  };
+  for (char c : text) {
+    if (c == ';' || c == ',') {
+      take();
+    } else {
+      item += c;
+    }
+  }
+  take();
+  return codes;
+}
+
+}  // namespace nrw

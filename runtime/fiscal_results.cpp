@@ -1,0 +1,232 @@
+#include "runtime/fiscal_results.hpp"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+
+#include "host/exception.hpp"
+#include "host/sqlite_table.hpp"
+#include "runtime/sqlite_connection.hpp"
+
+namespace nrw {
+namespace {
+
+using FT = TFieldType;
+
+std::vector<TFieldDef> TaxLineFields(int extra_field) {
+  std::vector<TFieldDef> fields = {
+      {"CHAVELCTOFIS", FT::Float},       {"SEQ", FT::Integer},
+      {"DATALCTOFIS", FT::DateTime},     {"CODIGOCFOP", FT::Integer},
+      {"TIPOIMPOSTO", FT::Integer},      {"ALIQIMPOSTO", FT::Float},
+      {"VALORCONTABIL", FT::Float},      {"BASEIMPOSTO", FT::Float},
+      {"VALORIMPOSTO", FT::Float},       {"ISENTASIMPOSTO", FT::Float},
+      {"OUTRASIMPOSTO", FT::Float},      {"VALOREXVALORADICIONAL", FT::Float},
+      {"CODIGOOPERACAOFIS", FT::Integer}};
+  if (extra_field == 1) {
+    fields.push_back({"NumeroNF", FT::Integer});
+  } else if (extra_field == 2) {
+    fields.push_back({"NomePessoa", FT::String});
+  }
+  return fields;
+}
+
+const char* DeclaredType(FT type) {
+  switch (type) {
+    case FT::Integer:
+    case FT::Boolean:
+      return "INTEGER";
+    case FT::Float:
+      return "REAL";
+    case FT::DateTime:
+      return "TIMESTAMP";
+    case FT::String:
+      break;
+  }
+  return "TEXT";
+}
+
+class MemoryStorage : public FiscalStorage {
+ public:
+  explicit MemoryStorage(TComponent* owner) {
+    for (int i = 0; i < kFiscalResultCount; ++i) {
+      tables_[i] = new TnClientDataSetMem(owner);
+      tables_[i]->SetName(FiscalResultName(static_cast<FiscalResult>(i)));
+    }
+  }
+  void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
+    current_ = tables_[static_cast<int>(result)];
+    current_->CreateDataSet(fields);
+  }
+  void Add(const std::vector<Variant>& row) override {
+    current_->Append();
+    for (size_t i = 0; i < row.size(); ++i) {
+      current_->SetValue(static_cast<int>(i), row[i]);
+    }
+    current_->Post();
+  }
+  void End() override { current_->First(); }
+  TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
+
+ private:
+  TnClientDataSetMem* tables_[kFiscalResultCount] = {};
+  TnClientDataSetMem* current_ = nullptr;
+};
+
+class SqliteStorage : public FiscalStorage {
+ public:
+  explicit SqliteStorage(TComponent* owner) {
+    static std::atomic<int> serial{0};
+    tag_.append("-").append(std::to_string(getpid())).append("-");
+    tag_.append(std::to_string(serial++)).append(".db");
+    folder_ = TemporaryFolder();
+    file_ = folder_ + "/nrw-temp" + tag_;
+    std::filesystem::remove(file_);
+    connection_ = new TnFDConnection(owner);
+    connection_->Params().SetDatabase(file_);
+    connection_->Open();
+    for (int i = 0; i < kFiscalResultCount; ++i) {
+      tables_[i] = new TnFDTableSQLite(owner);
+      tables_[i]->SetName(FiscalResultName(static_cast<FiscalResult>(i)));
+      tables_[i]->SetConnection(connection_);
+      tables_[i]->SetTableName(FiscalResultName(static_cast<FiscalResult>(i)));
+    }
+  }
+  ~SqliteStorage() override {
+    for (TnFDTableSQLite*& table : tables_) {
+      delete table;
+      table = nullptr;
+    }
+    delete connection_;
+    RemoveFiles();
+  }
+
+  void BeginRefill() override {
+    for (TnFDTableSQLite* table : tables_) {
+      table->Close();
+    }
+  }
+  void EndRefill() override {
+    for (TnFDTableSQLite* table : tables_) {
+      table->SetIndexFieldNames("");
+      table->Open();
+    }
+  }
+  void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
+    current_ = tables_[static_cast<int>(result)];
+    TSQLConnection& writer = connection_->Sql();
+    const std::string name = current_->TableName();
+    std::string ddl = "drop table if exists " + name + "; create table " + name + " (";
+    std::vector<std::string> columns;
+    for (size_t i = 0; i < fields.size(); ++i) {
+      ddl += (i > 0 ? ", " : "") + fields[i].name + " " + DeclaredType(fields[i].type);
+      columns.push_back(fields[i].name);
+    }
+    writer.ExecuteScript(ddl + ")");
+    writer.BeginTransaction();
+    bulk_ = writer.BulkInsert(name, columns);
+  }
+  void Add(const std::vector<Variant>& row) override { bulk_->Add(row); }
+  void End() override {
+    bulk_->Finish();
+    bulk_.reset();
+    connection_->Sql().Commit();
+  }
+  TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
+  std::string File() const override { return file_; }
+
+ private:
+  // The file, its journal, and the working copies made from it ("nrw-temp_<suffix>-<tag>").
+  void RemoveFiles() const {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
+      const std::string name = entry.path().filename().string();
+      if (name.rfind("nrw-temp", 0) == 0 && name.find(tag_) != std::string::npos) {
+        std::filesystem::remove(entry.path(), error);
+      }
+    }
+  }
+
+  std::string folder_, file_, tag_;
+  std::unique_ptr<TSQLBulkWriter> bulk_;
+  TnFDConnection* connection_ = nullptr;
+  TnFDTableSQLite* tables_[kFiscalResultCount] = {};
+  TnFDTableSQLite* current_ = nullptr;
+};
+
+}  // namespace
+
+std::vector<TFieldDef> FiscalResultFields(FiscalResult result, int extra_field) {
+  switch (result) {
+    case FiscalResult::Imposto:
+      return TaxLineFields(extra_field);
+    case FiscalResult::DocFiscal:
+      return {{"CHAVELCTOFIS", FT::Float},    {"TIPOLCTO", FT::String},
+              {"DATALCTOFIS", FT::DateTime},  {"DATAHORALCTOFIS", FT::DateTime},
+              {"DATAEMISSAO", FT::DateTime},  {"NUMERONF", FT::Integer},
+              {"NUMERONFFINAL", FT::Integer}, {"SERIENF", FT::String},
+              {"SUBSERIENF", FT::String},     {"ESPECIENF", FT::String},
+              {"CODIGOPESSOA", FT::Integer},  {"SIGLAESTADOORIGEM", FT::String},
+              {"COMPLHIST", FT::String},      {"CODIGOTIPODCTOSINTEGRA", FT::String},
+              {"FINALIDADE", FT::Integer},    {"CODIGOUSUARIO", FT::Integer}};
+    case FiscalResult::PisCofins:
+      break;
+  }
+  return {{"CHAVELCTOFIS", FT::Float},  {"SEQ", FT::Integer},        {"CODIGOPRODUTO", FT::Integer},
+          {"ORIGEM", FT::String},       {"CODIGOCFOP", FT::Integer}, {"VALORCONTABIL", FT::Float},
+          {"BASEPISCOFINS", FT::Float}, {"ALIQPIS", FT::Float},      {"VALORPIS", FT::Float},
+          {"ALIQCOFINS", FT::Float},    {"VALORCOFINS", FT::Float}};
+}
+
+std::vector<TFieldDef> PessoaFields() {
+  return {{"CODIGOPESSOA", FT::Integer}, {"NOMEPESSOA", FT::String},   {"INSCRFEDERAL", FT::String},
+          {"SIGLAESTADO", FT::String},   {"CODIGOMUNIC", FT::Integer}, {"INSCRESTAD", FT::String},
+          {"PRODUTRURAL", FT::Integer},  {"INSCRPROD", FT::String}};
+}
+
+std::vector<TFieldDef> CfopFields() {
+  return {{"CODIGOCFOP", FT::Integer}, {"DESCRCFOP", FT::String}};
+}
+
+std::vector<TFieldDef> TotalFields() {
+  return {{"CODIGOCFOP", FT::Integer},   {"DATALCTOFIS", FT::DateTime},
+          {"TIPOIMPOSTO", FT::Integer},  {"VALORCONTABIL", FT::Float},
+          {"BASEIMPOSTO", FT::Float},    {"VALORIMPOSTO", FT::Float},
+          {"ISENTASIMPOSTO", FT::Float}, {"OUTRASIMPOSTO", FT::Float}};
+}
+
+const char* FiscalResultName(FiscalResult result) {
+  switch (result) {
+    case FiscalResult::Imposto:
+      return "cdsImposto";
+    case FiscalResult::DocFiscal:
+      return "cdsDocFiscal";
+    case FiscalResult::PisCofins:
+      break;
+  }
+  return "cdsPisCofins";
+}
+
+std::unique_ptr<FiscalStorage> MakeMemoryStorage(TComponent* owner) {
+  return std::make_unique<MemoryStorage>(owner);
+}
+
+std::unique_ptr<FiscalStorage> MakeSqliteStorage(TComponent* owner) {
+  return std::make_unique<SqliteStorage>(owner);
+}
+
+std::string TemporaryFolder() {
+  const char* tmpdir = std::getenv("TMPDIR");
+  if (tmpdir != nullptr && *tmpdir != '\0' &&
+      std::string(tmpdir).find("temp") == std::string::npos) {
+    std::string folder(tmpdir);
+    while (folder.size() > 1 && folder.back() == '/') {
+      folder.pop_back();
+    }
+    return folder;
+  }
+  return "/tmp";
+}
+
+}  // namespace nrw

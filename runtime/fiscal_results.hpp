@@ -1,0 +1,50 @@
+// Where the fiscal data provider puts its three result tables: in-memory tables, or tables of a
+// temporary SQLite file read back through TnFDTableSQLite. Both are filled row by row in the
+// order the queries give, so both storage modes hold the same rows in the same order.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/data_set.hpp"
+#include "host/memory_data_set.hpp"
+
+namespace nrw {
+
+enum class FiscalResult { Imposto, DocFiscal, PisCofins };
+constexpr int kFiscalResultCount = 3;
+
+// The columns of each result table (the tax lines gain NumeroNF or NomePessoa by extra field).
+std::vector<TFieldDef> FiscalResultFields(FiscalResult result, int extra_field);
+std::vector<TFieldDef> PessoaFields();
+std::vector<TFieldDef> CfopFields();
+std::vector<TFieldDef> TotalFields();
+const char* FiscalResultName(FiscalResult result);
+
+class FiscalStorage {
+ public:
+  virtual ~FiscalStorage() = default;
+  // Frames the refill of all three tables (SQLite: they are closed meanwhile).
+  virtual void BeginRefill() {}
+  virtual void EndRefill() {}
+  // Starts refilling a result table with these columns.
+  virtual void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) = 0;
+  // One row, its values already of the columns' types.
+  virtual void Add(const std::vector<Variant>& row) = 0;
+  virtual void End() = 0;
+  virtual TDataSet* Table(FiscalResult result) const = 0;
+  virtual std::string File() const { return ""; }
+};
+
+// In-memory tables, components of `owner` named cdsImposto, cdsDocFiscal, cdsPisCofins.
+std::unique_ptr<FiscalStorage> MakeMemoryStorage(TComponent* owner);
+// SQLite tables in a new temporary file; the file and every working copy made from it (its name
+// with "temp" replaced) are removed when the storage is destroyed.
+std::unique_ptr<FiscalStorage> MakeSqliteStorage(TComponent* owner);
+
+// The folder for temporary files: TMPDIR when set and free of "temp" in its path (working
+// copies are named by replacing "temp"), else /tmp.
+std::string TemporaryFolder();
+
+}  // namespace nrw

@@ -1,0 +1,415 @@
+// The fiscal data provider on the hand-built books, on both databases and both storage modes.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <numeric>
+
+#include "host/exception.hpp"
+#include "host/fiscal_provider.hpp"
+#include "tests/runtime/backends.hpp"
+#include "tests/runtime/fiscal_fixture.hpp"
+
+namespace nrw::testing {
+namespace {
+
+struct ProviderCase {
+  Backend backend;
+  bool sqlite;
+};
+
+std::string CaseName(const ProviderCase& c) {
+  return BackendName(c.backend) + (c.sqlite ? "_SqliteStorage" : "_MemoryStorage");
+}
+
+class FiscalProvider : public ::testing::TestWithParam<ProviderCase> {
+ protected:
+  void SetUp() override {
+    db = TestDatabase::Open(GetParam().backend, scratch);
+    if (db == nullptr) {
+      GTEST_SKIP() << TestDatabase::SkipReason(GetParam().backend);
+    }
+    BuildFiscalFixture(db->Connection());
+    provider = NewProvider(GetParam().sqlite);
+  }
+
+  std::unique_ptr<TnFisDPListarLctoFisTotal> NewProvider(bool sqlite) {
+    auto p = std::make_unique<TnFisDPListarLctoFisTotal>();
+    p->SetUsarSQLite(sqlite);
+    p->SetConexao(&db->Connection());
+    TnpqPowerParam& params = *p->Params();
+    params.Param("pDataInicial")->SetAsDate(EncodeDate(2026, 1, 1));
+    params.Param("pDataFinal")->SetAsDate(EncodeDate(2026, 1, 31));
+    for (const char* name :
+         {"pListarICMS", "pListarISS", "pListarIPI", "pListarPISCOFINS", "pListarFunRural",
+          "pListarComplementar", "pListarSubTribut", "pListarHistorico", "pListarDadosPessoa"}) {
+      params.Param(name)->SetAsString("1");
+    }
+    params.Param("pSaida")->SetAsInteger(1);
+    params.Param("pEntrada")->SetAsInteger(1);
+    params.Param("pTipoPeriodo")->SetAsInteger(1);
+    params.Param("pNaoUsaFinalidadeNormal")->SetAsInteger(0);
+    params.Param("pCampoAdicional")->SetValue("0");
+    params.Param("pCodigoEmpresa")->SetValue("1");
+    params.Param("pCodigoEstab")->SetValue("1");
+    return p;
+  }
+  void Set(const char* name, const Variant& value) {
+    provider->Params()->Param(name)->SetValue(value);
+  }
+  std::vector<double> Keys(TDataSet* table) {
+    std::vector<double> keys;
+    const int key = table->FieldIndex("CHAVELCTOFIS");
+    for (table->First(); !table->Eof(); table->Next()) {
+      keys.push_back(table->GetFloat(key));
+    }
+    return keys;
+  }
+  std::vector<int64_t> Column(TDataSet* table, const char* name) {
+    std::vector<int64_t> values;
+    const int field = table->FieldIndex(name);
+    for (table->First(); !table->Eof(); table->Next()) {
+      values.push_back(table->GetInteger(field));
+    }
+    return values;
+  }
+  TnClientDataSetMem* Named(const char* name) {
+    return static_cast<TnClientDataSetMem*>(Nutildb::CDSM(provider->FindComponent(name)));
+  }
+  std::vector<double> TaxKeys() {
+    provider->Executar();
+    return Keys(provider->Imposto());
+  }
+
+  ScratchDir scratch;
+  std::unique_ptr<TestDatabase> db;
+  std::unique_ptr<TnFisDPListarLctoFisTotal> provider;
+};
+
+TEST_P(FiscalProvider, AllTaxesOfTheMonthInKeyOrder) {
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{1, 1, 1, 2, 2, 3, 3, 4}));
+  EXPECT_EQ(Column(provider->Imposto(), "TIPOIMPOSTO"),
+            (std::vector<int64_t>{1, 10, 13, 1, 1, 1, 11, 2}));
+  EXPECT_EQ(Keys(provider->DocFiscal()), (std::vector<double>{1, 2, 3, 4}));
+  EXPECT_EQ(Column(Named("cdsPessoa"), "CODIGOPESSOA"), (std::vector<int64_t>{10, 20, 30}));
+  EXPECT_GT(Named("cdsCFOP")->RecordCount(), 10);
+}
+
+TEST_P(FiscalProvider, TaxLineColumns) {
+  provider->Executar();
+  TDataSet* t = provider->Imposto();
+  for (const char* name :
+       {"CHAVELCTOFIS", "DATALCTOFIS", "CODIGOCFOP", "TIPOIMPOSTO", "ALIQIMPOSTO", "VALORCONTABIL",
+        "BASEIMPOSTO", "VALORIMPOSTO", "ISENTASIMPOSTO", "OUTRASIMPOSTO", "VALOREXVALORADICIONAL",
+        "CODIGOOPERACAOFIS"}) {
+    EXPECT_NE(t->FindField(name), nullptr) << name;
+  }
+  EXPECT_EQ(t->FindField("NumeroNF"), nullptr);
+  EXPECT_EQ(t->FindField("NomePessoa"), nullptr);
+  t->First();
+  EXPECT_EQ(t->FieldByName("DATALCTOFIS")->AsDateTime(), EncodeDate(2026, 1, 5));
+  t->Next();
+  t->Next();
+  EXPECT_EQ(t->FieldByName("CODIGOOPERACAOFIS")->AsInteger(), 11403);
+  EXPECT_DOUBLE_EQ(t->FieldByName("VALORIMPOSTO")->AsFloat(), 7.2);
+}
+
+TEST_P(FiscalProvider, EntriesOrExits) {
+  Set("pSaida", 0);
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{1, 1, 1, 3, 3}));
+  Set("pSaida", 1);
+  Set("pEntrada", 0);
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{2, 2, 4}));
+  EXPECT_EQ(Keys(provider->DocFiscal()), (std::vector<double>{2, 4}));
+  Set("pSaida", 0);
+  EXPECT_TRUE(TaxKeys().empty());
+  EXPECT_TRUE(provider->DocFiscal()->IsEmpty());
+}
+
+TEST_P(FiscalProvider, TaxTypeSwitches) {
+  for (const char* name :
+       {"pListarISS", "pListarIPI", "pListarFunRural", "pListarComplementar", "pListarSubTribut"}) {
+    Set(name, "0");
+  }
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{1, 2, 2, 3}));
+  EXPECT_EQ(Keys(provider->DocFiscal()), (std::vector<double>{1, 2, 3}))
+      << "documents without lines are left out";
+  Set("pListarICMS", "0");
+  Set("pListarISS", "1");
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{4}));
+}
+
+TEST_P(FiscalProvider, PeriodByDateKeepsFirstAndLastDay) {
+  Set("pDataInicial", Variant::FromDateTime(EncodeDate(2026, 1, 1)));
+  Set("pDataFinal", Variant::FromDateTime(EncodeDate(2026, 1, 1)));
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{2, 2}));
+  Set("pDataInicial", Variant::FromDateTime(EncodeDate(2026, 1, 31)));
+  Set("pDataFinal", Variant::FromDateTime(EncodeDate(2026, 2, 28)));
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{3, 3, 5}));
+}
+
+TEST_P(FiscalProvider, PeriodByDateAndTimeUsesTheMinuteTexts) {
+  Set("pTipoPeriodo", 2);
+  Set("pHoraInicial", "480");  // 08:00 on the first day
+  Set("pHoraFinal", "1080");   // 18:00 on the last day
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{1, 1, 1, 4}));
+  Set("pHoraInicial", "450");  // 07:30, included
+  Set("pHoraFinal", "1110");   // 18:30, included
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{1, 1, 1, 2, 2, 3, 3, 4}));
+}
+
+TEST_P(FiscalProvider, CounterpartyFilterTakesSemicolonsOrCommas) {
+  Set("pCodigoPessoa", "10; 30");
+  EXPECT_EQ(Keys((provider->Executar(), provider->DocFiscal())), (std::vector<double>{1, 2, 4}));
+  Set("pCodigoPessoa", "20,30");
+  EXPECT_EQ(Keys((provider->Executar(), provider->DocFiscal())), (std::vector<double>{2, 3, 4}));
+  EXPECT_EQ(Column(Named("cdsPessoa"), "CODIGOPESSOA"), (std::vector<int64_t>{20, 30}));
+}
+
+TEST_P(FiscalProvider, MalformedCodeListIsRefused) {
+  Set("pCodigoPessoa", "10;' or 1=1 --");
+  try {
+    provider->Executar();
+    FAIL() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_STREQ(
+        e.what(),
+        "pCodigoPessoa: '' or 1=1 --' is not a code (give whole numbers separated by ; or ,)");
+  }
+}
+
+TEST_P(FiscalProvider, CfopFilter) {
+  Set("pCodigoCFOP", "5102");
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{2}));
+  EXPECT_EQ(Keys(provider->DocFiscal()), (std::vector<double>{2}));
+}
+
+TEST_P(FiscalProvider, SpeciesComparesInUpperCase) {
+  Set("pEspecie", "nfs");
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{4}));
+  Set("pEspecie", "' or 1=1 --");
+  EXPECT_TRUE(TaxKeys().empty());
+}
+
+TEST_P(FiscalProvider, NaoUsaFinalidadeNormalLeavesOutNormalDocuments) {
+  Set("pNaoUsaFinalidadeNormal", 1);
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{3, 3, 4}));
+}
+
+TEST_P(FiscalProvider, UserFilter) {
+  Set("pCodigoUsuario", "2,3");
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{3, 3, 4}));
+}
+
+TEST_P(FiscalProvider, HistoryFillsTheObservation) {
+  provider->Executar();
+  provider->DocFiscal()->First();
+  EXPECT_EQ(provider->DocFiscal()->FieldByName("COMPLHIST")->AsString(), "obs 1");
+  Set("pListarHistorico", "0");
+  provider->Executar();
+  provider->DocFiscal()->First();
+  EXPECT_TRUE(provider->DocFiscal()->FieldByName("COMPLHIST")->IsNull());
+}
+
+TEST_P(FiscalProvider, CounterpartyDataSwitchesTheRegistrations) {
+  Set("pListarDadosPessoa", "0");
+  provider->Executar();
+  TnClientDataSetMem* people = Named("cdsPessoa");
+  people->SetIndexFieldNames("CODIGOPESSOA");
+  ASSERT_TRUE(people->FindKey({10}));
+  EXPECT_EQ(people->FieldByName("NOMEPESSOA")->AsString(), "Fornecedor A");
+  EXPECT_EQ(people->FieldByName("CODIGOMUNIC")->AsInteger(), 3550308);
+  EXPECT_TRUE(people->FieldByName("INSCRFEDERAL")->IsNull());
+  Set("pListarDadosPessoa", "1");
+  provider->Executar();
+  people = Named("cdsPessoa");
+  people->SetIndexFieldNames("CODIGOPESSOA");
+  ASSERT_TRUE(people->FindKey({20}));
+  EXPECT_EQ(people->FieldByName("INSCRFEDERAL")->AsString(), "12345678909");
+  EXPECT_EQ(people->FieldByName("INSCRPROD")->AsString(), "PR-555");
+  EXPECT_EQ(people->FieldByName("PRODUTRURAL")->AsInteger(), 1);
+}
+
+TEST_P(FiscalProvider, ExtraFieldForOrdering) {
+  Set("pCampoAdicional", "1");
+  provider->Executar();
+  EXPECT_EQ(Column(provider->Imposto(), "NumeroNF"),
+            (std::vector<int64_t>{100, 100, 100, 200, 200, 300, 300, 400}));
+  Set("pCampoAdicional", "2");
+  provider->Executar();
+  TDataSet* t = provider->Imposto();
+  t->First();
+  EXPECT_EQ(t->FieldByName("NomePessoa")->AsString(), "Fornecedor A");
+}
+
+TEST_P(FiscalProvider, PisCofinsItemsOfTheListedDocuments) {
+  provider->Executar();
+  EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{1, 1, 1, 2}));
+  TDataSet* p = provider->PisCofins();
+  p->First();
+  EXPECT_DOUBLE_EQ(p->FieldByName("ValorPIS")->AsFloat(), 0.99);
+  EXPECT_EQ(p->FieldByName("CodigoProduto")->AsString(), "1");
+  Set("pListarPISCOFINS", "0");
+  provider->Executar();
+  EXPECT_TRUE(provider->PisCofins()->IsEmpty());
+}
+
+TEST_P(FiscalProvider, TotalsPerCfopEqualTheTaxLines) {
+  Set("pTipoTotal", "4");
+  provider->Executar();
+  TnClientDataSetMem* total = Named("cdsTotal");
+  EXPECT_EQ(total->RecordCount(),
+            7);  // (1102,1) (1102,10) (1102,11) (1403,13) (5102,1) (5933,2) (6102,1)
+  for (const char* amount :
+       {"VALORCONTABIL", "BASEIMPOSTO", "VALORIMPOSTO", "ISENTASIMPOSTO", "OUTRASIMPOSTO"}) {
+    double lines = 0, totals = 0;
+    TDataSet* t = provider->Imposto();
+    for (t->First(); !t->Eof(); t->Next()) {
+      lines += t->FieldByName(amount)->AsFloat();
+    }
+    for (total->First(); !total->Eof(); total->Next()) {
+      totals += total->FieldByName(amount)->AsFloat();
+    }
+    EXPECT_NEAR(lines, totals, 1e-9) << amount;
+  }
+  total->SetIndexFieldNames("CODIGOCFOP;TIPOIMPOSTO");
+  ASSERT_TRUE(total->FindKey({1102, 1}));
+  EXPECT_DOUBLE_EQ(total->FieldByName("VALORCONTABIL")->AsFloat(), 150.0);
+  EXPECT_DOUBLE_EQ(total->FieldByName("VALORIMPOSTO")->AsFloat(), 24.0);
+}
+
+TEST_P(FiscalProvider, TotalsPerDay) {
+  Set("pTipoTotal", "7");
+  provider->Executar();
+  TnClientDataSetMem* total = Named("cdsTotal");
+  EXPECT_EQ(total->RecordCount(),
+            7);  // 01/01 ICMS; 05/01 ICMS, IPI, ST; 20/01 ISS; 31/01 ICMS, FunRural
+  total->SetIndexFieldNames("DATALCTOFIS;TIPOIMPOSTO");
+  ASSERT_TRUE(total->FindKey({Variant::FromDateTime(EncodeDate(2026, 1, 1)), 1}));
+  EXPECT_DOUBLE_EQ(total->FieldByName("VALORCONTABIL")->AsFloat(), 300.0);
+  EXPECT_EQ(total->FieldByName("DataLctoFis")->AsString(), "01/01/2026");
+  Set("pTipoTotal", "");
+  provider->Executar();
+  EXPECT_TRUE(Named("cdsTotal")->IsEmpty());
+}
+
+TEST_P(FiscalProvider, EachExecutionRebuildsForTheEstablishment) {
+  provider->Executar();
+  Set("pCodigoEstab", "2");
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{7}));
+  Set("pCodigoEmpresa", "2");
+  Set("pCodigoEstab", "1");
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{6}));
+  EXPECT_EQ(Column(Named("cdsPessoa"), "CODIGOPESSOA"), (std::vector<int64_t>{30}));
+}
+
+TEST_P(FiscalProvider, AtualizarIndiceOrdersEitherStorage) {
+  provider->Executar();
+  provider->AtualizarIndice(provider->Imposto(), "TIPOIMPOSTO;CHAVELCTOFIS");
+  EXPECT_EQ(provider->Imposto()->IndexFieldNames(), "TIPOIMPOSTO;CHAVELCTOFIS");
+  EXPECT_EQ(Column(provider->Imposto(), "TIPOIMPOSTO"),
+            (std::vector<int64_t>{1, 1, 1, 1, 2, 10, 11, 13}));
+  ASSERT_TRUE(provider->Imposto()->FindKey({13}));
+  EXPECT_EQ(provider->Imposto()->FieldByName("CHAVELCTOFIS")->AsInteger(), 1);
+}
+
+TEST_P(FiscalProvider, UnknownParameterIsRefused) {
+  EXPECT_THROW(provider->Params()->Param("pNoSuchParameter"), Exception);
+}
+
+INSTANTIATE_TEST_SUITE_P(Storage, FiscalProvider,
+                         ::testing::Values(ProviderCase{Backend::SQLite, false},
+                                           ProviderCase{Backend::SQLite, true},
+                                           ProviderCase{Backend::PostgreSQL, false},
+                                           ProviderCase{Backend::PostgreSQL, true}),
+                         [](const auto& info) { return CaseName(info.param); });
+
+// Both storage modes give the same rows in the same order.
+TEST(FiscalProviderStorage, BothModesGiveTheSameTables) {
+  ScratchDir scratch;
+  auto db = TestDatabase::Open(Backend::SQLite, scratch);
+  BuildFiscalFixture(db->Connection());
+  auto dump = [&](bool sqlite) {
+    TnFisDPListarLctoFisTotal p;
+    p.SetUsarSQLite(sqlite);
+    p.SetConexao(&db->Connection());
+    p.Params()->Param("pDataInicial")->SetAsDate(EncodeDate(2026, 1, 1));
+    p.Params()->Param("pDataFinal")->SetAsDate(EncodeDate(2026, 1, 31));
+    for (const char* name : {"pListarICMS", "pListarISS", "pListarIPI", "pListarPISCOFINS",
+                             "pListarFunRural", "pListarComplementar", "pListarSubTribut"}) {
+      p.Params()->Param(name)->SetAsString("1");
+    }
+    p.Params()->Param("pEntrada")->SetAsInteger(1);
+    p.Params()->Param("pSaida")->SetAsInteger(1);
+    p.Params()->Param("pTipoPeriodo")->SetAsInteger(1);
+    p.Params()->Param("pCodigoEmpresa")->SetValue("1");
+    p.Params()->Param("pCodigoEstab")->SetValue("1");
+    p.Executar();
+    std::vector<std::string> rows;
+    for (TDataSet* t : {p.Imposto(), p.DocFiscal(), p.PisCofins()}) {
+      for (t->First(); !t->Eof(); t->Next()) {
+        std::string row;
+        for (int f = 0; f < t->FieldCount(); ++f) {
+          row += t->Fields(f)->FieldName() + "=" + t->GetString(f) + ";";
+        }
+        rows.push_back(row);
+      }
+    }
+    return rows;
+  };
+  const auto memory = dump(false);
+  EXPECT_EQ(memory.size(), 16u);
+  EXPECT_EQ(memory, dump(true));
+}
+
+TEST(FiscalProviderStorage, TemporaryFilesAreRemovedOnRelease) {
+  ScratchDir scratch;
+  auto db = TestDatabase::Open(Backend::SQLite, scratch);
+  BuildFiscalFixture(db->Connection());
+  std::string file, copy;
+  {
+    TnFisDPListarLctoFisTotal p;
+    p.SetUsarSQLite(true);
+    p.SetConexao(&db->Connection());
+    p.Params()->Param("pEntrada")->SetAsInteger(1);
+    p.Params()->Param("pListarICMS")->SetAsString("1");
+    p.Executar();
+    file = p.ArquivoTemporario();
+    EXPECT_NE(std::filesystem::path(file).filename().string().find("temp"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(file));
+    // A working copy named as the report names them, beside the provider's file.
+    copy = file;
+    copy.replace(copy.find("temp"), 4, "temp_imp");
+    Nutilarquivo::CopyFile(file, copy, true);
+    EXPECT_THROW(p.SetUsarSQLite(false), Exception);
+  }
+  EXPECT_FALSE(std::filesystem::exists(file));
+  EXPECT_FALSE(std::filesystem::exists(copy));
+}
+
+TEST(FiscalProviderStorage, CreatedByClassName) {
+  std::unique_ptr<TComponent> module(CriarDMNovo("TnFisDPListarLctoFisTotal", nullptr));
+  EXPECT_NE(dynamic_cast<TnFisDPListarLctoFisTotal*>(module.get()), nullptr);
+  EXPECT_NE(CheckedCast<TnDMPowerParam>(module.get()), nullptr);
+  try {
+    CriarDMNovo("TnNoSuchModule", nullptr);
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "data module class 'TnNoSuchModule' is not registered");
+  }
+  bool acted = false;
+  std::unique_ptr<TComponent> other(
+      CriarDMNovo("tnfisdplistarlctofistotal", [&](TComponent*) { acted = true; }));
+  EXPECT_TRUE(acted);
+}
+
+TEST(FormatarCFOP, FourDigitsGetADot) {
+  EXPECT_EQ(FormatarCFOP("5102"), "5.102");
+  EXPECT_EQ(FormatarCFOP("510"), "510");
+  EXPECT_EQ(FormatarCFOP("Total "), "Total ");
+  EXPECT_EQ(FormatarCFOP(""), "");
+  EXPECT_EQ(FormatarCFOP("51020"), "51020");
+}
+
+}  // namespace
+}  // namespace nrw::testing
