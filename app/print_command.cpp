@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -12,9 +13,12 @@
 #include <vector>
 
 #include "app/commands.hpp"
+#include "app/terminal_progress.hpp"
 #include "host/exception.hpp"
+#include "host/fiscal_provider.hpp"
 #include "host/library.hpp"
 #include "host/report.hpp"
+#include "host/sql.hpp"
 #include "host/sysutils.hpp"
 
 namespace nrw::app {
@@ -73,6 +77,9 @@ std::pair<int32_t, int32_t> ParseEstab(const std::string& text) {
 
 struct PrintOptions {
   std::string module_path = DefaultModulePath();
+  std::string database = "out/demo.db";
+  std::string storage = "memory";
+  bool quiet = false;
   std::vector<std::string> sets;
   std::string params_file;
   std::vector<std::string> estabs;
@@ -88,7 +95,20 @@ int RunPrint(const PrintOptions& options) {
   if (imprimir == nullptr) {
     throw Exception("the module '" + options.module_path + "' has no Imprimir export");
   }
+  Nutildb::SetConexaoPadrao(OpenConnection(options.database, false));
+  SetUsarSQLitePadrao(options.storage == "sqlite");
   auto engine = std::make_unique<TnrwReport>();
+  // A fixed emission time makes two runs of the same report print the same header.
+  if (const char* epoch = std::getenv("SOURCE_DATE_EPOCH")) {
+    if (const auto seconds = TryStrToInt(epoch)) {
+      engine->SetDataHoraEmissao(UnixToDateTime(*seconds));
+    }
+  }
+  std::unique_ptr<TerminalProgress> progress;
+  if (!options.quiet && isatty(STDERR_FILENO)) {
+    progress = std::make_unique<TerminalProgress>(std::cerr, TerminalProgress::SteadyClock(), 80);
+    engine->DMPower()->SetView(progress.get());
+  }
   if (!options.params_file.empty()) {
     for (const auto& [name, value] : ReadParamsFile(options.params_file)) {
       engine->RepParam(name, value);
@@ -110,7 +130,9 @@ int RunPrint(const PrintOptions& options) {
   engine->AddSink(&sink);
   imprimir(ReportAddressAsInt32(engine.get()));
   engine->EndReport();
-  std::cout << "nrw-report: run complete, " << sink.Entries().size() << " sections printed\n";
+  if (!options.quiet) {
+    std::cout << "nrw-report: run complete, " << sink.Entries().size() << " sections printed\n";
+  }
   return 0;
 }
 
@@ -123,6 +145,12 @@ std::function<int()> AddPrintCommand(CLI::App& app) {
   print->add_option("--set", options->sets, "report parameter NAME=VALUE (repeatable)");
   print->add_option("--params", options->params_file, "file of NAME=VALUE lines");
   print->add_option("--estab", options->estabs, "establishment COMPANY:ESTAB (repeatable)");
+  print->add_option("--db", options->database, "company database: SQLite file or postgresql:// URL")
+      ->capture_default_str();
+  print->add_option("--storage", options->storage, "where the data provider keeps its results")
+      ->check(CLI::IsMember({"memory", "sqlite"}))
+      ->capture_default_str();
+  print->add_flag("--quiet", options->quiet, "no progress line and no summary");
   return [options] { return RunPrint(*options); };
 }
 

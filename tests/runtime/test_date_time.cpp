@@ -35,6 +35,11 @@ TEST(DateTime, TimeOfDayIsTheFraction) {
   EXPECT_DOUBLE_EQ(EncodeTime(12, 0, 0), 0.5);
 }
 
+TEST(DateTime, UnixTime) {
+  EXPECT_EQ(UnixToDateTime(0), EncodeDate(1970, 1, 1));
+  EXPECT_DOUBLE_EQ(UnixToDateTime(1767225600 + 3600), EncodeDate(2026, 1, 1) + EncodeTime(1, 0, 0));
+}
+
 TEST(FormatDateTime, DayAndMonthWithTheLocaleSeparator) {
   EXPECT_EQ(FormatDateTime("dd/mm", EncodeDate(2026, 1, 2)), "02/01");
   EXPECT_EQ(FormatDateTime("d/m/yy", EncodeDate(2026, 3, 9)), "9/3/26");

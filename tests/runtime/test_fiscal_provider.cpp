@@ -387,6 +387,29 @@ TEST(FiscalProviderStorage, TemporaryFilesAreRemovedOnRelease) {
   EXPECT_FALSE(std::filesystem::exists(copy));
 }
 
+TEST(FiscalProviderStorage, TemporaryFilesAreRemovedAfterAFailedExecution) {
+  ScratchDir scratch;
+  auto db = TestDatabase::Open(Backend::SQLite, scratch);
+  BuildFiscalFixture(db->Connection());
+  std::string file;
+  try {
+    TnFisDPListarLctoFisTotal p;
+    p.SetUsarSQLite(true);
+    p.SetConexao(&db->Connection());
+    p.Params()->Param("pEntrada")->SetAsInteger(1);
+    p.Params()->Param("pListarICMS")->SetAsString("1");
+    p.Executar();
+    file = p.ArquivoTemporario();
+    db->Connection().ExecuteScript("drop table LCTOFISENTPRODUTO");
+    p.Executar();
+    FAIL() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_NE(std::string(e.what()).find("LCTOFISENTPRODUTO"), std::string::npos) << e.what();
+  }
+  ASSERT_FALSE(file.empty());
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
 TEST(FiscalProviderStorage, CreatedByClassName) {
   std::unique_ptr<TComponent> module(CriarDMNovo("TnFisDPListarLctoFisTotal", nullptr));
   EXPECT_NE(dynamic_cast<TnFisDPListarLctoFisTotal*>(module.get()), nullptr);

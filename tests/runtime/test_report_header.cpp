@@ -1,0 +1,148 @@
+// The standard page header on the hand-built books, on both databases.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "host/report_header.hpp"
+#include "tests/runtime/backends.hpp"
+#include "tests/runtime/fiscal_fixture.hpp"
+
+namespace nrw::testing {
+namespace {
+
+const TVariantArray kFontSizes = {Variant(8), Variant(8)};
+
+class ReportHeader : public ::testing::TestWithParam<Backend> {
+ protected:
+  void SetUp() override {
+    db = TestDatabase::Open(GetParam(), scratch);
+    if (db == nullptr) {
+      GTEST_SKIP() << TestDatabase::SkipReason(GetParam());
+    }
+    BuildFiscalFixture(db->Connection());
+    engine = std::make_unique<TnrwReport>();
+    TReportLayout layout;
+    layout.AddSection({1, {}});
+    layout.AddSection({13, {"RValor"}});
+    engine->SetLayout(layout);
+    engine->AddSink(&sink);
+    engine->RepParam("pDataInicial", "1/1/2026");
+    engine->RepParam("pDataFinal", "31/01/2026");
+    engine->SetDataHoraEmissao(EncodeDate(2026, 2, 3) + EncodeTime(14, 5, 0));
+  }
+  // The run's arguments: five times false, [8, 8], -1, 1, 1, "", "", true.
+  std::unique_ptr<TnCabecalhoRelatorio> RunHeader() {
+    auto header = std::make_unique<TnCabecalhoRelatorio>(engine.get(), false, false, false, false,
+                                                         false, kFontSizes, -1, 1, 1, "", "", true);
+    header->SetConexao(&db->Connection());
+    return header;
+  }
+  std::string Field(const std::vector<TPrintedField>& fields, const std::string& name) {
+    for (const auto& f : fields) {
+      if (f.name == name) {
+        return f.value;
+      }
+    }
+    return "<absent>";
+  }
+
+  ScratchDir scratch;
+  std::unique_ptr<TestDatabase> db;
+  std::unique_ptr<TnrwReport> engine;
+  TRecordingSink sink;
+};
+
+TEST_P(ReportHeader, ReadsTheCompanyAndEstablishment) {
+  auto header = RunHeader();
+  header->SetCodigoEstab("2");
+  header->Executar(1);
+  const auto fields = header->Campos();
+  EXPECT_EQ(Field(fields, "Empresa"), "1 - Comercial Teste Ltda");
+  EXPECT_EQ(Field(fields, "Estabelecimento"), "2 - Filial Campinas");
+  EXPECT_EQ(Field(fields, "CNPJ"), "11.222.333/0002-62");
+  EXPECT_EQ(Field(fields, "InscricaoEstadual"), "244123456119");
+  EXPECT_EQ(Field(fields, "Titulo"), "Resumo de Conferência de Lançamentos Fiscais");
+  EXPECT_EQ(Field(fields, "Periodo"), "01/01/2026 a 31/01/2026");
+  EXPECT_EQ(Field(fields, "Emissao"), "03/02/2026 14:05");
+  EXPECT_EQ(Field(fields, "Subtitulo"), "<absent>");
+  header->SetCodigoEstab("1");
+  header->Executar(2);
+  EXPECT_EQ(Field(header->Campos(), "Empresa"), "2 - Outra Empresa S.A.");
+  EXPECT_EQ(Field(header->Campos(), "Estabelecimento"), "1 - Matriz");
+}
+
+TEST_P(ReportHeader, UnknownEstablishmentShowsItsCode) {
+  auto header = RunHeader();
+  header->SetCodigoEstab("9");
+  header->Executar(1);
+  EXPECT_EQ(Field(header->Campos(), "Estabelecimento"), "9 - ");
+  EXPECT_EQ(Field(header->Campos(), "CNPJ"), "11.222.333/0001-81") << "the company's CNPJ";
+}
+
+TEST_P(ReportHeader, PagesNumberedPerEstablishment) {
+  auto header = RunHeader();
+  header->SetCodigoEstab("1");
+  header->Executar(1);
+  TnCabecalhoRelatorio* h = header.get();
+  struct Printer {
+    TnCabecalhoRelatorio* header;
+    void After(TObject*, int32_t section) {
+      if (section == 1) {
+        header->ImpressaoCabecalho();
+      }
+    }
+  } printer{h};
+  engine->SetAfterSection(MakeSectionEvent<Printer, &Printer::After>(&printer));
+  engine->RepPrintSection(13);
+  engine->SetCSLIsPageEnd(true);
+  engine->RepPrintSection(13);
+  engine->SetCSLIsPageEnd(true);
+  header->SetCodigoEstab("2");
+  header->Executar(1);
+  engine->RepPrintSection(13);
+  std::vector<std::string> pages;
+  for (const auto& entry : sink.Entries()) {
+    if (entry.section == kHeaderSection) {
+      pages.push_back(entry.Field("Pagina") + "@" + std::to_string(entry.page));
+    }
+  }
+  EXPECT_EQ(pages, (std::vector<std::string>{"1@1", "2@2", "1@3"}));
+}
+
+TEST_P(ReportHeader, ArgumentsHidePartsAndSetTheTitle) {
+  TnCabecalhoRelatorio header(engine.get(), true, true, true, true, true, {Variant(12)}, 1, 5, 0,
+                              "Meu título", "Sub", false);
+  header.SetConexao(&db->Connection());
+  header.Executar(1);
+  const auto fields = header.Campos();
+  ASSERT_EQ(fields.size(), 2u);
+  EXPECT_EQ(Field(fields, "Titulo"), "Meu título");
+  EXPECT_EQ(Field(fields, "Subtitulo"), "Sub");
+  TnCabecalhoRelatorio numbered(engine.get(), true, true, true, false, true, {}, 1, 5, 0, "", "",
+                                false);
+  engine->RepPrintSection(13);
+  EXPECT_EQ(Field(numbered.Campos(), "Pagina"), "5") << "the first page is numbered 5";
+  engine->SetCSLIsPageEnd(true);
+  engine->RepPrintSection(13);
+  EXPECT_EQ(Field(numbered.Campos(), "Pagina"), "6");
+}
+
+TEST_P(ReportHeader, EngineTitleWhenNoneIsGiven) {
+  engine->RepParam("TituloRelatorio", "Conferência");
+  auto header = RunHeader();
+  EXPECT_EQ(Field(header->Campos(), "Titulo"), "Conferência");
+}
+
+INSTANTIATE_TEST_SUITE_P(Databases, ReportHeader,
+                         ::testing::Values(Backend::SQLite, Backend::PostgreSQL),
+                         [](const auto& info) { return BackendName(info.param); });
+
+TEST(FormatarInscricaoFederal, CnpjAndCpf) {
+  EXPECT_EQ(FormatarInscricaoFederal("11222333000181"), "11.222.333/0001-81");
+  EXPECT_EQ(FormatarInscricaoFederal("12345678909"), "123.456.789-09");
+  EXPECT_EQ(FormatarInscricaoFederal("ISENTO"), "ISENTO");
+  EXPECT_EQ(FormatarInscricaoFederal(""), "");
+}
+
+}  // namespace
+}  // namespace nrw::testing
