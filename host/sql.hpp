@@ -92,8 +92,8 @@ void DestruirSQL(T*& data_set) {
   data_set = nullptr;
 }
 
-// Views a data set as an in-memory table; EInvalidCast when it is not one.
-NRW_API TMemoryDataSet* CDSM(TObject* component);
+// Views a component as an in-memory table; EInvalidCast when it is not one.
+NRW_API TnClientDataSetMem* CDSM(TObject* component);
 // An independent copy with the same columns and rows (and index field list).
 NRW_API TnClientDataSetMem* CloneCDS(TMemoryDataSet* source);
 

@@ -1,5 +1,7 @@
-// The module's answers to the host's layout questions: which sections the host stripes and
-// which it recolours.
+// The module's side of the layout contract: the after-section handler that opens every page
+// with the standard header and the column headings, the blank line, and the host's striping and
+// colour-change lists.
+#include "host/report_header.hpp"
 #include "host/sysutils.hpp"
 #include "report/resumo_conf_lcto_fis.hpp"
 
@@ -9,6 +11,8 @@ namespace {
 // "ReportFor" 2 is the output target on which striping is switched off.
 constexpr int32_t kModeloSemZebra = 2;
 const std::vector<int32_t> kSecoesListagem = {10, 11, 12, 13, 14, 16, 17, 18, 19};
+constexpr int32_t kFaixaCabecalho = 1, kColunasListagem = 9, kColunasTotais = 10, kRegua = 11;
+constexpr int32_t kLinhaNota = 12;
 
 }  // namespace
 
@@ -21,6 +25,22 @@ std::vector<int32_t> TnFisORResumoConfLctoFis::CriarListaSectionsParaZebrar() {
 
 std::vector<int32_t> TnFisORResumoConfLctoFis::CriarListaSectionsTrocaCor() {
   return kSecoesListagem;
+}
+
+void TnFisORResumoConfLctoFis::DoAfterSection(TObject* /*Sender*/, int32_t Section) {
+  if (Section != kFaixaCabecalho) {
+    return;
+  }
+  FCabecalho->ImpressaoCabecalho();
+  Report()->RepPrintSection(FTipoCabecalho == 1 ? kColunasListagem : kColunasTotais);
+  Report()->RepPrintSection(kRegua);
+}
+
+void TnFisORResumoConfLctoFis::LinhaEmBranco() {
+  if (Report()->DelphiCanPrintSection(kLinhaNota)) {
+    RepParam("RTexto", "");
+    Report()->RepPrintSection(kLinhaNota);
+  }
 }
 
 }  // namespace nfis

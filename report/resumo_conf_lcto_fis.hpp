@@ -18,9 +18,11 @@
 #include "host/data_set.hpp"
 #include "host/memory_data_set.hpp"
 #include "host/sysutils.hpp"
+#include "output/rec_total.hpp"
 
 class TnCabecalhoRelatorio;
 class TnDMPowerParam;
+class TnFisDPListarLctoFisTotal;
 
 namespace nfis {
 
@@ -38,6 +40,45 @@ class TnFisORResumoConfLctoFis : public TnrwBaseDll {
   void IniciarParametros();
   int32_t VerificarOpcao(int32_t _AOpcao);
   std::string VerificarImposto(int32_t _ATipoImposto);
+
+  // The PIS/COFINS working tables (data/pis_cofins.cpp).
+  void AdicionarPISCOFINS();
+  // Storage-neutral table operations and the operation control (data/working_copies.cpp).
+  TDataSet* ClonarDataSet(TDataSet* ADataSet, const std::string& ASufixo);
+  bool LocalizarChave(TDataSet* ADataSet, const TVariantArray& AValores);
+  void DefinirFaixa(TDataSet* ADataSet, const TVariantArray& AInicio, const TVariantArray& AFim);
+  void CancelarFaixa(TDataSet* ADataSet);
+  void ControleOpFis(TDataSet*& _ACdsImposto);
+  // Lookup cursors and product and freight totals (data/lookup_cursors.cpp, totals_loaders.cpp).
+  void CarregarCurProduto();
+  void CarregarCurOperacaoFis();
+  void CarregarTotalProduto();
+  void CarregarLctoProduto();
+  void CarregarTotalFrete();
+
+  // Layout contract (output/layout_contract.cpp).
+  void DoAfterSection(TObject* Sender, int32_t Section);
+  void LinhaEmBranco();
+  // Totals (output/totais.cpp).
+  void IniciarTotal(TRecTotal& _ATotal);
+  void CalcularTotal(TRecTotal& _ATotalResultado, const TRecTotal& _ATotal);
+  void ImprimirTotal(const std::string& _ADescricao, int32_t _ATipoImposto,
+                     const TRecTotal& _ATotal, bool _ASomenteValorImposto);
+  std::string FormatValor(double _AValor);
+
+  // The listing and the summary (output/).
+  void ImprimirConferencia();
+  void ImprimirTotalizacao();
+
+  // Steps of the run (data/run_driver.cpp).
+  void PassarParametrosProvedor();
+  void ImprimirEstabelecimento(int32_t empresa, int32_t estab);
+  void VincularTabelas();
+  void FinalizarExecucao() noexcept;
+
+  // The data provider as its own class (ADM holds it through its parameter base).
+  TnFisDPListarLctoFisTotal* Provedor() const;
+  bool UsarSQLite() const;
 
   // Fields, in declaration order.
   TnCabecalhoRelatorio* FCabecalho = nullptr;

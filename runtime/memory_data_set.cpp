@@ -433,9 +433,17 @@ void TMemoryDataSet::SetIndexFieldNames(const std::string& names) {
   CheckActive();
   Post();
   Impl& d = *impl_;
-  d.index_fields = ResolveFieldList(names);
+  std::vector<int> fields = ResolveFieldList(names);
   StoreIndexFieldNames(names);
   d.has_range = false;
+  if (fields == d.index_fields) {
+    // The same order: nothing to sort again (callers often set the index they already have).
+    d.count_cache.reset();
+    d.ApplyRange();
+    d.GoFirst();
+    return;
+  }
+  d.index_fields = std::move(fields);
   d.order_dirty = true;
   d.land_on.reset();
   d.has_row = false;

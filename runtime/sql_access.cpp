@@ -61,11 +61,33 @@ TSQLConnection& ConnectionOrDefault(TSQLConnection* connection) {
   throw Exception("no database connection: the host has not connected to a company database");
 }
 
+// The columns of a trailing "order by" made of plain column names ("a, T.b"), as an index field
+// list; "" when the query has none or orders by anything else.
+std::string OrderByKey(const std::string& sql, const TDataSet& cursor) {
+  const std::string upper = AnsiUpperCase(sql);
+  const size_t at = upper.rfind("ORDER BY ");
+  if (at == std::string::npos) {
+    return "";
+  }
+  std::string key;
+  for (const std::string& item : Nutil::StrToStrArray(sql.substr(at + 9), ',')) {
+    const std::string name =
+        item.substr(item.find('.') == std::string::npos ? 0 : item.find('.') + 1);
+    if (cursor.FindField(name) == nullptr) {
+      return "";
+    }
+    key += (key.empty() ? "" : ";") + name;
+  }
+  return key;
+}
+
+// A cursor keeps the index field list it was given; without one, it is keyed by its query's
+// "order by" columns, so that FindKey works on any ordered query.
 void Fill(TnClientDataSet& cursor, const TVariantArray& params) {
   const std::string index = cursor.IndexFieldNames();
   CursorFiller filler(cursor, cursor.MaxRows());
   ConnectionOrDefault(cursor.Connection()).Query(cursor.SQL(), params, filler);
-  cursor.SetIndexFieldNames(index);
+  cursor.SetIndexFieldNames(index.empty() ? OrderByKey(cursor.SQL(), cursor) : index);
   cursor.First();
 }
 
@@ -118,8 +140,8 @@ void RefreshSQL(TnClientDataSet* cursor, const TVariantArray& params, bool /*_AM
   cursor->SetReadOnly(read_only);
 }
 
-TMemoryDataSet* CDSM(TObject* component) {
-  return CheckedCast<TMemoryDataSet>(component);
+TnClientDataSetMem* CDSM(TObject* component) {
+  return CheckedCast<TnClientDataSetMem>(component);
 }
 
 TnClientDataSetMem* CloneCDS(TMemoryDataSet* source) {

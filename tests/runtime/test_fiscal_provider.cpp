@@ -74,7 +74,7 @@ class FiscalProvider : public ::testing::TestWithParam<ProviderCase> {
     return values;
   }
   TnClientDataSetMem* Named(const char* name) {
-    return static_cast<TnClientDataSetMem*>(Nutildb::CDSM(provider->FindComponent(name)));
+    return Nutildb::CDSM(provider->FindComponent(name));
   }
   std::vector<double> TaxKeys() {
     provider->Executar();

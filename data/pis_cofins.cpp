@@ -1,0 +1,94 @@
+// AdicionarPISCOFINS: splits the provider's PIS/COFINS item rows into a PIS table and a COFINS
+// table. The filter admits a row with any amount or base, but a row is copied only when the tax's
+// rate and the base are both non-zero (the amount itself is not consulted): a row with an amount
+// and no rate is in neither table.
+#include "host/memory_data_set.hpp"
+#include "host/sql.hpp"
+#include "host/sqlite_table.hpp"
+#include "report/resumo_conf_lcto_fis.hpp"
+
+namespace nfis {
+namespace {
+
+const char* const kFiltroPisCofins =
+    "(VALORPIS <> 0) or (VALORCOFINS <> 0) or (BASEPISCOFINS <> 0)";
+
+// Column positions of the item rows, looked up once (the working tables share them).
+struct ColunasPisCofins {
+  int32_t origem, chave, produto, cfop, contabil, pis, aliq_pis, base, cofins, aliq_cofins;
+  explicit ColunasPisCofins(TDataSet* ds)
+      : origem(ds->FieldIndex("Origem")),
+        chave(ds->FieldIndex("ChaveLctoFis")),
+        produto(ds->FieldIndex("CodigoProduto")),
+        cfop(ds->FieldIndex("CodigoCFOP")),
+        contabil(ds->FieldIndex("ValorContabil")),
+        pis(ds->FieldIndex("ValorPIS")),
+        aliq_pis(ds->FieldIndex("AliqPIS")),
+        base(ds->FieldIndex("BasePisCofins")),
+        cofins(ds->FieldIndex("ValorCOFINS")),
+        aliq_cofins(ds->FieldIndex("AliqCOFINS")) {}
+};
+
+// Copies one item row: text columns as text, the others as doubles; `valor` and `aliquota` are
+// the tax's own amount and rate columns.
+void Copiar(TDataSet* origem, TDataSet* destino, const ColunasPisCofins& c, int32_t valor,
+            int32_t aliquota) {
+  destino->Append();
+  destino->SetValue(c.origem, Variant(origem->GetString(c.origem)));
+  destino->SetValue(c.chave, Variant(origem->GetFloat(c.chave)));
+  destino->SetValue(c.produto, Variant(origem->GetString(c.produto)));
+  destino->SetValue(c.cfop, Variant(origem->GetString(c.cfop)));
+  destino->SetValue(c.contabil, Variant(origem->GetFloat(c.contabil)));
+  destino->SetValue(valor, Variant(origem->GetFloat(valor)));
+  destino->SetValue(aliquota, Variant(origem->GetFloat(aliquota)));
+  destino->SetValue(c.base, Variant(origem->GetFloat(c.base)));
+  destino->Post();
+}
+
+}  // namespace
+
+void TnFisORResumoConfLctoFis::AdicionarPISCOFINS() {
+  auto esvaziar = [this](TDataSet* ds) {
+    if (UsarSQLite()) {
+      Nutildb::FDTSQLite(ds)->EmptyDataSet();
+    } else {
+      Nutildb::CDSM(ds)->EmptyDataSet();
+    }
+  };
+  cdsPisCofins->SetFilter(kFiltroPisCofins);
+  cdsPisCofins->SetFiltered(true);
+  cdsPis = ClonarDataSet(cdsPisCofins, "Pis");
+  esvaziar(cdsPis);
+  cdsCofins = ClonarDataSet(cdsPisCofins, "Cofins");
+  esvaziar(cdsCofins);
+
+  const ColunasPisCofins c(cdsPisCofins);
+  const int32_t ixBase = cdsPisCofins->FieldIndex("BASEPISCOFINS");
+  // The rate is tested first; with a zero rate the base is not read.
+  auto temAliquotaEBase = [&](int32_t aliquota) {
+    return cdsPisCofins->GetFloat(aliquota) != 0 && cdsPisCofins->GetFloat(ixBase) != 0;
+  };
+  // The cursor stands on the first visible row once the filter is on.
+  while (!cdsPisCofins->Eof()) {
+    if (temAliquotaEBase(c.aliq_pis)) {
+      Copiar(cdsPisCofins, cdsPis, c, c.pis, c.aliq_pis);
+    }
+    if (temAliquotaEBase(c.aliq_cofins)) {
+      Copiar(cdsPisCofins, cdsCofins, c, c.cofins, c.aliq_cofins);
+    }
+    cdsPisCofins->Next();
+  }
+
+  FixPC_Origem = cdsPis->FieldIndex("Origem");
+  FixPC_ChaveLctoFis = cdsPis->FieldIndex("ChaveLctoFis");
+  FixPC_CodigoProduto = cdsPis->FieldIndex("CodigoProduto");
+  FixPC_CodigoCFOP = cdsPis->FieldIndex("CodigoCFOP");
+  FixPC_ValorContabil = cdsPis->FieldIndex("ValorContabil");
+  FixPC_ValorPIS = cdsPis->FieldIndex("ValorPIS");
+  FixPC_AliqPIS = cdsPis->FieldIndex("AliqPIS");
+  FixPC_BasePisCofins = cdsPis->FieldIndex("BasePisCofins");
+  FixPC_ValorCOFINS = cdsCofins->FieldIndex("ValorCOFINS");
+  FixPC_AliqCOFINS = cdsCofins->FieldIndex("AliqCOFINS");
+}
+
+}  // namespace nfis

@@ -1,0 +1,164 @@
+// The blocks printed under a document: its products with their PIS and COFINS, and the
+// other-information block in two columns.
+#include <algorithm>
+
+#include "host/sql.hpp"
+#include "output/listagem_conferencia.hpp"
+
+namespace nfis {
+namespace {
+
+constexpr int32_t kSecaoOutrasInfo = 16, kSecaoProduto = 17, kSecaoLegenda = 19;
+const char* const kSemClassificacao = "0000.00.00";
+// The ordering prefix ("01-", "02-", "05-") that other-information lines drop when printed.
+constexpr size_t kPrefixoOrdem = 3;
+constexpr size_t kLimiteTextoComAliquota = 40;
+
+// Characters (not bytes) of a UTF-8 text, from `first` on, at most `count` of them.
+std::string Caracteres(const std::string& text, size_t first, size_t count) {
+  size_t index = 0, begin = text.size(), end = text.size();
+  for (size_t i = 0; i <= text.size(); ++i) {
+    if (i == text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) {
+      if (index == first) {
+        begin = i;
+      }
+      if (count != std::string::npos && index == first + count) {
+        end = i;
+        break;
+      }
+      ++index;
+    }
+  }
+  return begin >= text.size() ? "" : text.substr(begin, end - begin);
+}
+
+std::vector<std::string> Partes(const std::string& linha) {
+  std::vector<std::string> partes;
+  size_t start = 0;
+  for (size_t pos = linha.find(';'); pos != std::string::npos; pos = linha.find(';', start)) {
+    partes.push_back(linha.substr(start, pos - start));
+    start = pos + 1;
+  }
+  partes.push_back(linha.substr(start));
+  partes.resize(std::max<size_t>(partes.size(), 3));
+  return partes;
+}
+
+}  // namespace
+
+void TListagemConferencia::ImprimirProdutos() {
+  TnClientDataSet* itens = r_.curLctoProduto;
+  if (!r_.FExibirDadosProduto || itens == nullptr || itens->IsEmpty()) {
+    return;
+  }
+  itens->SetFilter("CHAVELCTOFIS = " +
+                   Nutil::ValorParaFiltro(Variant(ChaveAtual), TFieldType::Float));
+  itens->SetFiltered(true);
+  itens->SetIndexFieldNames("SEQ");
+  itens->First();
+  Campo("pSeq", "Seq");
+  Campo("pProduto", "Produto");
+  Campo("pClassificacao", "Classificação Fiscal");
+  Campo("pQtde", "Qtde");
+  Campo("pValUnit", "Valor Unit.");
+  Campo("pValTotal", "Valor Total");
+  Campo("pVlrPis", "Valor PIS");
+  Campo("pVlrCofins", "Valor COFINS");
+  Imprimir(kSecaoProduto);
+  if (itens->IsEmpty()) {
+    Imprimir(kSecaoLegenda);
+  }
+  for (; !itens->Eof(); itens->Next()) {
+    ImprimirProduto();
+  }
+  itens->SetFiltered(false);
+  r_.cdsPisCofins->SetFiltered(false);
+}
+
+void TListagemConferencia::ImprimirProduto() {
+  TnClientDataSet* itens = r_.curLctoProduto;
+  Campo("pClassificacao", "");
+  Campo("pSeq", itens->GetString(r_.ixLCP_Seq));
+  const auto produto = static_cast<int32_t>(itens->GetInteger(r_.ixLCP_CodigoProduto));
+  // A product missing from the cursor keeps the description printed last.
+  if (r_.curProduto->FindKey({produto})) {
+    Campo("pProduto", r_.curProduto->GetString(r_.ixPRO_DescrProduto));
+    const std::string ncm = r_.curProduto->GetString(r_.ixPRO_CodigoNCM);
+    if (!r_.curProduto->IsNull(r_.ixPRO_CodigoNCM) && ncm != kSemClassificacao) {
+      Campo("pClassificacao", ncm);
+    }
+  }
+  Campo("pQtde", r_.FormatValor(itens->GetFloat(r_.ixLCP_Quantidade)));
+  Campo("pValUnit", r_.FormatValor(itens->GetFloat(r_.ixLCP_ValorUnitario)));
+  Campo("pValTotal", r_.FormatValor(itens->GetFloat(r_.ixLCP_ValorTotal)));
+  double pis = 0, cofins = 0;
+  const int64_t seq = itens->GetInteger(r_.ixLCP_Seq);
+  TDataSet* pc = r_.cdsPisCofins;
+  if (r_.LocalizarChave(pc, {ChaveAtual, produto, Variant(seq)})) {
+    do {
+      pis += pc->FieldByName("ValorPIS")->AsFloat();
+      cofins += pc->FieldByName("ValorCOFINS")->AsFloat();
+      pc->Next();
+    } while (!pc->Eof() && pc->FieldByName("CHAVELCTOFIS")->AsFloat() == ChaveAtual &&
+             pc->FieldByName("CODIGOPRODUTO")->AsInteger() == produto &&
+             pc->FieldByName("SEQ")->AsLargeInt() == seq);
+  }
+  Campo("pVlrPis", r_.FormatValor(pis));
+  Campo("pVlrCofins", r_.FormatValor(cofins));
+  Imprimir(kSecaoProduto);
+}
+
+void TListagemConferencia::ImprimirOutrasInfo() {
+  if (r_.FListarOutrasInfo) {
+    if (r_.curTotalProduto->FindKey({ChaveAtual})) {
+      ListaOutrasInfo.push_back("01-Valor Total Produtos/Serviços (Qdte " +
+                                r_.curTotalProduto->GetString(r_.ixTPR_QtdeTotal) + ");0;" +
+                                r_.curTotalProduto->GetString(r_.ixTPR_ValorTotal) + ";");
+    }
+    if (r_.curTotalFrete->FindKey({ChaveAtual})) {
+      ListaOutrasInfo.push_back("02-Valor Total Conhecimento Frete (Qdte NFs " +
+                                r_.curTotalFrete->GetString(r_.ixTFR_QtdeNotas) + ");0;" +
+                                r_.curTotalFrete->GetString(r_.ixTFR_ValorTotal) + ";");
+    }
+  }
+  // Sorted, duplicates kept: products, freight, operations, then the value-added exclusion.
+  std::stable_sort(ListaOutrasInfo.begin(), ListaOutrasInfo.end(),
+                   [](const std::string& a, const std::string& b) {
+                     return AnsiUpperCase(a) < AnsiUpperCase(b);
+                   });
+  int contador = 0;
+  for (size_t i = 0; i < ListaOutrasInfo.size(); ++i) {
+    bool direita = contador % 2 == 1;
+    if (!PodeImprimir(kSecaoOutrasInfo)) {
+      Campo("RTexto", FloatToStr(ChaveAtual) + "  Continuação...");
+      Campo("RValor", "");
+      direita = true;
+      ++contador;
+    }
+    const bool ultima = i + 1 == ListaOutrasInfo.size();
+    ImprimirLinhaOutrasInfo(ListaOutrasInfo[i], direita, ultima || contador % 2 == 1 || direita);
+    ++contador;
+  }
+}
+
+void TListagemConferencia::ImprimirLinhaOutrasInfo(const std::string& linha, bool direita,
+                                                   bool imprimir) {
+  Campo("RTexto2", "");
+  Campo("RValor2", "");
+  const std::vector<std::string> partes = Partes(linha);
+  const double aliquota = StrToFloatDef(partes[1], 0);
+  const double valor = StrToFloatDef(partes[2], 0);
+  const std::string sufixo = aliquota != 0 ? " (" + FormatFloat("#0.##", aliquota) + "%)" : "";
+  // The first three characters (the ordering prefix) are dropped, from every line.
+  std::string texto = Caracteres(partes[0], kPrefixoOrdem, std::string::npos);
+  if (!sufixo.empty()) {
+    texto = Caracteres(texto, 0, kLimiteTextoComAliquota);
+  }
+  Campo(direita ? "RTexto2" : "RTexto", texto + sufixo);
+  Campo(direita ? "RValor2" : "RValor", r_.FormatValor(valor));
+  if (imprimir) {
+    Imprimir(kSecaoOutrasInfo);
+  }
+}
+
+}  // namespace nfis

@@ -1,0 +1,82 @@
+// The PIS (or COFINS) lines of a document: one line per group of item rows with the same CFOP
+// and rate, and a document subtotal. The others column adds, at every row, the running
+// difference of the group (accounting minus base so far), not the row's own difference.
+#include "host/fiscal_provider.hpp"
+#include "output/listagem_conferencia.hpp"
+#include "report/tipo_imposto.hpp"
+
+namespace nfis {
+namespace {
+constexpr int32_t kSecaoDocumento = 13;
+}
+
+void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t ATipo) {
+  const bool pis = ATipo == kTipoPIS;
+  const char* rotulo = pis ? "PIS" : "COFINS";
+  const int32_t ixValor = pis ? r_.FixPC_ValorPIS : r_.FixPC_ValorCOFINS;
+  const int32_t ixAliquota = pis ? r_.FixPC_AliqPIS : r_.FixPC_AliqCOFINS;
+  TRecTotal& totalTipo = pis ? Total15 : Total16;
+  TRecTotal subtotal;
+  r_.IniciarTotal(subtotal);
+  r_.IniciarTotal(TotalLinha);
+  double contabil = 0, base = 0, valor = 0, outras = 0, aliquota = 0;
+  int32_t linhas = 0;
+  std::string chaveGrupo, cfop;
+  if (!r_.LocalizarChave(ATabela, {ChaveAtual})) {
+    return;
+  }
+  r_.DefinirFaixa(ATabela, {ChaveAtual}, {ChaveAtual});
+  while (!ATabela->Eof()) {
+    const double contabilLinha = ATabela->GetFloat(r_.FixPC_ValorContabil);
+    const double baseLinha = ATabela->GetFloat(r_.FixPC_BasePisCofins);
+    TotalLinha.ValorContabil = contabilLinha;
+    TotalLinha.BaseImposto = baseLinha;
+    TotalLinha.IsentasImposto = 0;
+    TotalLinha.OutrasImposto = contabilLinha - baseLinha;
+    contabil += contabilLinha;
+    base += baseLinha;
+    outras += contabil - base;
+    TotalLinha.ValorImposto = ATabela->GetFloat(ixValor);
+    r_.CalcularTotal(totalTipo, TotalLinha);
+    r_.CalcularTotal(subtotal, TotalLinha);
+    valor += TotalLinha.ValorImposto;
+    chaveGrupo = ATabela->GetString(r_.FixPC_CodigoCFOP) + ATabela->GetString(ixAliquota);
+    aliquota = ATabela->GetFloat(ixAliquota);
+    cfop = ATabela->GetString(r_.FixPC_CodigoCFOP);
+    ATabela->Next();
+    // Texts, not numbers, are compared; at the end the row read is the last one again.
+    const std::string proxima =
+        ATabela->GetString(r_.FixPC_CodigoCFOP) + ATabela->GetString(ixAliquota);
+    if (proxima == chaveGrupo && !ATabela->Eof()) {
+      continue;
+    }
+    LimparDadosDocumento();
+    Campo("RTipo", rotulo);
+    Campo("RCodigoCFOP", FormatarCFOP(cfop));
+    Campo("RAliquota", r_.FormatValor(aliquota));
+    Campo("RValorContabil", r_.FormatValor(contabil));
+    Campo("RBaseCalculo", r_.FormatValor(base));
+    Campo("RValor", r_.FormatValor(valor));
+    Campo("RIsentas", r_.FormatValor(0));
+    Campo("ROutras", r_.FormatValor(outras));
+    FimDePaginaSemMarcador();
+    Imprimir(kSecaoDocumento);
+    ++linhas;
+    contabil = base = valor = outras = 0;
+  }
+  r_.CancelarFaixa(ATabela);
+  if (r_.FListarTotalImposto && !ATabela->IsEmpty() && linhas > 1) {
+    Campo("RModelo", "");
+    Campo("RCodigoCFOP", "Total ");
+    Campo("RTipo", "");
+    Campo("RValorContabil", r_.FormatValor(subtotal.ValorContabil));
+    Campo("RBaseCalculo", r_.FormatValor(subtotal.BaseImposto));
+    Campo("RValor", r_.FormatValor(subtotal.ValorImposto));
+    Campo("RIsentas", r_.FormatValor(0));
+    Campo("ROutras", r_.FormatValor(0));
+    // The rate keeps the last group's.
+    Imprimir(kSecaoDocumento);
+  }
+}
+
+}  // namespace nfis

@@ -1,0 +1,51 @@
+// Runs the report as the host does (Imprimir on a live engine) on the hand-built books, with the
+// report's sections and fields, and renders what was printed as a readable trace.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/report.hpp"
+#include "host/sql.hpp"
+#include "tests/runtime/backends.hpp"
+
+namespace nfis::testing {
+
+// Sections 1 and 9 to 19 with the fields the module fills (without the ones listed in `without`).
+TReportLayout ReportLayout(const std::vector<int32_t>& without = {});
+
+// One line per printed section: "p<page> <section> Field=Value ..." (empty values left out).
+std::string Trace(const TRecordingSink& sink);
+// Only the lines of the given section.
+std::vector<std::string> TraceOf(const TRecordingSink& sink, int32_t section);
+
+class ReportRun {
+ public:
+  // Opens a database of `backend` holding the hand-built books; null when it is not available.
+  static std::unique_ptr<ReportRun> Open(nrw::testing::Backend backend);
+  ~ReportRun();
+
+  TnrwReport& Engine() { return *engine_; }
+  TRecordingSink& Sink() { return sink_; }
+  TRecordingProgressView& Progress() { return progress_; }
+  TSQLConnection& Connection() { return db_->Connection(); }
+
+  // January 2026, entries and exits, every tax, company 1 establishment 1.
+  void SetDefaults();
+  void Set(const std::string& name, const std::string& value) { engine_->RepParam(name, value); }
+  void AddEstab(int company, int estab);
+  // Runs Imprimir; "" on success, else the message that reached the host.
+  std::string Print(bool sqlite_storage = false);
+
+ private:
+  ReportRun() = default;
+  nrw::testing::ScratchDir scratch_;
+  std::unique_ptr<nrw::testing::TestDatabase> db_;
+  std::unique_ptr<TnrwReport> engine_;
+  TRecordingSink sink_;
+  TRecordingProgressView progress_;
+};
+
+}  // namespace nfis::testing
