@@ -20,6 +20,8 @@ TReportLayout ReportLayout(const std::vector<int32_t>& without = {});
 std::string Trace(const TRecordingSink& sink);
 // Only the lines of the given section.
 std::vector<std::string> TraceOf(const TRecordingSink& sink, int32_t section);
+// Compares a trace with tests/golden/<name>.trace; NRW_UPDATE_GOLDEN=1 rewrites the file.
+void ExpectGolden(const std::string& name, const std::string& trace);
 
 class ReportRun {
  public:
@@ -34,6 +36,8 @@ class ReportRun {
 
   // January 2026, entries and exits, every tax, company 1 establishment 1.
   void SetDefaults();
+  // Documents for the listing's edge cases (keys 11, 13, 15 and an operation line on key 1).
+  void AddListingCases();
   void Set(const std::string& name, const std::string& value) { engine_->RepParam(name, value); }
   void AddEstab(int company, int estab);
   // Runs Imprimir; "" on success, else the message that reached the host.
