@@ -17,7 +17,9 @@
 #include "host/exception.hpp"
 #include "host/fiscal_provider.hpp"
 #include "host/library.hpp"
+#include "host/output_file.hpp"
 #include "host/report.hpp"
+#include "host/report_layout.hpp"
 #include "host/sql.hpp"
 #include "host/sysutils.hpp"
 
@@ -75,8 +77,18 @@ std::pair<int32_t, int32_t> ParseEstab(const std::string& text) {
   return {*company, *estab};
 }
 
+// The shipped layout, installed beside the program (share/nrw-report/layouts).
+std::string DefaultLayoutPath() {
+  const std::string module = DefaultModulePath();
+  const std::string root = module.substr(0, module.rfind("/lib/"));
+  return root + "/share/nrw-report/layouts/ResumoConfLctoFis.json";
+}
+
 struct PrintOptions {
   std::string module_path = DefaultModulePath();
+  std::string layout = DefaultLayoutPath();
+  std::string format = "sections";
+  std::string output;
   std::string database = "out/demo.db";
   std::string storage = "memory";
   bool quiet = false;
@@ -126,12 +138,18 @@ int RunPrint(const PrintOptions& options) {
     estab->SetValue(1, establishment);
     estab->Post();
   }
-  TRecordingSink sink;
+  engine->SetLayout(LoadLayoutFile(options.layout));
+  engine->RepParam("TituloRelatorio", engine->Layout().title);
+  std::unique_ptr<TAtomicOutputFile> file;
+  if (!options.output.empty()) {
+    file = std::make_unique<TAtomicOutputFile>(options.output);
+  }
+  TSectionsTraceSink sink(file ? file->Stream() : std::cout);
   engine->AddSink(&sink);
   imprimir(ReportAddressAsInt32(engine.get()));
   engine->EndReport();
-  if (!options.quiet) {
-    std::cout << "nrw-report: run complete, " << sink.Entries().size() << " sections printed\n";
+  if (file) {
+    file->Commit();
   }
   return 0;
 }
@@ -150,7 +168,14 @@ std::function<int()> AddPrintCommand(CLI::App& app) {
   print->add_option("--storage", options->storage, "where the data provider keeps its results")
       ->check(CLI::IsMember({"memory", "sqlite"}))
       ->capture_default_str();
-  print->add_flag("--quiet", options->quiet, "no progress line and no summary");
+  print->add_flag("--quiet", options->quiet, "no progress line");
+  print->add_option("--layout", options->layout, "layout file")->capture_default_str();
+  print
+      ->add_option("--format", options->format,
+                   "output format (sections: one JSON object per printed section)")
+      ->check(CLI::IsMember({"sections"}))
+      ->capture_default_str();
+  print->add_option("--output", options->output, "output file (default: standard output)");
   return [options] { return RunPrint(*options); };
 }
 

@@ -1,5 +1,6 @@
-// The sections of a report layout as the engine core sees them: each numbered section with the
-// names of the fields it shows. The layout file reader fills it.
+// A report layout: the page, the fonts, and the numbered sections with their static texts, named
+// fields and rules. The engine core needs only the section numbers and field names; renderers
+// use the geometry (millimetres from the section's top left corner).
 #pragma once
 
 #include <cstdint>
@@ -9,9 +10,31 @@
 
 #include "host/export.hpp"
 
+enum class TLayoutAlign { Left, Center, Right };
+
+struct NRW_API TLayoutItem {
+  std::string name;  // field name, or the static text itself
+  double x = 0, y = 0, width = 0;
+  TLayoutAlign align = TLayoutAlign::Left;
+  bool bold = false;
+};
+
+struct NRW_API TLayoutRule {
+  double x1 = 0, x2 = 0, y = 0;
+};
+
 struct NRW_API TLayoutSection {
   int32_t number = 0;
-  std::vector<std::string> fields;
+  std::vector<std::string> fields;  // the names of `field_items`, in order
+  double height = 0;                // millimetres
+  std::vector<TLayoutItem> field_items;
+  std::vector<TLayoutItem> texts;
+  std::vector<TLayoutRule> rules;
+};
+
+struct NRW_API TLayoutPage {
+  double width = 297, height = 210;  // millimetres (A4 landscape)
+  double margin_top = 10, margin_bottom = 10, margin_left = 10, margin_right = 10;
 };
 
 class NRW_API TReportLayout {
@@ -21,7 +44,21 @@ class NRW_API TReportLayout {
   // The section, or null when the layout lacks it.
   const TLayoutSection* Section(int32_t number) const;
   std::vector<int32_t> SectionNumbers() const;
+  void RemoveSection(int32_t number) { sections_.erase(number); }
+
+  std::string title;
+  TLayoutPage page;
+  std::string font_family = "DejaVu Sans";
+  double font_size = 7;  // points
+  std::string accent_color = "#1F4E79";
+  std::string stripe_color = "#EEF3F8";
 
  private:
   std::map<int32_t, TLayoutSection> sections_;
 };
+
+// Reads a layout file (JSON). Raises Exception "layout FILE: PROBLEM" for a file that cannot be
+// read, is not JSON, or does not describe a layout (missing or mistyped members, a section
+// number given twice, a field without a name).
+NRW_API TReportLayout LoadLayoutFile(const std::string& path);
+NRW_API TReportLayout ParseLayout(const std::string& json_text, const std::string& source);

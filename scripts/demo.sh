@@ -8,5 +8,8 @@ mkdir -p out
 "$build_dir/bin/nrw-report" print \
   --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026 \
   --set pTipoMovimento=12 --set pTipoImposto="1;2;10;11;12;13;15" \
-  --estab 1:1 --estab 1:2 --estab 2:1 --estab 2:2
-echo "demo: the company database is out/demo.db (open it with sqlite3)"
+  --set pListarTotalImposto=1 --set pListarOutrasInfo=1 --set pExibirDadosNatureza=1 \
+  --set pExibirDadosPessoa=1 --set pTotalizar=4 \
+  --estab 1:1 --estab 1:2 --estab 2:1 --estab 2:2 \
+  --db out/demo.db --format sections --output out/resumo.sections.jsonl
+echo "demo: the company database is out/demo.db; the report's sections trace is out/resumo.sections.jsonl"

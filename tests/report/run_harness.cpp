@@ -10,37 +10,16 @@
 #include "host/fiscal_provider.hpp"
 #include "module/module_entry.hpp"
 #include "report/resumo_conf_lcto_fis.hpp"
+#include "schema/demo_generator.hpp"
 #include "tests/runtime/fiscal_fixture.hpp"
 
 namespace nfis::testing {
 
 TReportLayout ReportLayout(const std::vector<int32_t>& without) {
-  const std::vector<std::string> kTax = {"RCodigoCFOP",  "RTipo",  "RAliquota", "RValorContabil",
-                                         "RBaseCalculo", "RValor", "RIsentas",  "ROutras"};
-  std::vector<std::string> document = {"RDataLctoFis", "RDataEmissao", "RChaveLctoFis",
-                                       "RNumeroNF",    "RSerieNF",     "REspecieNF",
-                                       "RPessoa",      "RUF",          "RModelo"};
-  document.insert(document.end(), kTax.begin(), kTax.end());
-  const std::map<int32_t, std::vector<std::string>> sections = {
-      {1, {}},
-      {9, {}},
-      {10, {}},
-      {11, {}},
-      {12, {"RTexto"}},
-      {13, document},
-      {14, {"RTexto", "RTipo", "RValorContabil", "RBaseCalculo", "RValor", "RIsentas", "ROutras"}},
-      {15, {}},
-      {16, {"RTexto", "RValor", "RTexto2", "RValor2"}},
-      {17,
-       {"pSeq", "pProduto", "pClassificacao", "pQtde", "pValUnit", "pValTotal", "pVlrPis",
-        "pVlrCofins"}},
-      {18, {"RNatureza"}},
-      {19, {"CTexto"}}};
-  TReportLayout layout;
-  for (const auto& [number, fields] : sections) {
-    if (std::find(without.begin(), without.end(), number) == without.end()) {
-      layout.AddSection({number, fields});
-    }
+  TReportLayout layout =
+      LoadLayoutFile(std::string(NRW_SOURCE_DIR) + "/layouts/ResumoConfLctoFis.json");
+  for (int32_t number : without) {
+    layout.RemoveSection(number);
   }
   return layout;
 }
@@ -78,12 +57,26 @@ std::vector<std::string> TraceOf(const TRecordingSink& sink, int32_t section) {
 }
 
 std::unique_ptr<ReportRun> ReportRun::Open(nrw::testing::Backend backend) {
+  return OpenWith(backend, [](TSQLConnection& c) { nrw::testing::BuildFiscalFixture(c); });
+}
+
+std::unique_ptr<ReportRun> ReportRun::OpenDemo(nrw::testing::Backend backend, int64_t documents) {
+  return OpenWith(backend, [documents](TSQLConnection& c) {
+    nrw::schema::DemoOptions options;
+    options.documents = documents;
+    options.seed = 5;
+    nrw::schema::CreateDemoDatabase(c, options);
+  });
+}
+
+std::unique_ptr<ReportRun> ReportRun::OpenWith(nrw::testing::Backend backend,
+                                               const std::function<void(TSQLConnection&)>& build) {
   std::unique_ptr<ReportRun> run(new ReportRun);
   run->db_ = nrw::testing::TestDatabase::Open(backend, run->scratch_);
   if (run->db_ == nullptr) {
     return nullptr;
   }
-  nrw::testing::BuildFiscalFixture(run->db_->Connection());
+  build(run->db_->Connection());
   Nutildb::SetConexaoPadrao(OpenConnection(run->db_->Target(), false));
   run->engine_ = std::make_unique<TnrwReport>();
   run->engine_->SetLayout(ReportLayout());

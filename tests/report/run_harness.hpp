@@ -2,6 +2,7 @@
 // report's sections and fields, and renders what was printed as a readable trace.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -27,12 +28,15 @@ class ReportRun {
  public:
   // Opens a database of `backend` holding the hand-built books; null when it is not available.
   static std::unique_ptr<ReportRun> Open(nrw::testing::Backend backend);
+  // The same with a generated demo month (2 companies, 2 establishments each) instead.
+  static std::unique_ptr<ReportRun> OpenDemo(nrw::testing::Backend backend, int64_t documents);
   ~ReportRun();
 
   TnrwReport& Engine() { return *engine_; }
   TRecordingSink& Sink() { return sink_; }
   TRecordingProgressView& Progress() { return progress_; }
   TSQLConnection& Connection() { return db_->Connection(); }
+  const std::string& Target() const { return db_->Target(); }
 
   // January 2026, entries and exits, every tax, company 1 establishment 1.
   void SetDefaults();
@@ -45,6 +49,8 @@ class ReportRun {
 
  private:
   ReportRun() = default;
+  static std::unique_ptr<ReportRun> OpenWith(nrw::testing::Backend backend,
+                                             const std::function<void(TSQLConnection&)>& build);
   nrw::testing::ScratchDir scratch_;
   std::unique_ptr<nrw::testing::TestDatabase> db_;
   std::unique_ptr<TnrwReport> engine_;

@@ -270,6 +270,85 @@ TEST_F(Listing, HeadingsAfterEveryPageBand) {
   EXPECT_EQ(openings.back(), "0,10,11") << "the totals' column headings";
 }
 
+// Counts the queries that reach the host's connection.
+class CountingConnection : public TSQLConnection {
+ public:
+  explicit CountingConnection(std::unique_ptr<TSQLConnection> inner) : inner_(std::move(inner)) {}
+  TSQLDialect Dialect() const override { return inner_->Dialect(); }
+  std::string Description() const override { return inner_->Description(); }
+  void Query(const std::string& sql, const TVariantArray& params, TSQLRowSink& sink) override {
+    queries.push_back(sql);
+    inner_->Query(sql, params, sink);
+  }
+  int64_t Execute(const std::string& sql, const TVariantArray& params) override {
+    return inner_->Execute(sql, params);
+  }
+  void ExecuteScript(const std::string& sql) override { inner_->ExecuteScript(sql); }
+  std::unique_ptr<TSQLBulkWriter> BulkInsert(const std::string& table,
+                                             const std::vector<std::string>& columns) override {
+    return inner_->BulkInsert(table, columns);
+  }
+  void BeginTransaction() override { inner_->BeginTransaction(); }
+  void Commit() override { inner_->Commit(); }
+  void Rollback() override { inner_->Rollback(); }
+  std::vector<std::string> queries;
+
+ private:
+  std::unique_ptr<TSQLConnection> inner_;
+};
+
+TEST_F(Listing, MunicipalityQueryRunsOnlyWhenTheMunicipalityChanges) {
+  auto counting = std::make_unique<CountingConnection>(OpenConnection(run->Target(), false));
+  CountingConnection* connection = counting.get();
+  Nutildb::SetConexaoPadrao(std::move(counting));
+  run->Set("pTipoMovimento", "1");  // documents 1 (SP), 3 (MG), 11 (unknown), 15 (MG)
+  ASSERT_EQ(run->Print(), "");
+  const auto lookups =
+      std::count_if(connection->queries.begin(), connection->queries.end(),
+                    [](const std::string& q) { return q.rfind("select nomemunic", 0) == 0; });
+  EXPECT_EQ(lookups, 2)
+      << "documents 3 and 15 share Belo Horizonte; document 11 has no counterparty";
+}
+
+TEST(DemoMonth, SameReportInBothStorageModesAndOnBothDatabases) {
+  std::string first;
+  for (Backend backend : {Backend::SQLite, Backend::PostgreSQL}) {
+    for (bool sqlite_storage : {false, true}) {
+      auto run = ReportRun::OpenDemo(backend, 600);
+      if (run == nullptr) {
+        continue;
+      }
+      for (const auto& [name, value] :
+           std::vector<std::pair<std::string, std::string>>{{"pDataInicial", "01/01/2026"},
+                                                            {"pDataFinal", "31/01/2026"},
+                                                            {"pTipoMovimento", "12"},
+                                                            {"pTipoImposto", "1;2;10;11;12;13;15"},
+                                                            {"pListarTotalImposto", "1"},
+                                                            {"pListarOutrasInfo", "1"},
+                                                            {"pExibirDadosPessoa", "1"},
+                                                            {"pExibirDadosNatureza", "1"},
+                                                            {"pTotalizar", "4"}}) {
+        run->Set(name, value);
+      }
+      for (int company = 1; company <= 2; ++company) {
+        for (int estab = 1; estab <= 2; ++estab) {
+          run->AddEstab(company, estab);
+        }
+      }
+      ASSERT_EQ(run->Print(sqlite_storage), "");
+      const std::string trace = Trace(run->Sink());
+      if (first.empty()) {
+        first = trace;
+        EXPECT_GT(TraceOf(run->Sink(), 13).size(), 600u);
+        EXPECT_EQ(TraceOf(run->Sink(), kHeaderSection).size(), 4u) << "one page per establishment";
+      } else {
+        EXPECT_TRUE(trace == first)
+            << nrw::testing::BackendName(backend) << (sqlite_storage ? " sqlite" : " memory");
+      }
+    }
+  }
+}
+
 // Golden traces of whole reports, the same in both storage modes and on both databases.
 struct GoldenCase {
   const char* name;

@@ -1,0 +1,44 @@
+// Report outputs: the sections trace, and the file an output is written to. The file is written
+// under a temporary name beside the target and renamed into place by Commit, so a failed run
+// leaves no partial output file.
+#pragma once
+
+#include <fstream>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "host/export.hpp"
+#include "host/section_sink.hpp"
+
+class NRW_API TAtomicOutputFile {
+ public:
+  // Raises Exception when the folder cannot be written.
+  explicit TAtomicOutputFile(std::string path);
+  ~TAtomicOutputFile();  // removes the temporary file unless committed
+  std::ostream& Stream() { return stream_; }
+  // Flushes, checks the writes and renames into place; raises Exception on failure.
+  void Commit();
+
+ private:
+  std::string path_, temporary_;
+  std::ofstream stream_;
+  bool committed_ = false;
+};
+
+// One JSON object per line for every printed section, in print order, with every field the
+// layout shows in it and its value at print time:
+//   {"page": 1, "section": 13, "fields": {"RDataLctoFis": "02/01", ...}}
+// and the standard header as {"page": n, "section": "header", "fields": {...}}.
+class NRW_API TSectionsTraceSink : public TSectionSink {
+ public:
+  explicit TSectionsTraceSink(std::ostream& out) : out_(out) {}
+  void PrintSection(int32_t page, int32_t section,
+                    const std::vector<TPrintedField>& fields) override;
+  void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t title_size,
+                   int32_t text_size) override;
+  void Finish() override { out_.flush(); }
+
+ private:
+  std::ostream& out_;
+};
