@@ -24,6 +24,14 @@ struct NRW_API TLayoutRule {
 };
 
 struct NRW_API TLayoutSection {
+  // A section with named fields and no geometry (for engines built in code).
+  static TLayoutSection Of(int32_t number, std::vector<std::string> fields) {
+    TLayoutSection section;
+    section.number = number;
+    section.fields = std::move(fields);
+    return section;
+  }
+
   int32_t number = 0;
   std::vector<std::string> fields;  // the names of `field_items`, in order
   double height = 0;                // millimetres

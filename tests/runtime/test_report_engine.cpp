@@ -6,10 +6,11 @@
 
 namespace {
 
-TReportLayout LayoutWith(std::initializer_list<TLayoutSection> sections) {
+TReportLayout LayoutWith(
+    const std::vector<std::pair<int32_t, std::vector<std::string>>>& sections) {
   TReportLayout layout;
-  for (const TLayoutSection& s : sections) {
-    layout.AddSection(s);
+  for (const auto& [number, fields] : sections) {
+    layout.AddSection(TLayoutSection::Of(number, fields));
   }
   return layout;
 }

@@ -22,8 +22,8 @@ class ReportHeader : public ::testing::TestWithParam<Backend> {
     BuildFiscalFixture(db->Connection());
     engine = std::make_unique<TnrwReport>();
     TReportLayout layout;
-    layout.AddSection({1, {}});
-    layout.AddSection({13, {"RValor"}});
+    layout.AddSection(TLayoutSection::Of(1, {}));
+    layout.AddSection(TLayoutSection::Of(13, {"RValor"}));
     engine->SetLayout(layout);
     engine->AddSink(&sink);
     engine->RepParam("pDataInicial", "1/1/2026");
