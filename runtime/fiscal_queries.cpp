@@ -74,9 +74,11 @@ std::vector<Direction> Directions(const FiscalFilter& f) {
   return directions;
 }
 
-// Joins the branches of the selected directions; with none, one branch that selects nothing.
+// Joins the branches of the selected directions with `joiner` ("union all", or "union" to drop
+// repeated rows); with no direction, one branch that selects nothing.
 template <class Branch>
-SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by) {
+SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by,
+              const char* joiner = " union all ") {
   SqlText text;
   std::vector<Direction> directions = Directions(f);
   const bool none = directions.empty();
@@ -84,7 +86,7 @@ SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by)
     directions.push_back(kEntries);
   }
   for (const Direction& d : directions) {
-    text.sql += (text.sql.empty() ? "" : " union all ") + branch(d, text.params);
+    text.sql += (text.sql.empty() ? "" : joiner) + branch(d, text.params);
     if (none) {
       text.sql += " and 1 = 0";
     }
@@ -148,24 +150,13 @@ SqlText PisCofinsQuery(const FiscalFilter& f) {
 }
 
 SqlText PeopleQuery(const FiscalFilter& f) {
-  SqlText text;
-  std::vector<Direction> directions = Directions(f);
-  const bool none = directions.empty();
-  if (none) {
-    directions.push_back(kEntries);
-  }
-  for (const Direction& d : directions) {
-    text.sql += text.sql.empty() ? "" : " union ";
-    text.sql += std::string(
-                    "select P.CODIGOPESSOA, P.NOMEPESSOA, P.INSCRFEDERAL, P.SIGLAESTADO, "
-                    "P.CODIGOMUNIC, P.INSCRESTAD, P.PRODUTRURAL, P.INSCRPROD from PESSOA P "
-                    "join LCTOFIS") +
-                d.suffix + " L on L.CODIGOPESSOA = P.CODIGOPESSOA" +
-                DocumentConditions(f, text.params);
-    text.sql += none ? " and 1 = 0" : "";
-  }
-  text.sql += " order by 1";
-  return text;
+  auto branch = [&f](const Direction& d, TVariantArray& params) {
+    return std::string(
+               "select P.CODIGOPESSOA, P.NOMEPESSOA, P.INSCRFEDERAL, P.SIGLAESTADO, P.CODIGOMUNIC, "
+               "P.INSCRESTAD, P.PRODUTRURAL, P.INSCRPROD from PESSOA P join LCTOFIS") +
+           d.suffix + " L on L.CODIGOPESSOA = P.CODIGOPESSOA" + DocumentConditions(f, params);
+  };
+  return Union(f, branch, "1", " union ");
 }
 
 SqlText CfopQuery() {

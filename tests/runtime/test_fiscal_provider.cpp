@@ -362,6 +362,14 @@ TEST(FiscalProviderStorage, BothModesGiveTheSameTables) {
   EXPECT_EQ(memory, dump(true));
 }
 
+// A provider in SQLite storage listing the ICMS lines of entries.
+void EntriesIcmsInSqlite(TnFisDPListarLctoFisTotal& p, TSQLConnection& connection) {
+  p.SetUsarSQLite(true);
+  p.SetConexao(&connection);
+  p.Params()->Param("pEntrada")->SetAsInteger(1);
+  p.Params()->Param("pListarICMS")->SetAsString("1");
+}
+
 TEST(FiscalProviderStorage, TemporaryFilesAreRemovedOnRelease) {
   ScratchDir scratch;
   auto db = TestDatabase::Open(Backend::SQLite, scratch);
@@ -369,10 +377,7 @@ TEST(FiscalProviderStorage, TemporaryFilesAreRemovedOnRelease) {
   std::string file, copy;
   {
     TnFisDPListarLctoFisTotal p;
-    p.SetUsarSQLite(true);
-    p.SetConexao(&db->Connection());
-    p.Params()->Param("pEntrada")->SetAsInteger(1);
-    p.Params()->Param("pListarICMS")->SetAsString("1");
+    EntriesIcmsInSqlite(p, db->Connection());
     p.Executar();
     file = p.ArquivoTemporario();
     EXPECT_NE(std::filesystem::path(file).filename().string().find("temp"), std::string::npos);
@@ -394,10 +399,7 @@ TEST(FiscalProviderStorage, TemporaryFilesAreRemovedAfterAFailedExecution) {
   std::string file;
   try {
     TnFisDPListarLctoFisTotal p;
-    p.SetUsarSQLite(true);
-    p.SetConexao(&db->Connection());
-    p.Params()->Param("pEntrada")->SetAsInteger(1);
-    p.Params()->Param("pListarICMS")->SetAsString("1");
+    EntriesIcmsInSqlite(p, db->Connection());
     p.Executar();
     file = p.ArquivoTemporario();
     db->Connection().ExecuteScript("drop table LCTOFISENTPRODUTO");
