@@ -10,6 +10,43 @@ std::unique_ptr<FilterProgram> FilterProgram::Compile(const std::string& text,
   return std::unique_ptr<FilterProgram>(new FilterProgram(ParseFilter(text, fields), store));
 }
 
+namespace {
+
+std::optional<FilterProgram::Equality> FindEquality(const FilterNode& node,
+                                                    const ColumnStore& store) {
+  if (node.kind == FilterNode::Kind::And) {
+    if (auto left = FindEquality(*node.left, store)) {
+      return left;
+    }
+    return FindEquality(*node.right, store);
+  }
+  if (node.kind != FilterNode::Kind::Compare || node.op != FilterNode::Op::Eq) {
+    return std::nullopt;
+  }
+  const FilterNode* field = node.left.get();
+  const FilterNode* literal = node.right.get();
+  if (field->kind != FilterNode::Kind::Field) {
+    std::swap(field, literal);
+  }
+  if (field->kind != FilterNode::Kind::Field || literal->kind != FilterNode::Kind::Literal ||
+      literal->literal.IsNull()) {
+    return std::nullopt;
+  }
+  // Only where the filter's comparison and the store's ordering agree.
+  const bool text_field = store.Defs()[field->field].type == TFieldType::String;
+  const bool text_literal = literal->literal.GetKind() == Variant::Kind::String;
+  if (text_field != text_literal) {
+    return std::nullopt;
+  }
+  return FilterProgram::Equality{field->field, literal->literal};
+}
+
+}  // namespace
+
+std::optional<FilterProgram::Equality> FilterProgram::RequiredEquality() const {
+  return FindEquality(*root_, store_);
+}
+
 bool FilterProgram::Matches(RowId row) const {
   return Evaluate3(*root_, row) == Truth::True;
 }

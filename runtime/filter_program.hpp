@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,14 @@ class FilterProgram {
                                                 const std::vector<TFieldDef>& fields,
                                                 const ColumnStore& store);
   bool Matches(RowId row) const;
+  // An equality term "field = literal" that every visible row must satisfy (the whole filter,
+  // or a term of its top-level "and" chain), with a literal of the field's kind; so the visible
+  // rows can be looked up by value instead of scanned.
+  struct Equality {
+    int field = -1;
+    Variant value;
+  };
+  std::optional<Equality> RequiredEquality() const;
 
  private:
   FilterProgram(std::unique_ptr<FilterNode> root, const ColumnStore& store)

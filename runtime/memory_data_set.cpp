@@ -41,6 +41,66 @@ struct TMemoryDataSet::Impl {
   RowId edit_row = 0;
   std::vector<Variant> saved;  // values of the row before Edit, for Cancel
 
+  // A filter with a required "field = value" is served from `by_value` (row ids sorted by that
+  // field, built once per field until the rows change): the visible candidates are the rows of
+  // that value, as positions in `order` (kept sorted, rebuilt when the order changes).
+  std::optional<nrw::FilterProgram::Equality> equality;
+  int by_value_field = -1;
+  std::vector<RowId> by_value;
+  std::vector<size_t> candidates;
+  bool candidates_valid = false;
+
+  std::vector<size_t> position_of_row;  // row id -> position in `order`
+  bool positions_valid = false;
+
+  void RowsChanged() {
+    by_value_field = -1;
+    positions_valid = false;
+    candidates_valid = false;
+  }
+  void OrderChanged() {
+    positions_valid = false;
+    candidates_valid = false;
+  }
+  // The positions in `order` of the rows whose equality field holds the filter's value, sorted.
+  const std::vector<size_t>& Candidates() {
+    if (candidates_valid) {
+      return candidates;
+    }
+    const int field = equality->field;
+    if (by_value_field != field) {
+      by_value.resize(deleted.size());
+      for (RowId r = 0; r < deleted.size(); ++r) {
+        by_value[r] = r;
+      }
+      std::stable_sort(by_value.begin(), by_value.end(),
+                       [&](RowId x, RowId y) { return store->Compare(x, y, field) < 0; });
+      by_value_field = field;
+    }
+    if (!positions_valid) {
+      position_of_row.assign(deleted.size(), SIZE_MAX);
+      for (size_t p = 0; p < order.size(); ++p) {
+        position_of_row[order[p]] = p;
+      }
+      positions_valid = true;
+    }
+    const auto first = std::partition_point(by_value.begin(), by_value.end(), [&](RowId r) {
+      return store->CompareToValue(r, field, equality->value) < 0;
+    });
+    const auto last = std::partition_point(first, by_value.end(), [&](RowId r) {
+      return store->CompareToValue(r, field, equality->value) == 0;
+    });
+    candidates.clear();
+    for (auto it = first; it != last; ++it) {
+      if (position_of_row[*it] != SIZE_MAX) {
+        candidates.push_back(position_of_row[*it]);
+      }
+    }
+    std::sort(candidates.begin(), candidates.end());
+    candidates_valid = true;
+    return candidates;
+  }
+
   bool Less(RowId a, RowId b) const {
     for (int field : index_fields) {
       const int c = store->Compare(a, b, field);
@@ -75,7 +135,17 @@ struct TMemoryDataSet::Impl {
     const RowId row = order[p];
     return deleted[row] == 0 && (filter == nullptr || filter->Matches(row));
   }
-  std::optional<size_t> NextVisible(size_t from) const {
+  std::optional<size_t> NextVisible(size_t from) {
+    if (equality) {
+      const auto& c = Candidates();
+      for (auto it = std::lower_bound(c.begin(), c.end(), std::max(from, lo));
+           it != c.end() && *it < hi; ++it) {
+        if (Visible(*it)) {
+          return *it;
+        }
+      }
+      return std::nullopt;
+    }
     for (size_t p = from; p < hi; ++p) {
       if (Visible(p)) {
         return p;
@@ -83,7 +153,20 @@ struct TMemoryDataSet::Impl {
     }
     return std::nullopt;
   }
-  std::optional<size_t> PriorVisible(size_t before) const {
+  std::optional<size_t> PriorVisible(size_t before) {
+    if (equality) {
+      const auto& c = Candidates();
+      for (auto it = std::lower_bound(c.begin(), c.end(), before); it != c.begin();) {
+        --it;
+        if (*it < lo) {
+          break;
+        }
+        if (Visible(*it)) {
+          return *it;
+        }
+      }
+      return std::nullopt;
+    }
     for (size_t p = before; p > lo; --p) {
       if (Visible(p - 1)) {
         return p - 1;
@@ -112,6 +195,7 @@ struct TMemoryDataSet::Impl {
     tombstones = 0;
     pending.clear();
     order_dirty = false;
+    OrderChanged();
   }
   void MergePending() {
     auto less = [this](RowId a, RowId b) { return Less(a, b); };
@@ -121,6 +205,7 @@ struct TMemoryDataSet::Impl {
     std::inplace_merge(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(middle),
                        order.end(), less);
     pending.clear();
+    OrderChanged();
   }
   // Brings `order` up to date before a read; keeps the cursor on its row.
   void Sync() {
@@ -165,6 +250,7 @@ struct TMemoryDataSet::Impl {
     order.resize(kept);
     pos = new_pos;
     tombstones = 0;
+    OrderChanged();
     ApplyRange();
   }
   void GoFirst() {
@@ -209,6 +295,7 @@ void TMemoryDataSet::EmptyDataSet() {
   d.order_dirty = false;
   d.land_on.reset();
   d.count_cache.reset();
+  d.RowsChanged();
   SetState(TDataSetState::Browse);
   d.ApplyRange();
   d.GoFirst();
@@ -286,6 +373,10 @@ int TMemoryDataSet::RecordCount() {
     int count = 0;
     if (d.filter == nullptr && d.tombstones == 0) {
       count = static_cast<int>(d.hi - d.lo);
+    } else if (d.equality) {
+      for (size_t p : d.Candidates()) {
+        count += p >= d.lo && p < d.hi && d.Visible(p) ? 1 : 0;
+      }
     } else {
       for (size_t p = d.lo; p < d.hi; ++p) {
         count += d.Visible(p) ? 1 : 0;
@@ -365,11 +456,15 @@ void TMemoryDataSet::Edit() {
 
 void TMemoryDataSet::Post() {
   Impl& d = *impl_;
+  if (State() == TDataSetState::Insert || State() == TDataSetState::Edit) {
+    d.RowsChanged();
+  }
   if (State() == TDataSetState::Insert) {
     d.deleted[d.edit_row] = 0;
     d.count_cache.reset();
     if (d.index_fields.empty()) {
       d.order.push_back(d.edit_row);
+      d.OrderChanged();
       d.pos = d.order.size() - 1;
       d.has_row = true;
       d.eof = false;
@@ -498,9 +593,12 @@ void TMemoryDataSet::CancelRange() {
 void TMemoryDataSet::FilterChanged() {
   Impl& d = *impl_;
   d.filter.reset();
+  d.equality.reset();
   if (Filtered() && !Filter().empty()) {
     d.filter = nrw::FilterProgram::Compile(Filter(), FieldDefs(), *d.store);
+    d.equality = d.filter->RequiredEquality();
   }
+  d.candidates_valid = false;
   d.count_cache.reset();
   if (Active()) {
     d.GoFirst();

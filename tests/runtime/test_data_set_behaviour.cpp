@@ -294,6 +294,30 @@ TEST_P(DataSetBehaviour, NullsInFiltersFollowThreeValuedLogic) {
   EXPECT_EQ(Keys(), (std::vector<double>{10, 10, 99}));
 }
 
+TEST_P(DataSetBehaviour, EqualityFiltersFollowIndexRangeAndChanges) {
+  table->SetIndexFieldNames("VALORIMPOSTO");
+  table->SetFilter("CHAVELCTOFIS = 10 and TIPOIMPOSTO = 13");
+  table->SetFiltered(true);
+  EXPECT_EQ(table->RecordCount(), 2);
+  table->First();
+  EXPECT_EQ(table->GetInteger(2), 11403);
+  table->Next();
+  EXPECT_EQ(table->GetInteger(2), 11407);
+  table->Delete();
+  EXPECT_EQ(table->RecordCount(), 1);
+  Add(10, 13, 12001, 1.0, "NF");
+  EXPECT_EQ(Keys(), (std::vector<double>{10, 10})) << "the row added later is found";
+  table->First();
+  EXPECT_EQ(table->GetInteger(2), 12001) << "ordered by amount: 1.0 before 5.0";
+  table->SetFilter("CHAVELCTOFIS = 20");
+  EXPECT_EQ(Keys(), (std::vector<double>{20}));
+  table->SetFilter("CHAVELCTOFIS = 99");
+  EXPECT_TRUE(table->IsEmpty());
+  table->SetFilter("ESPECIENF = 'NFE'");
+  table->SetRange({7.0}, {7.0});
+  EXPECT_EQ(Keys(), (std::vector<double>{20}));
+}
+
 TEST_P(DataSetBehaviour, MalformedFilterRaises) {
   table->SetFilter("TIPOIMPOSTO = ");
   EXPECT_THROW(table->SetFiltered(true), Exception);
