@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,12 @@ class NRW_API TnrwBaseDll : public TComponent {
   static int64_t LiveInstances();
 
  private:
+  void BeforeSection(TObject* sender, int32_t section) { DoZebradoBeforeSection(sender, section); }
+
   TnrwReport* report_ = nullptr;
+  // The module's striped and recoloured sections, asked once when the object is created.
+  std::vector<int32_t> zebra_, troca_cor_;
+  std::map<int32_t, int64_t> stripe_count_;
 };
 
 class NRW_API TnrwBaseDllClass {

@@ -17,6 +17,7 @@
 #include "host/export.hpp"
 #include "host/memory_data_set.hpp"
 #include "host/object.hpp"
+#include "host/page_flow.hpp"
 #include "host/progress.hpp"
 #include "host/report_layout.hpp"
 #include "host/section_sink.hpp"
@@ -58,8 +59,9 @@ class NRW_API TnrwReport : public TComponent {
   const TReportLayout& Layout() const { return layout_; }
 
   // Prints section n with the current field values. Opens a page first when the page-end state
-  // is set (printing band 1, whose after-section event lets the module print its page header).
-  // A section the layout lacks prints nothing.
+  // is set or the section does not fit in what is left of the page (printing band 1, whose
+  // after-section event lets the module print its page header). A section the layout lacks
+  // prints nothing.
   void RepPrintSection(int32_t section);
   bool DelphiCanPrintSection(int32_t section) const { return layout_.HasSection(section); }
 
@@ -75,6 +77,12 @@ class NRW_API TnrwReport : public TComponent {
   // The emission date and time the header prints: now, unless the host fixed it.
   TDateTime DataHoraEmissao() const;
   void SetDataHoraEmissao(TDateTime value) { emission_ = value; }
+
+  // Called before every section is printed, so that the report object can choose its style
+  // (the base class stripes and recolours the sections its module lists).
+  void SetBeforeSection(TSectionEvent event) { before_section_ = event; }
+  TSectionEvent BeforeSection() const { return before_section_; }
+  void SetSectionStyle(const TSectionStyle& style) { style_ = style; }
 
   void SetAfterSection(TSectionEvent event) { after_section_ = event; }
   TSectionEvent AfterSection() const { return after_section_; }
@@ -99,6 +107,9 @@ class NRW_API TnrwReport : public TComponent {
   bool page_end_ = true;
   int32_t page_number_ = 0;
   TSectionEvent after_section_;
+  TSectionEvent before_section_;
+  TSectionStyle style_;
+  TPageFlow flow_{0};
   TDateTime emission_ = 0;  // 0: now
   std::vector<TSectionSink*> sinks_;
   TnClientDataSetMem* establishments_;  // owned as a component

@@ -43,6 +43,9 @@ struct NRW_API TLayoutSection {
 struct NRW_API TLayoutPage {
   double width = 297, height = 210;  // millimetres (A4 landscape)
   double margin_top = 10, margin_bottom = 10, margin_left = 10, margin_right = 10;
+  double header_height = 16;  // the standard header block under band 1
+  double BodyHeight() const { return height - margin_top - margin_bottom; }
+  double BodyWidth() const { return width - margin_left - margin_right; }
 };
 
 class NRW_API TReportLayout {

@@ -18,9 +18,17 @@ struct NRW_API TPrintedField {
 // The section number under which the standard page header is recorded.
 constexpr int32_t kHeaderSection = 0;
 
+// How the next printed section looks: a striped shade and/or the accent colour.
+struct NRW_API TSectionStyle {
+  bool shaded = false;
+  bool accent = false;
+};
+
 class NRW_API TSectionSink {
  public:
   virtual ~TSectionSink();
+  // The style of the section printed next (called right before PrintSection).
+  virtual void SetStyle(const TSectionStyle& style) { (void)style; }
   virtual void BeginPage(int32_t page) { (void)page; }
   // The standard page header (company, establishment, title, period, emission, page), printed
   // by the header printer at the top of a page. Font sizes are in points.

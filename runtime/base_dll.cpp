@@ -1,5 +1,6 @@
 #include "host/base_dll.hpp"
 
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -34,7 +35,16 @@ void TnrwBaseDll::ImprimirInterno() {}
 void TnrwBaseDll::DoParamChange(TObject*, TnpqParamItem*) {}
 void TnrwBaseDll::DoParamEnter(TObject*, TnpqParamItem*) {}
 void TnrwBaseDll::DoParamExit(TObject*, TnpqParamItem*) {}
-void TnrwBaseDll::DoZebradoBeforeSection(TObject*, int32_t) {}
+// Consecutive prints of a striped section alternate between the plain and the shaded
+// background; recoloured sections print in the layout's accent colour.
+void TnrwBaseDll::DoZebradoBeforeSection(TObject*, int32_t section) {
+  TSectionStyle style;
+  if (std::find(zebra_.begin(), zebra_.end(), section) != zebra_.end()) {
+    style.shaded = stripe_count_[section]++ % 2 == 1;
+  }
+  style.accent = std::find(troca_cor_.begin(), troca_cor_.end(), section) != troca_cor_.end();
+  report_->SetSectionStyle(style);
+}
 void TnrwBaseDll::DepoisConfigurar(TObject*) {}
 void TnrwBaseDll::AntesConfigurar(TObject*) {}
 

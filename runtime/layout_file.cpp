@@ -96,6 +96,7 @@ class LayoutReader {
     }
     layout.page.width = orientation == "landscape" ? 297 : 210;
     layout.page.height = orientation == "landscape" ? 210 : 297;
+    layout.page.header_height = Number(page, "header_height_mm", layout.page.header_height, "page");
     if (page.contains("margins_mm")) {
       const json& m = Object(page, "margins_mm", "page");
       layout.page.margin_top = Number(m, "top", layout.page.margin_top, "margins_mm");

@@ -66,11 +66,16 @@ bool TnrwReport::HasRepParam(const std::string& name) const {
 
 void TnrwReport::SetLayout(TReportLayout layout) {
   layout_ = std::move(layout);
+  flow_ = TPageFlow(layout_.page.BodyHeight());
 }
 
 void TnrwReport::RepPrintSection(int32_t section) {
-  if (!layout_.HasSection(section)) {
+  const TLayoutSection* layout_section = layout_.Section(section);
+  if (layout_section == nullptr) {
     return;
+  }
+  if (!page_end_ && !flow_.Fits(layout_section->height)) {
+    page_end_ = true;
   }
   if (page_end_) {
     OpenPage();
@@ -86,6 +91,7 @@ void TnrwReport::OpenPage() {
   }
   ++page_number_;
   page_end_ = false;
+  flow_.NewPage();
   for (TSectionSink* sink : sinks_) {
     sink->BeginPage(page_number_);
   }
@@ -99,8 +105,14 @@ void TnrwReport::Emit(int32_t section) {
     for (const std::string& name : layout_section->fields) {
       fields.push_back({name, RepParam(name)});
     }
+    flow_.Place(layout_section->height);
+  }
+  style_ = TSectionStyle{};
+  if (before_section_.Assigned()) {
+    before_section_.Code(before_section_.Data, this, section);
   }
   for (TSectionSink* sink : sinks_) {
+    sink->SetStyle(style_);
     sink->PrintSection(page_number_, section, fields);
   }
   if (after_section_.Assigned()) {
@@ -110,6 +122,7 @@ void TnrwReport::Emit(int32_t section) {
 
 void TnrwReport::RepPrintHeader(const std::vector<TPrintedField>& fields, int32_t title_size,
                                 int32_t text_size) {
+  flow_.Place(layout_.page.header_height);
   for (TSectionSink* sink : sinks_) {
     sink->PrintHeader(page_number_, fields, title_size, text_size);
   }

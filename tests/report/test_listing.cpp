@@ -239,10 +239,10 @@ TEST_F(Listing, SummaryByCfop) {
   ASSERT_EQ(run->Print(), "");
   const auto totals = Lines(14);
   EXPECT_TRUE(Has(
-      totals, "p1 14 RTexto=1.102  Compra para comercialização RTipo=ICMS RValorContabil=230,00"));
-  EXPECT_TRUE(Has(totals, "p1 14 RTexto=1.102  Compra para comercialização RTipo=IPI"))
+      totals, " 14 RTexto=1.102  Compra para comercialização RTipo=ICMS RValorContabil=230,00"));
+  EXPECT_TRUE(Has(totals, " 14 RTexto=1.102  Compra para comercialização RTipo=IPI"))
       << "same CFOP, other tax type: another line";
-  EXPECT_EQ(Lines(19).back(), "p1 19 CTexto=Total Natureza");
+  EXPECT_NE(Lines(19).back().find(" 19 CTexto=Total Natureza"), std::string::npos);
 }
 
 TEST_F(Listing, SummaryByDay) {
@@ -340,7 +340,12 @@ TEST(DemoMonth, SameReportInBothStorageModesAndOnBothDatabases) {
       if (first.empty()) {
         first = trace;
         EXPECT_GT(TraceOf(run->Sink(), 13).size(), 600u);
-        EXPECT_EQ(TraceOf(run->Sink(), kHeaderSection).size(), 4u) << "one page per establishment";
+        int first_pages = 0;
+        for (const auto& e : run->Sink().Entries()) {
+          first_pages += e.section == kHeaderSection && e.Field("Pagina") == "1" ? 1 : 0;
+        }
+        EXPECT_EQ(first_pages, 4) << "each establishment starts on its own page 1";
+        EXPECT_GT(TraceOf(run->Sink(), kHeaderSection).size(), 8u) << "pages break by height";
       } else {
         EXPECT_TRUE(trace == first)
             << nrw::testing::BackendName(backend) << (sqlite_storage ? " sqlite" : " memory");
