@@ -11,6 +11,10 @@ TnrwBaseDll::TnrwBaseDll() {
   ++live_instances;
 }
 TnrwBaseDll::~TnrwBaseDll() {
+  // The engine outlives the report object: it must not call back into a freed object.
+  if (report_ != nullptr && report_->BeforeSection().Data == this) {
+    report_->SetBeforeSection({});
+  }
   --live_instances;
 }
 
@@ -30,6 +34,9 @@ std::vector<int32_t> TnrwBaseDll::CriarListaSectionsTrocaCor() {
 void TnrwBaseDll::RepInterno(TnDMReport*) {}
 void TnrwBaseDll::Create(TnrwReport* report) {
   report_ = report;
+  zebra_ = CriarListaSectionsParaZebrar();
+  troca_cor_ = CriarListaSectionsTrocaCor();
+  report_->SetBeforeSection(MakeSectionEvent<TnrwBaseDll, &TnrwBaseDll::BeforeSection>(this));
 }
 void TnrwBaseDll::ImprimirInterno() {}
 void TnrwBaseDll::DoParamChange(TObject*, TnpqParamItem*) {}
