@@ -18,6 +18,7 @@
 #include "host/fiscal_provider.hpp"
 #include "host/library.hpp"
 #include "host/output_file.hpp"
+#include "host/renderers.hpp"
 #include "host/report.hpp"
 #include "host/report_layout.hpp"
 #include "host/sql.hpp"
@@ -144,8 +145,12 @@ int RunPrint(const PrintOptions& options) {
   if (!options.output.empty()) {
     file = std::make_unique<TAtomicOutputFile>(options.output);
   }
-  TSectionsTraceSink sink(file ? file->Stream() : std::cout);
-  engine->AddSink(&sink);
+  if (options.format == "pdf" && !file) {
+    throw Exception("--format pdf needs --output FILE");
+  }
+  std::unique_ptr<TSectionSink> sink =
+      CreateRenderer(options.format, file ? file->Stream() : std::cout, engine->Layout());
+  engine->AddSink(sink.get());
   imprimir(ReportAddressAsInt32(engine.get()));
   engine->EndReport();
   if (file) {
@@ -172,8 +177,8 @@ std::function<int()> AddPrintCommand(CLI::App& app) {
   print->add_option("--layout", options->layout, "layout file")->capture_default_str();
   print
       ->add_option("--format", options->format,
-                   "output format (sections: one JSON object per printed section)")
-      ->check(CLI::IsMember({"sections"}))
+                   "output format: pdf, text, or sections (one JSON object per printed section)")
+      ->check(CLI::IsMember({"sections", "text", "pdf"}))
       ->capture_default_str();
   print->add_option("--output", options->output, "output file (default: standard output)");
   return [options] { return RunPrint(*options); };

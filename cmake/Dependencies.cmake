@@ -1,6 +1,7 @@
 # System packages (installed by scripts/install-deps.sh); nothing is vendored.
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
+pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo cairo-pdf)
 find_package(SQLite3 REQUIRED)
 find_package(PostgreSQL REQUIRED)
 find_package(nlohmann_json 3 REQUIRED)

@@ -1,0 +1,39 @@
+// The text renderer: each printed section with a height becomes one line of characters.
+#pragma once
+
+#include <ostream>
+
+#include "host/export.hpp"
+#include "host/report_layout.hpp"
+#include "host/section_sink.hpp"
+
+namespace nrw {
+
+// A character is 1.4 mm wide: the A4 landscape body (277 mm) is about 198 columns.
+constexpr double kMillimetresPerColumn = 1.4;
+
+// Writes `text` into `line` at column `column` within `width` columns, aligned; texts longer
+// than the width are cut (counting UTF-8 characters, not bytes).
+NRW_API void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
+                       const std::string& text);
+
+class TextRenderer : public TSectionSink {
+ public:
+  TextRenderer(std::ostream& out, const TReportLayout& layout);
+  void BeginPage(int32_t page) override;
+  void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t,
+                   int32_t) override;
+  void PrintSection(int32_t page, int32_t section,
+                    const std::vector<TPrintedField>& fields) override;
+  void Finish() override { out_.flush(); }
+
+ private:
+  void Write(const std::u32string& line);
+  int Column(double mm) const { return static_cast<int>(mm / kMillimetresPerColumn + 0.5); }
+
+  std::ostream& out_;
+  const TReportLayout& layout_;
+  int width_;
+};
+
+}  // namespace nrw

@@ -1,0 +1,174 @@
+// Renderers: the text placement rules, and whole reports rendered to text, the sections trace and
+// PDF (checked through poppler's pdfinfo and pdftotext).
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "host/exception.hpp"
+#include "host/output_file.hpp"
+#include "host/renderers.hpp"
+#include "runtime/text_renderer.hpp"
+#include "tests/report/run_harness.hpp"
+
+namespace nfis::testing {
+namespace {
+
+std::string Place(int column, int width, TLayoutAlign align, const std::string& text) {
+  std::u32string line;
+  nrw::PlaceText(line, column, width, align, text);
+  std::string out;
+  for (char32_t c : line) {
+    out += c < 0x80 ? static_cast<char>(c) : '*';
+  }
+  return out;
+}
+
+TEST(PlaceText, AlignsAndCutsByCharacters) {
+  EXPECT_EQ(Place(2, 6, TLayoutAlign::Left, "ab"), "  ab");
+  EXPECT_EQ(Place(2, 6, TLayoutAlign::Right, "ab"), "      ab");
+  EXPECT_EQ(Place(0, 6, TLayoutAlign::Center, "ab"), "  ab");
+  EXPECT_EQ(Place(0, 3, TLayoutAlign::Left, "Série"), "S*r") << "three characters, not three bytes";
+  EXPECT_EQ(Place(0, 0, TLayoutAlign::Left, "x"), "");
+}
+
+std::string RunTo(const std::string& format, const std::vector<int32_t>& without = {}) {
+  auto run = ReportRun::Open(nrw::testing::Backend::SQLite);
+  run->SetDefaults();
+  run->AddListingCases();
+  for (const char* option :
+       {"pListarTotalImposto", "pListarOutrasInfo", "pExibirDadosPessoa", "pExibirDadosNatureza"}) {
+    run->Set(option, "1");
+  }
+  run->Set("pTotalizar", "4");
+  run->Set("ReportFor", "1");
+  run->Engine().SetLayout(ReportLayout(without));
+  std::ostringstream out;
+  auto renderer = CreateRenderer(format, out, run->Engine().Layout());
+  run->Engine().AddSink(renderer.get());
+  EXPECT_EQ(run->Print(), "");
+  run->Engine().EndReport();
+  return out.str();
+}
+
+std::string Golden(const std::string& file, const std::string& actual) {
+  const std::string path = std::string(NRW_SOURCE_DIR) + "/tests/golden/" + file;
+  if (const char* update = std::getenv("NRW_UPDATE_GOLDEN");
+      update != nullptr && std::string(update) == "1") {
+    std::ofstream(path, std::ios::binary) << actual;
+  }
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream expected;
+  expected << in.rdbuf();
+  return expected.str();
+}
+
+TEST(Renderers, TextReportMatchesItsGolden) {
+  const std::string text = RunTo("text");
+  EXPECT_EQ(text, Golden("report.txt", text));
+  EXPECT_NE(text.find("Resumo de Conferência de Lançamentos Fiscais"), std::string::npos);
+  EXPECT_NE(text.find("Total Tipo"), std::string::npos);
+}
+
+TEST(Renderers, SectionsTraceMatchesItsGolden) {
+  const std::string trace = RunTo("sections");
+  EXPECT_EQ(trace, Golden("report.sections.jsonl", trace));
+  EXPECT_EQ(trace.substr(0, 44), "{\"page\":1,\"section\":1,\"fields\":{}}\n{\"page\":1");
+  EXPECT_NE(trace.find("{\"page\":1,\"section\":\"header\",\"fields\":{\"Empresa\":\"1 - Comercial "
+                       "Teste Ltda\""),
+            std::string::npos);
+}
+
+TEST(Renderers, TextPagesAreSeparatedByFormFeeds) {
+  const std::string text = RunTo("text", {15});
+  EXPECT_GT(std::count(text.begin(), text.end(), '\f'), 5)
+      << "without the marker every line takes a page";
+}
+
+TEST(Renderers, UnknownFormatIsRefused) {
+  std::ostringstream out;
+  try {
+    CreateRenderer("docx", out, TReportLayout());
+    FAIL();
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "unknown output format 'docx' (pdf, text or sections)");
+  }
+}
+
+std::string Command(const std::string& command) {
+  std::string output;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
+      output.append(buffer, n);
+    }
+    pclose(pipe);
+  }
+  return output;
+}
+
+TEST(Renderers, PdfReadsBackThroughPoppler) {
+  if (std::system("command -v pdftotext >/dev/null 2>&1 && command -v pdfinfo >/dev/null 2>&1") !=
+      0) {
+    GTEST_SKIP() << "poppler-utils (pdftotext, pdfinfo) not installed";
+  }
+  nrw::testing::ScratchDir dir;
+  const std::string file = dir.File("report.pdf");
+  {
+    TAtomicOutputFile out(file);
+    out.Stream() << RunTo("pdf");
+    out.Commit();
+  }
+  const std::string info = Command("pdfinfo '" + file + "'");
+  EXPECT_NE(info.find("Title:           Resumo de Conferência de Lançamentos Fiscais"),
+            std::string::npos)
+      << info;
+  EXPECT_NE(info.find("Pages:           2"), std::string::npos) << info;
+  EXPECT_NE(info.find("841.89 x 595.276 pts (A4)"), std::string::npos) << "A4 landscape: " << info;
+  const std::string text = Command("pdftotext -layout '" + file + "' -");
+  for (const char* expected :
+       {"Resumo de Conferência de Lançamentos Fiscais", "Total Tipo", "Total Natureza",
+        "Observação: obs 1", "Vr. Contábil", "Página: 2", "Fornecedor A"}) {
+    EXPECT_NE(text.find(expected), std::string::npos) << expected;
+  }
+}
+
+TEST(OutputFile, NothingIsLeftWhenNotCommitted) {
+  nrw::testing::ScratchDir dir;
+  const std::string file = dir.File("out.txt");
+  {
+    TAtomicOutputFile out(file);
+    out.Stream() << "partial";
+  }
+  EXPECT_FALSE(std::filesystem::exists(file));
+  EXPECT_TRUE(std::filesystem::is_empty(dir.File("")));
+  EXPECT_THROW(TAtomicOutputFile(dir.File("no/such/folder/x")), Exception);
+}
+
+TEST(NrwReport, AFailedRunLeavesNoOutputFile) {
+  nrw::testing::ScratchDir dir;
+  const std::string db = dir.File("demo.db");
+  ASSERT_EQ(
+      std::system(
+          (std::string(NRW_BIN_DIR) + "/nrw-report demo-db " + db + " --docs 20 --quiet").c_str()),
+      0);
+  const std::string out = dir.File("r.pdf");
+  const std::string base = std::string(NRW_BIN_DIR) + "/nrw-report print --quiet --db " + db +
+                           " --estab 1:1 --format pdf --output " + out;
+  const std::string message =
+      Command(base + " --set pDataInicial=02/01/2026 --set pDataFinal=01/01/2026 2>&1; echo rc=$?");
+  EXPECT_EQ(message, "nrw-report: Data inicial deve ser inferior a data final.\nrc=1\n");
+  EXPECT_FALSE(std::filesystem::exists(out));
+  EXPECT_EQ(
+      Command(base +
+              " --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026 --set pTipoMovimento=1 "
+              "--set pTipoImposto=1 2>&1; echo rc=$?"),
+      "rc=0\n");
+  EXPECT_TRUE(std::filesystem::exists(out));
+}
+
+}  // namespace
+}  // namespace nfis::testing
