@@ -1,15 +1,18 @@
 #!/usr/bin/env bash
 # The demo: writes the demo company database (2 companies, 2 establishments each, 3,000
-# documents in January 2026) and runs the report module on it through the host program.
+# documents in January 2026) and prints the report for every establishment, entries and exits,
+# all taxes, natures, other information and the CFOP summary, as PDF, text and sections trace.
 set -euo pipefail
 build_dir="${1:-build}"
 mkdir -p out
 "$build_dir/bin/nrw-report" demo-db out/demo.db --docs 3000 --seed 1
-"$build_dir/bin/nrw-report" print \
-  --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026 \
-  --set pTipoMovimento=12 --set pTipoImposto="1;2;10;11;12;13;15" \
-  --set pListarTotalImposto=1 --set pListarOutrasInfo=1 --set pExibirDadosNatureza=1 \
-  --set pExibirDadosPessoa=1 --set pTotalizar=4 \
-  --estab 1:1 --estab 1:2 --estab 2:1 --estab 2:2 \
-  --db out/demo.db --format sections --output out/resumo.sections.jsonl
-echo "demo: the company database is out/demo.db; the report's sections trace is out/resumo.sections.jsonl"
+params=(--db out/demo.db --quiet
+  --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026
+  --set pTipoMovimento=12 --set "pTipoImposto=1;2;10;11;12;13;15"
+  --set pListarTotalImposto=1 --set pListarOutrasInfo=1 --set pExibirDadosNatureza=1
+  --set pExibirDadosPessoa=1 --set pTotalizar=4
+  --estab 1:1 --estab 1:2 --estab 2:1 --estab 2:2)
+"$build_dir/bin/nrw-report" print "${params[@]}" --format pdf --output out/resumo.pdf
+"$build_dir/bin/nrw-report" print "${params[@]}" --format text --output out/resumo.txt
+"$build_dir/bin/nrw-report" print "${params[@]}" --format sections --output out/resumo.sections.jsonl
+echo "demo: out/resumo.pdf, out/resumo.txt and out/resumo.sections.jsonl (company database: out/demo.db)"
