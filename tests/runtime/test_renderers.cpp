@@ -2,6 +2,9 @@
 // PDF (checked through poppler's pdfinfo and pdftotext).
 #include <gtest/gtest.h>
 
+#include <cairo.h>
+#include <pango/pangocairo.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -85,6 +88,35 @@ TEST(Renderers, TextPagesAreSeparatedByFormFeeds) {
   const std::string text = RunTo("text", {15});
   EXPECT_GT(std::count(text.begin(), text.end(), '\f'), 5)
       << "without the marker every line takes a page";
+}
+
+// The widest amount a document line may hold, set in the layout's font, fits every amount column.
+TEST(Renderers, AmountColumnsHoldTenDigitAmounts) {
+  const TReportLayout layout =
+      LoadLayoutFile(std::string(NRW_SOURCE_DIR) + "/layouts/ResumoConfLctoFis.json");
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 10, 10);
+  cairo_t* cr = cairo_create(surface);
+  PangoLayout* text = pango_cairo_create_layout(cr);
+  PangoFontDescription* font = pango_font_description_from_string(layout.font_family.c_str());
+  pango_font_description_set_absolute_size(font, layout.font_size * PANGO_SCALE);
+  pango_layout_set_font_description(text, font);
+  pango_layout_set_text(text, "9.999.999.999,99", -1);
+  int width = 0, height = 0;
+  pango_layout_get_size(text, &width, &height);
+  const double needed_mm = width / static_cast<double>(PANGO_SCALE) * 25.4 / 72.0;
+  pango_font_description_free(font);
+  g_object_unref(text);
+  cairo_destroy(cr);
+  cairo_surface_destroy(surface);
+  for (int32_t section : {13, 14}) {
+    for (const TLayoutItem& item : layout.Section(section)->field_items) {
+      if (item.name == "RValorContabil" || item.name == "RBaseCalculo" || item.name == "RValor" ||
+          item.name == "RIsentas" || item.name == "ROutras") {
+        EXPECT_GE(item.width, needed_mm) << section << " " << item.name;
+      }
+    }
+  }
+  EXPECT_GT(needed_mm, 15) << "the font was found";
 }
 
 TEST(Renderers, UnknownFormatIsRefused) {
