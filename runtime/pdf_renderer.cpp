@@ -33,14 +33,6 @@ void SetColor(cairo_t* cr, const std::string& hex) {
                        (value & 0xFF) / 255.0);
 }
 
-std::string Value(const std::vector<TPrintedField>& fields, const std::string& name) {
-  for (const TPrintedField& f : fields) {
-    if (f.name == name) {
-      return f.value;
-    }
-  }
-  return "";
-}
 
 class PdfRenderer : public TSectionSink {
  public:
@@ -74,21 +66,21 @@ class PdfRenderer : public TSectionSink {
                    int32_t text_size) override {
     const double width = layout_.page.BodyWidth();
     const double line = kHeaderLineMm;
-    Text(Value(fields, "Empresa"), 0, 0, width - 40, TLayoutAlign::Left, text_size, true);
-    const std::string page = Value(fields, "Pagina");
+    Text(FieldValue(fields, "Empresa"), 0, 0, width - 40, TLayoutAlign::Left, text_size, true);
+    const std::string page = FieldValue(fields, "Pagina");
     Text(page.empty() ? "" : "Página: " + page, width - 40, 0, 40, TLayoutAlign::Right, text_size,
          false);
-    std::string estab = Value(fields, "Estabelecimento");
-    if (const std::string cnpj = Value(fields, "CNPJ"); !cnpj.empty()) {
-      estab += "    CNPJ: " + cnpj + "    IE: " + Value(fields, "InscricaoEstadual");
+    std::string estab = FieldValue(fields, "Estabelecimento");
+    if (const std::string cnpj = FieldValue(fields, "CNPJ"); !cnpj.empty()) {
+      estab += "    CNPJ: " + cnpj + "    IE: " + FieldValue(fields, "InscricaoEstadual");
     }
     Text(estab, 0, line, width, TLayoutAlign::Left, text_size, false);
-    Text(Value(fields, "Titulo"), 0, 2 * line, width, TLayoutAlign::Center, title_size + 3, true);
+    Text(FieldValue(fields, "Titulo"), 0, 2 * line, width, TLayoutAlign::Center, title_size + 3, true);
     // The title is taller than a text line: the period line goes one and a half lines lower.
-    const std::string periodo = Value(fields, "Periodo");
+    const std::string periodo = FieldValue(fields, "Periodo");
     Text(periodo.empty() ? "" : "Período: " + periodo, 0, 3.5 * line, width / 2, TLayoutAlign::Left,
          text_size, false);
-    const std::string emissao = Value(fields, "Emissao");
+    const std::string emissao = FieldValue(fields, "Emissao");
     Text(emissao.empty() ? "" : "Emissão: " + emissao, width / 2, 3.5 * line, width / 2,
          TLayoutAlign::Right, text_size, false);
     Rule(0, width, layout_.page.header_height - 1);

@@ -43,7 +43,9 @@ std::string Encode(const std::u32string& text) {
   return out;
 }
 
-std::string Value(const std::vector<TPrintedField>& fields, const std::string& name) {
+}  // namespace
+
+std::string FieldValue(const std::vector<TPrintedField>& fields, const std::string& name) {
   for (const TPrintedField& f : fields) {
     if (f.name == name) {
       return f.value;
@@ -51,8 +53,6 @@ std::string Value(const std::vector<TPrintedField>& fields, const std::string& n
   }
   return "";
 }
-
-}  // namespace
 
 void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
                const std::string& text) {
@@ -95,28 +95,28 @@ void TextRenderer::Write(const std::u32string& line) {
 void TextRenderer::PrintHeader(int32_t, const std::vector<TPrintedField>& fields, int32_t,
                                int32_t) {
   std::u32string line;
-  PlaceText(line, 0, width_ - 20, TLayoutAlign::Left, Value(fields, "Empresa"));
-  if (const std::string page = Value(fields, "Pagina"); !page.empty()) {
+  PlaceText(line, 0, width_ - 20, TLayoutAlign::Left, FieldValue(fields, "Empresa"));
+  if (const std::string page = FieldValue(fields, "Pagina"); !page.empty()) {
     PlaceText(line, width_ - 20, 20, TLayoutAlign::Right, "Página: " + page);
   }
   Write(line);
   line.clear();
-  std::string estab = Value(fields, "Estabelecimento");
+  std::string estab = FieldValue(fields, "Estabelecimento");
   for (const auto& [name, label] : std::vector<std::pair<std::string, std::string>>{
            {"CNPJ", "CNPJ: "}, {"InscricaoEstadual", "IE: "}}) {
-    if (const std::string v = Value(fields, name); !v.empty()) {
+    if (const std::string v = FieldValue(fields, name); !v.empty()) {
       estab += "   " + label + v;
     }
   }
   PlaceText(line, 0, width_, TLayoutAlign::Left, estab);
   Write(line);
   line.clear();
-  PlaceText(line, 0, width_, TLayoutAlign::Center, Value(fields, "Titulo"));
+  PlaceText(line, 0, width_, TLayoutAlign::Center, FieldValue(fields, "Titulo"));
   Write(line);
   line.clear();
-  const std::string periodo = Value(fields, "Periodo");
+  const std::string periodo = FieldValue(fields, "Periodo");
   PlaceText(line, 0, width_ - 30, TLayoutAlign::Left, periodo.empty() ? "" : "Período: " + periodo);
-  if (const std::string emissao = Value(fields, "Emissao"); !emissao.empty()) {
+  if (const std::string emissao = FieldValue(fields, "Emissao"); !emissao.empty()) {
     PlaceText(line, width_ - 30, 30, TLayoutAlign::Right, "Emissão: " + emissao);
   }
   Write(line);

@@ -17,6 +17,9 @@ constexpr double kMillimetresPerColumn = 1.4;
 NRW_API void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
                        const std::string& text);
 
+// The value of a printed field by name ("" when the section has no such field).
+std::string FieldValue(const std::vector<TPrintedField>& fields, const std::string& name);
+
 class TextRenderer : public TSectionSink {
  public:
   TextRenderer(std::ostream& out, const TReportLayout& layout);
