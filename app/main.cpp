@@ -10,7 +10,17 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   const auto print = nrw::app::AddPrintCommand(app);
   const auto demo_db = nrw::app::AddDemoDbCommand(app);
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    // A bad command line is an error like any other: one message, status 1.
+    std::cerr << "nrw-report: " << e.what() << "\n";
+    return 1;
+  }
   try {
     if (app.got_subcommand("print")) {
       return print();

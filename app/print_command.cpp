@@ -1,6 +1,7 @@
-// nrw-report print: loads the report module, prepares a report engine with the parameters and
-// establishments of the command line, and calls the module's Imprimir with the engine's address
-// as a 32-bit integer, exactly as the host application does.
+// nrw-report print: loads the report module, prepares a report engine with the layout, the
+// parameters and establishments of the command line, connects to the company database and calls
+// the module's Imprimir with the engine's address as a 32-bit integer, exactly as the host
+// application does; then writes the output.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "app/commands.hpp"
+#include "app/report_parameters.hpp"
 #include "app/terminal_progress.hpp"
 #include "host/exception.hpp"
 #include "host/fiscal_provider.hpp"
@@ -28,125 +30,151 @@ namespace nrw::app {
 namespace {
 
 const char* const kModuleName = "libnFisORResumoConfLctoFis.so";
+constexpr size_t kProgressWidth = 80;
 
 using ImprimirFn = void (*)(int32_t);
 
-// The library folder beside the program's own bin/ folder.
-std::string DefaultModulePath() {
+// The program's installation folder: the parent of its bin/ folder.
+std::string InstallRoot() {
   char buffer[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
   if (length <= 0) {
-    return kModuleName;
+    return ".";
   }
-  std::string exe(buffer, static_cast<size_t>(length));
+  const std::string exe(buffer, static_cast<size_t>(length));
   const std::string bin_dir = exe.substr(0, exe.find_last_of('/'));
-  return bin_dir.substr(0, bin_dir.find_last_of('/')) + "/lib/" + kModuleName;
+  return bin_dir.substr(0, bin_dir.find_last_of('/'));
 }
 
-std::pair<std::string, std::string> SplitAssignment(const std::string& text) {
+struct PrintOptions {
+  std::string module_path = InstallRoot() + "/lib/" + kModuleName;
+  std::string layout = InstallRoot() + "/share/nrw-report/layouts/ResumoConfLctoFis.json";
+  std::string database = "out/demo.db";
+  std::string storage = "memory";
+  std::string format = "sections";
+  std::string output;
+  std::vector<std::string> sets;
+  std::string params_file;
+  std::vector<std::string> estabs;
+  FriendlyOptions friendly;
+  bool quiet = false;
+};
+
+std::pair<std::string, std::string> Assignment(const std::string& text, const std::string& where) {
   const size_t equals = text.find('=');
   if (equals == std::string::npos || equals == 0) {
-    throw Exception("expected NAME=VALUE, got '" + text + "'");
+    throw Exception(where + ": expected NAME=VALUE, got '" + text + "'");
   }
-  return {Trim(text.substr(0, equals)), text.substr(equals + 1)};
+  const std::string name = Trim(text.substr(0, equals));
+  const auto known = KnownParameter(name);
+  if (!known) {
+    throw Exception(where + ": unknown report parameter '" + name +
+                    "' (nrw-report print --help lists them)");
+  }
+  return {*known, text.substr(equals + 1)};
 }
 
-std::vector<std::pair<std::string, std::string>> ReadParamsFile(const std::string& path) {
-  std::ifstream in(path);
-  if (!in) {
-    throw Exception("cannot read parameter file '" + path + "'");
-  }
-  std::vector<std::pair<std::string, std::string>> params;
-  std::string line;
-  while (std::getline(in, line)) {
-    if (!Trim(line).empty() && Trim(line)[0] != '#') {
-      params.push_back(SplitAssignment(line));
+// Friendly options first, then the parameter file, then --set: the raw texts win.
+std::map<std::string, std::string> CollectParameters(const PrintOptions& options) {
+  std::map<std::string, std::string> params = TranslateFriendly(options.friendly);
+  if (!options.params_file.empty()) {
+    std::ifstream in(options.params_file);
+    if (!in) {
+      throw Exception("cannot read the parameter file '" + options.params_file + "'");
     }
+    std::string line;
+    for (int number = 1; std::getline(in, line); ++number) {
+      if (!Trim(line).empty() && Trim(line)[0] != '#') {
+        const auto [name, value] =
+            Assignment(line, options.params_file + ", line " + std::to_string(number));
+        params[name] = value;
+      }
+    }
+  }
+  for (const std::string& set : options.sets) {
+    const auto [name, value] = Assignment(set, "--set");
+    params[name] = value;
   }
   return params;
 }
 
-std::pair<int32_t, int32_t> ParseEstab(const std::string& text) {
-  const size_t colon = text.find(':');
-  const auto company =
-      colon == std::string::npos ? std::nullopt : TryStrToInt(text.substr(0, colon));
-  const auto estab =
-      colon == std::string::npos ? std::nullopt : TryStrToInt(text.substr(colon + 1));
-  if (!company || !estab) {
-    throw Exception("expected COMPANY:ESTAB, got '" + text + "'");
+std::vector<std::pair<int32_t, int32_t>> Establishments(const PrintOptions& options) {
+  std::vector<std::pair<int32_t, int32_t>> list;
+  for (const std::string& text : options.estabs) {
+    const size_t colon = text.find(':');
+    const auto company =
+        colon == std::string::npos ? std::nullopt : TryStrToInt(text.substr(0, colon));
+    const auto estab =
+        colon == std::string::npos ? std::nullopt : TryStrToInt(text.substr(colon + 1));
+    if (!company || !estab) {
+      throw Exception("--estab: expected COMPANY:ESTAB, got '" + text + "'");
+    }
+    list.emplace_back(*company, *estab);
   }
-  return {*company, *estab};
+  if (list.empty()) {
+    // Every establishment of the company database, in company and establishment order.
+    std::unique_ptr<TnClientDataSet> all(Nutildb::ExecutarSQL(
+        "select CODIGOEMPRESA, CODIGOESTAB from ESTAB order by CODIGOEMPRESA, CODIGOESTAB", {},
+        true, true, -1, "", nullptr, true));
+    for (all->First(); !all->Eof(); all->Next()) {
+      list.emplace_back(static_cast<int32_t>(all->GetInteger(0)),
+                        static_cast<int32_t>(all->GetInteger(1)));
+    }
+  }
+  return list;
 }
 
-// The shipped layout, installed beside the program (share/nrw-report/layouts).
-std::string DefaultLayoutPath() {
-  const std::string module = DefaultModulePath();
-  const std::string root = module.substr(0, module.rfind("/lib/"));
-  return root + "/share/nrw-report/layouts/ResumoConfLctoFis.json";
-}
-
-struct PrintOptions {
-  std::string module_path = DefaultModulePath();
-  std::string layout = DefaultLayoutPath();
-  std::string format = "sections";
-  std::string output;
-  std::string database = "out/demo.db";
-  std::string storage = "memory";
-  bool quiet = false;
-  std::vector<std::string> sets;
-  std::string params_file;
-  std::vector<std::string> estabs;
-};
-
-int RunPrint(const PrintOptions& options) {
-  const HMODULE module = SafeLoadLibrary(options.module_path, SEM_NOOPENFILEERRORBOX);
+ImprimirFn LoadModule(const std::string& path) {
+  const HMODULE module = SafeLoadLibrary(path, SEM_NOOPENFILEERRORBOX);
   if (module == 0) {
-    throw Exception("cannot load the report module '" + options.module_path +
-                    "': " + LastLibraryError());
+    throw Exception("cannot load the report module '" + path + "': " + LastLibraryError());
   }
   auto imprimir = reinterpret_cast<ImprimirFn>(dlsym(reinterpret_cast<void*>(module), "Imprimir"));
   if (imprimir == nullptr) {
-    throw Exception("the module '" + options.module_path + "' has no Imprimir export");
+    throw Exception("the module '" + path + "' has no Imprimir export");
   }
-  Nutildb::SetConexaoPadrao(OpenConnection(options.database, false));
-  SetUsarSQLitePadrao(options.storage == "sqlite");
-  auto engine = std::make_unique<TnrwReport>();
+  return imprimir;
+}
+
+void PrepareEngine(TnrwReport& engine, const PrintOptions& options) {
+  engine.SetLayout(LoadLayoutFile(options.layout));
+  engine.RepParam("TituloRelatorio", engine.Layout().title);
+  for (const auto& [name, value] : CollectParameters(options)) {
+    engine.RepParam(name, value);
+  }
   // A fixed emission time makes two runs of the same report print the same header.
   if (const char* epoch = std::getenv("SOURCE_DATE_EPOCH")) {
     if (const auto seconds = TryStrToInt(epoch)) {
-      engine->SetDataHoraEmissao(UnixToDateTime(*seconds));
+      engine.SetDataHoraEmissao(UnixToDateTime(*seconds));
     }
   }
+  TnClientDataSetMem* table = engine.Estabelecimentos();
+  for (const auto& [company, estab] : Establishments(options)) {
+    table->Append();
+    table->SetValue(0, company);
+    table->SetValue(1, estab);
+    table->Post();
+  }
+}
+
+int RunPrint(const PrintOptions& options) {
+  if (options.format == "pdf" && options.output.empty()) {
+    throw Exception("--format pdf needs --output FILE");
+  }
+  const ImprimirFn imprimir = LoadModule(options.module_path);
+  Nutildb::SetConexaoPadrao(OpenConnection(options.database, false));
+  SetUsarSQLitePadrao(options.storage == "sqlite");
+  auto engine = std::make_unique<TnrwReport>();
+  PrepareEngine(*engine, options);
   std::unique_ptr<TerminalProgress> progress;
   if (!options.quiet && isatty(STDERR_FILENO)) {
-    progress = std::make_unique<TerminalProgress>(std::cerr, TerminalProgress::SteadyClock(), 80);
+    progress = std::make_unique<TerminalProgress>(std::cerr, TerminalProgress::SteadyClock(),
+                                                  kProgressWidth);
     engine->DMPower()->SetView(progress.get());
   }
-  if (!options.params_file.empty()) {
-    for (const auto& [name, value] : ReadParamsFile(options.params_file)) {
-      engine->RepParam(name, value);
-    }
-  }
-  for (const std::string& set : options.sets) {
-    const auto [name, value] = SplitAssignment(set);
-    engine->RepParam(name, value);
-  }
-  TnClientDataSetMem* estab = engine->Estabelecimentos();
-  for (const std::string& text : options.estabs) {
-    const auto [company, establishment] = ParseEstab(text);
-    estab->Append();
-    estab->SetValue(0, company);
-    estab->SetValue(1, establishment);
-    estab->Post();
-  }
-  engine->SetLayout(LoadLayoutFile(options.layout));
-  engine->RepParam("TituloRelatorio", engine->Layout().title);
   std::unique_ptr<TAtomicOutputFile> file;
   if (!options.output.empty()) {
     file = std::make_unique<TAtomicOutputFile>(options.output);
-  }
-  if (options.format == "pdf" && !file) {
-    throw Exception("--format pdf needs --output FILE");
   }
   std::unique_ptr<TSectionSink> sink =
       CreateRenderer(options.format, file ? file->Stream() : std::cout, engine->Layout());
@@ -162,26 +190,46 @@ int RunPrint(const PrintOptions& options) {
 }  // namespace
 
 std::function<int()> AddPrintCommand(CLI::App& app) {
-  auto options = std::make_shared<PrintOptions>();
-  CLI::App* print = app.add_subcommand("print", "run the report module for the given parameters");
-  print->add_option("--module", options->module_path, "report module library (name or path)");
-  print->add_option("--set", options->sets, "report parameter NAME=VALUE (repeatable)");
-  print->add_option("--params", options->params_file, "file of NAME=VALUE lines");
-  print->add_option("--estab", options->estabs, "establishment COMPANY:ESTAB (repeatable)");
-  print->add_option("--db", options->database, "company database: SQLite file or postgresql:// URL")
+  auto o = std::make_shared<PrintOptions>();
+  CLI::App* print = app.add_subcommand("print", "print the report for the given parameters");
+  print->footer(ReportParametersHelp());
+  print->add_option("--db", o->database, "company database: SQLite file or postgresql:// URL")
       ->capture_default_str();
-  print->add_option("--storage", options->storage, "where the data provider keeps its results")
-      ->check(CLI::IsMember({"memory", "sqlite"}))
-      ->capture_default_str();
-  print->add_flag("--quiet", options->quiet, "no progress line");
-  print->add_option("--layout", options->layout, "layout file")->capture_default_str();
+  print->add_option("--set", o->sets,
+                    "report parameter NAME=VALUE (repeatable; wins over the options below)");
+  print->add_option("--params", o->params_file, "file of NAME=VALUE lines");
+  print->add_option("--estab", o->estabs,
+                    "establishment COMPANY:ESTAB (repeatable; default: every one in ESTAB)");
+  print->add_option("--from", o->friendly.from, "first date (dd/mm/yyyy)");
+  print->add_option("--to", o->friendly.to, "last date (dd/mm/yyyy)");
+  print->add_option("--from-time", o->friendly.from_time,
+                    "start time HH:MM (period by date and time)");
+  print->add_option("--to-time", o->friendly.to_time, "end time HH:MM (period by date and time)");
+  print->add_flag("--entries", o->friendly.entries, "list entries");
+  print->add_flag("--exits", o->friendly.exits, "list exits");
+  print->add_option("--taxes", o->friendly.taxes,
+                    "taxes: icms,iss,ipi,funrural,complementar,st,pis");
+  print->add_option("--summary", o->friendly.summary, "summary after the listing: cfop or day");
+  print->add_option("--order", o->friendly.order, "order 1 to 5 (see pOrdenacao)")
+      ->check(CLI::Range(1, 5));
+  print->add_option("--species", o->friendly.species, "document species");
+  print->add_option("--keys", o->friendly.keys, "entry key range FIRST-LAST");
   print
-      ->add_option("--format", options->format,
-                   "output format: pdf, text, or sections (one JSON object per printed section)")
+      ->add_option("--format", o->format,
+                   "output: pdf, text, or sections (one JSON object per printed section)")
       ->check(CLI::IsMember({"sections", "text", "pdf"}))
       ->capture_default_str();
-  print->add_option("--output", options->output, "output file (default: standard output)");
-  return [options] { return RunPrint(*options); };
+  print->add_option("--output", o->output,
+                    "output file (default: standard output for text and sections)");
+  print->add_option("--layout", o->layout, "layout file")->capture_default_str();
+  print
+      ->add_option("--storage", o->storage,
+                   "where the data provider keeps its results: memory or sqlite")
+      ->check(CLI::IsMember({"memory", "sqlite"}))
+      ->capture_default_str();
+  print->add_option("--module", o->module_path, "report module library (name or path)");
+  print->add_flag("--quiet", o->quiet, "no progress line");
+  return [o] { return RunPrint(*o); };
 }
 
 }  // namespace nrw::app

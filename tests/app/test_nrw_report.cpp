@@ -1,0 +1,219 @@
+// nrw-report end to end: whole reports through the program on a fixed demo database, compared
+// with golden files, the same with SQLite storage and on PostgreSQL; and every validation message
+// with its exit status and no output file.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "tests/runtime/backends.hpp"
+
+namespace nrw::testing {
+namespace {
+
+struct Result {
+  std::string output;
+  int status = 0;
+};
+
+Result Program(const std::string& arguments) {
+  // A fixed emission time, and the terminal progress off.
+  const std::string command = "SOURCE_DATE_EPOCH=1769940000 " + std::string(NRW_BIN_DIR) +
+                              "/nrw-report " + arguments + " 2>&1";
+  Result result;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
+      result.output.append(buffer, n);
+    }
+    const int status = pclose(pipe);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  return result;
+}
+
+std::string Read(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void ExpectGoldenFile(const std::string& name, const std::string& actual) {
+  const std::string path = std::string(NRW_SOURCE_DIR) + "/tests/golden/e2e/" + name;
+  if (const char* update = std::getenv("NRW_UPDATE_GOLDEN");
+      update != nullptr && std::string(update) == "1") {
+    std::ofstream(path, std::ios::binary) << actual;
+    return;
+  }
+  ASSERT_TRUE(std::filesystem::exists(path)) << "no golden file " << path;
+  EXPECT_TRUE(Read(path) == actual) << "golden " << name << " differs";
+}
+
+const char* const kBase = "print --quiet --from 01/01/2026 --to 31/01/2026 ";
+
+struct Combination {
+  const char* name;
+  const char* options;
+};
+
+const Combination kCombinations[] = {
+    {"order1_both",
+     "--entries --exits --taxes icms,iss,ipi,funrural,complementar,st,pis --order 1"},
+    {"order2_entries", "--entries --taxes icms,iss,ipi,funrural,complementar,st,pis"},
+    {"order3_exits", "--exits --taxes icms,iss,ipi,funrural,complementar,st,pis --order 3"},
+    {"order4_cfop_summary", "--entries --exits --taxes icms,iss,ipi,pis --order 4 --summary cfop"},
+    {"order5_day_summary", "--entries --exits --taxes icms,iss,ipi,pis --order 5 --summary day"},
+    {"blocks",
+     "--entries --exits --taxes icms,iss,ipi,funrural,complementar,st,pis --set "
+     "pExibirDadosNatureza=1 "
+     "--set pExibirDadosProduto=1 --set pListarOutrasInfo=1 --set pLinhaHorizontal=1 "
+     "--set pListarTotalImposto=1"},
+    {"counterparty_model2",
+     "--exits --taxes icms,pis --set pExibirDadosPessoa=1 --set ReportFor=2"},
+    {"counterparty_model1",
+     "--exits --taxes icms,pis --set pExibirDadosPessoa=1 --set ReportFor=1"},
+    {"model1_codes", "--entries --taxes icms,funrural --set ReportFor=1"},
+    {"keys_and_species", "--entries --exits --taxes icms,iss,ipi --keys 5-60 --species nfe"},
+    {"date_and_time", "--entries --exits --taxes icms,iss --from-time 08:00 --to-time 18:00"},
+    {"without_pis", "--entries --exits --taxes icms,iss,ipi,funrural,complementar,st"}};
+
+class NrwReportEndToEnd : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    scratch = new ScratchDir();
+    database = scratch->File("demo.db");
+    ASSERT_EQ(Program("demo-db " + database + " --docs 120 --seed 3 --ref ''").status, 0);
+    postgres = TestDatabase::Open(Backend::PostgreSQL, *scratch).release();
+    if (postgres != nullptr) {
+      ASSERT_EQ(Program("demo-db '" + postgres->Target() + "' --docs 120 --seed 3 --ref '' --quiet")
+                    .status,
+                0);
+    }
+  }
+  static void TearDownTestSuite() {
+    delete postgres;
+    delete scratch;
+  }
+  static ScratchDir* scratch;
+  static std::string database;
+  static TestDatabase* postgres;
+};
+
+ScratchDir* NrwReportEndToEnd::scratch = nullptr;
+std::string NrwReportEndToEnd::database;
+TestDatabase* NrwReportEndToEnd::postgres = nullptr;
+
+TEST_F(NrwReportEndToEnd, CombinationsMatchTheirGoldensEverywhere) {
+  for (const Combination& c : kCombinations) {
+    const std::string args = std::string(kBase) + c.options;
+    const Result sections = Program(args + " --db " + database);
+    ASSERT_EQ(sections.status, 0) << c.name << ": " << sections.output.substr(0, 300);
+    ExpectGoldenFile(std::string(c.name) + ".sections.jsonl", sections.output);
+    const Result text = Program(args + " --db " + database + " --format text");
+    ASSERT_EQ(text.status, 0) << c.name;
+    ExpectGoldenFile(std::string(c.name) + ".txt", text.output);
+    const Result sqlite_storage = Program(args + " --db " + database + " --storage sqlite");
+    EXPECT_TRUE(sqlite_storage.output == sections.output) << c.name << ": SQLite storage differs";
+    if (postgres != nullptr) {
+      const Result pg = Program(args + " --db '" + postgres->Target() + "'");
+      EXPECT_TRUE(pg.output == sections.output) << c.name << ": PostgreSQL differs";
+    }
+  }
+}
+
+TEST_F(NrwReportEndToEnd, EveryEstablishmentByDefault) {
+  const Result result = Program(std::string(kBase) + "--entries --taxes icms --db " + database);
+  ASSERT_EQ(result.status, 0);
+  std::vector<std::string> estabs;
+  std::istringstream lines(result.output);
+  for (std::string line; std::getline(lines, line);) {
+    const size_t at = line.find("\"Estabelecimento\":\"");
+    if (line.find("\"section\":\"header\"") != std::string::npos && at != std::string::npos) {
+      const std::string name = line.substr(at + 19, line.find('"', at + 19) - at - 19);
+      if (estabs.empty() || estabs.back() != name) {
+        estabs.push_back(name);
+      }
+    }
+  }
+  EXPECT_EQ(estabs,
+            (std::vector<std::string>{"1 - Matriz", "2 - Filial 2", "1 - Matriz", "2 - Filial 2"}));
+}
+
+TEST_F(NrwReportEndToEnd, RawParametersWinOverFriendlyOptions) {
+  const Result friendly =
+      Program(std::string(kBase) + "--entries --taxes icms --estab 1:1 --db " + database);
+  const Result raw =
+      Program(std::string(kBase) + "--exits --taxes icms --set pTipoMovimento=1 --estab 1:1 --db " +
+              database);
+  EXPECT_EQ(raw.output, friendly.output);
+}
+
+struct Refusal {
+  const char* options;
+  const char* message;
+};
+
+TEST_F(NrwReportEndToEnd, ValidationMessagesExitOneWithoutOutput) {
+  const Refusal refusals[] = {
+      {"--from 02/01/2026 --to 01/01/2026 --entries --taxes icms",
+       "Data inicial deve ser inferior a data final."},
+      {"--from 05/01/2026 --to 05/01/2026 --from-time 18:00 --to-time 08:00 --entries --taxes icms",
+       "Hora inicial deve ser menor que hora final."},
+      {"--keys 500-100 --entries --taxes icms",
+       "Número de lançamento inicial deve ser inferior ao número de lançamento final."},
+      {"--taxes icms", "Tipo do movimento não definido para este relatório."},
+      {"--entries --taxes ipi",
+       "Selecione ICMS, ISS ou FunRural para listar os demais tipos de impostos."},
+      {"--entries --taxes iss,ipi",
+       "Tipo de imposto ICMS deve ser selecionado junto com o tipo de imposto IPI"},
+      {"--entries --taxes icms,xyz",
+       "--taxes: 'xyz' is not a tax (icms, iss, ipi, funrural, complementar, st, pis)"},
+      {"--entries --taxes icms --from 31/02/2026",
+       "--from: '31/02/2026' is not a date (dd/mm/yyyy)"},
+      {"--entries --taxes icms --set pNada=1",
+       "--set: unknown report parameter 'pNada' (nrw-report print --help lists them)"},
+      {"--entries --taxes icms --estab x", "--estab: expected COMPANY:ESTAB, got 'x'"}};
+  for (const Refusal& r : refusals) {
+    const std::string out = scratch->File("refused.pdf");
+    const Result result = Program("print --quiet --db " + database + " --format pdf --output " +
+                                  out + " " + r.options);
+    EXPECT_EQ(result.status, 1) << r.options;
+    EXPECT_EQ(result.output, std::string("nrw-report: ") + r.message + "\n") << r.options;
+    EXPECT_FALSE(std::filesystem::exists(out)) << r.options;
+  }
+}
+
+TEST_F(NrwReportEndToEnd, BadOptionsExitOne) {
+  const Result unknown = Program("print --no-such-option");
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.output.rfind("nrw-report: ", 0), 0u) << unknown.output;
+  EXPECT_EQ(Program("print --format docx").status, 1);
+  const Result help = Program("print --help");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.output.find("pTipoMovimento"), std::string::npos);
+  EXPECT_NE(help.output.find("pCodigoUsuario"), std::string::npos);
+}
+
+TEST_F(NrwReportEndToEnd, UnreachableDatabaseAndMissingTable) {
+  const Result missing =
+      Program("print --quiet --entries --taxes icms --db " + scratch->File("none.db"));
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.output,
+            "nrw-report: database file '" + scratch->File("none.db") + "' does not exist\n");
+  const std::string broken = scratch->File("broken.db");
+  std::filesystem::copy_file(database, broken);
+  ASSERT_EQ(std::system(("sqlite3 " + broken + " 'drop table LCTOFISENTIMPOSTO'").c_str()), 0);
+  const Result table = Program(
+      "print --quiet --from 01/01/2026 --to 31/01/2026 --entries --taxes icms --db " + broken);
+  EXPECT_EQ(table.status, 1);
+  EXPECT_NE(table.output.find("no such table: LCTOFISENTIMPOSTO"), std::string::npos)
+      << table.output;
+}
+
+}  // namespace
+}  // namespace nrw::testing
