@@ -10,7 +10,7 @@ params=(--db out/demo.db --quiet
   --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026
   --set pTipoMovimento=12 --set "pTipoImposto=1;2;10;11;12;13;15"
   --set pListarTotalImposto=1 --set pListarOutrasInfo=1 --set pExibirDadosNatureza=1
-  --set pExibirDadosPessoa=1 --set pTotalizar=4
+  --set pExibirDadosPessoa=1 --set pExibirDadosProduto=1 --set pTotalizar=4
   --estab 1:1 --estab 1:2 --estab 2:1 --estab 2:2)
 "$build_dir/bin/nrw-report" print "${params[@]}" --format pdf --output out/resumo.pdf
 "$build_dir/bin/nrw-report" print "${params[@]}" --format text --output out/resumo.txt
