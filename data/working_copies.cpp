@@ -35,6 +35,7 @@ TDataSet* TnFisORResumoConfLctoFis::ClonarDataSet(TDataSet* ADataSet, const std:
   TnFDTableSQLite* origem = Nutildb::FDTSQLite(ADataSet);
   const std::string arquivo = origem->Connection()->Params().Database();
   const std::string copia = SubstituirTodos(arquivo, "temp", "temp_" + ASufixo);
+  // The file is named again from the source's connection, which commits what it still holds.
   Nutilarquivo::CopyFile(origem->Connection()->Params().Database(), copia, true);
   auto tabela = std::make_unique<TnFDTableSQLite>(nullptr);
   tabela->Close();

@@ -14,8 +14,7 @@ namespace nfis {
 namespace {
 
 constexpr int32_t kSecaoColunasTotais = 10, kSecaoRegua = 11, kSecaoNota = 12, kSecaoMarcador = 15;
-constexpr int32_t kSecaoOutrasInfo = 16, kSecaoProduto = 17, kSecaoNatureza = 18,
-                  kSecaoLegenda = 19;
+constexpr int32_t kSecaoNatureza = 18, kSecaoLegenda = 19;
 // The progress display advances one stage per turn with this step.
 constexpr int32_t kPassoProgresso = 100;
 
