@@ -4,8 +4,11 @@
 #include <iostream>
 
 #include "app/commands.hpp"
+#include "host/temp_files.hpp"
 
 int main(int argc, char** argv) {
+  // An interrupted run leaves no partial output and no temporary database behind.
+  RemoveTemporaryFilesOnSignal();
   CLI::App app{"nrw-report: the fiscal-entries verification summary report"};
   app.require_subcommand(1);
   const auto print = nrw::app::AddPrintCommand(app);

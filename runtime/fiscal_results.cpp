@@ -8,6 +8,7 @@
 
 #include "host/exception.hpp"
 #include "host/sqlite_table.hpp"
+#include "host/temp_files.hpp"
 #include "runtime/sqlite_connection.hpp"
 
 namespace nrw {
@@ -82,6 +83,8 @@ class SqliteStorage : public FiscalStorage {
     tag_.append(std::to_string(serial++)).append(".db");
     folder_ = TemporaryFolder();
     file_ = folder_ + "/nrw-temp" + tag_;
+    RegisterTemporaryFile(file_);
+    RegisterTemporaryFile(file_ + "-journal");
     std::filesystem::remove(file_);
     connection_ = new TnFDConnection(owner);
     connection_->Params().SetDatabase(file_);
@@ -100,6 +103,8 @@ class SqliteStorage : public FiscalStorage {
     }
     delete connection_;
     RemoveFiles();
+    UnregisterTemporaryFile(file_);
+    UnregisterTemporaryFile(file_ + "-journal");
   }
 
   void BeginRefill() override {
@@ -144,6 +149,8 @@ class SqliteStorage : public FiscalStorage {
       const std::string name = entry.path().filename().string();
       if (name.rfind("nrw-temp", 0) == 0 && name.find(tag_) != std::string::npos) {
         std::filesystem::remove(entry.path(), error);
+        UnregisterTemporaryFile(entry.path().string());
+        UnregisterTemporaryFile(entry.path().string() + "-journal");
       }
     }
   }

@@ -7,9 +7,11 @@
 #include <nlohmann/json.hpp>
 
 #include "host/exception.hpp"
+#include "host/temp_files.hpp"
 
 TAtomicOutputFile::TAtomicOutputFile(std::string path) : path_(std::move(path)) {
   temporary_ = path_ + ".partial-" + std::to_string(getpid());
+  RegisterTemporaryFile(temporary_);
   stream_.open(temporary_, std::ios::binary | std::ios::trunc);
   if (!stream_) {
     throw Exception("cannot write the output file '" + path_ + "'");
@@ -22,6 +24,7 @@ TAtomicOutputFile::~TAtomicOutputFile() {
     std::error_code ignored;
     std::filesystem::remove(temporary_, ignored);
   }
+  UnregisterTemporaryFile(temporary_);
 }
 
 void TAtomicOutputFile::Commit() {
