@@ -660,26 +660,34 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
     throw Exception(TableName() + ": FindKey needs an index field list");
   }
   c.conn->Commit();
+  // One statement: the cursor opened at the first row whose key fields are not below the key;
+  // when that row holds the key, it becomes the cursor, which goes on in index order from there.
   TVariantArray params;
   std::vector<std::string> terms = c.Conditions(params);
   const TVariantArray key = c.TypedKey(values);
-  for (size_t i = 0; i < key.size(); ++i) {
-    terms.push_back(c.columns[c.index[i]] + (key[i].IsNull() ? " is null" : " = ?"));
-    if (!key[i].IsNull()) {
-      params.push_back(key[i]);
-    }
-  }
-  const std::string sql = c.SelectList() + Cursor::Where(terms) + c.OrderBy(false) + " limit 1";
-  sqlite3_stmt* st = c.Prepare(sql, params);
+  terms.push_back(Lexicographic(c.KeyColumns(key.size()), key, Order::Ge, params));
+  sqlite3_stmt* st = c.Prepare(c.SelectList() + Cursor::Where(terms) + c.OrderBy(false), params);
   const int rc = sqlite3_step(st);
-  if (rc == SQLITE_ROW) {
-    c.Load(st);
+  if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
+    sqlite3_finalize(st);
+    c.Fail("cannot read");
   }
-  sqlite3_finalize(st);
-  if (rc != SQLITE_ROW) {
+  bool found = rc == SQLITE_ROW;
+  for (size_t i = 0; found && i < key.size(); ++i) {
+    const int field = c.index[i];
+    found =
+        nrw::ReadSqliteValue(st, field + 1, c.fields[field].type, c.fields[field].name) == key[i];
+  }
+  if (!found) {
+    sqlite3_finalize(st);
     return false;
   }
-  c.Open(true);
+  sqlite3_finalize(c.statement);
+  c.statement = st;
+  c.Load(st);
+  c.has_row = true;
+  c.eof = false;
+  c.reseek = false;
   return true;
 }
 
