@@ -33,21 +33,6 @@ std::vector<TFieldDef> TaxLineFields(int extra_field) {
   return fields;
 }
 
-const char* DeclaredType(FT type) {
-  switch (type) {
-    case FT::Integer:
-    case FT::Boolean:
-      return "INTEGER";
-    case FT::Float:
-      return "REAL";
-    case FT::DateTime:
-      return "TIMESTAMP";
-    case FT::String:
-      break;
-  }
-  return "TEXT";
-}
-
 class MemoryStorage : public FiscalStorage {
  public:
   explicit MemoryStorage(TComponent* owner) {
@@ -122,13 +107,11 @@ class SqliteStorage : public FiscalStorage {
     current_ = tables_[static_cast<int>(result)];
     TSQLConnection& writer = connection_->Sql();
     const std::string name = current_->TableName();
-    std::string ddl = "drop table if exists " + name + "; create table " + name + " (";
     std::vector<std::string> columns;
-    for (size_t i = 0; i < fields.size(); ++i) {
-      ddl += (i > 0 ? ", " : "") + fields[i].name + " " + DeclaredType(fields[i].type);
-      columns.push_back(fields[i].name);
+    for (const TFieldDef& field : fields) {
+      columns.push_back(field.name);
     }
-    writer.ExecuteScript(ddl + ")");
+    writer.ExecuteScript("drop table if exists " + name + "; " + SqliteCreateTable(name, fields));
     writer.BeginTransaction();
     bulk_ = writer.BulkInsert(name, columns);
   }

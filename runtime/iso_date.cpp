@@ -1,6 +1,7 @@
 #include "runtime/iso_date.hpp"
 
 #include <charconv>
+#include <cmath>
 
 namespace {
 
@@ -13,6 +14,13 @@ bool ReadNumber(std::string_view text, size_t pos, size_t width, int& value) {
 }
 
 }  // namespace
+
+std::string IsoDateTime(TDateTime value) {
+  if (value == std::trunc(value)) {
+    return FormatDateTime("yyyy-mm-dd", value);
+  }
+  return FormatDateTime("yyyy-mm-dd hh:nn:ss", value);
+}
 
 std::optional<TDateTime> ParseIsoDateTime(std::string_view text) {
   int year = 0, month = 0, day = 0;

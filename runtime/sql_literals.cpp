@@ -40,13 +40,6 @@ std::string RoundTripFloat(double value) {
 
 }  // namespace
 
-std::string IsoDateTime(TDateTime value) {
-  if (value == std::trunc(value)) {
-    return FormatDateTime("yyyy-mm-dd", value);
-  }
-  return FormatDateTime("yyyy-mm-dd hh:nn:ss", value);
-}
-
 namespace Nutil {
 
 std::string ValorParaSQL(const Variant& value, TFieldType type) {

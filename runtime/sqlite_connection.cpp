@@ -70,6 +70,19 @@ TFieldType FieldTypeOfDeclared(const char* declared) {
   return TFieldType::String;
 }
 
+std::string SqliteCreateTable(const std::string& table, const std::vector<TFieldDef>& fields) {
+  std::string ddl = "create table " + table + " (";
+  for (size_t i = 0; i < fields.size(); ++i) {
+    const TFieldType type = fields[i].type;
+    const char* declared = type == TFieldType::Integer || type == TFieldType::Boolean ? "INTEGER"
+                           : type == TFieldType::Float                                ? "REAL"
+                           : type == TFieldType::DateTime                             ? "TIMESTAMP"
+                                                                                      : "TEXT";
+    ddl += (i > 0 ? ", " : "") + fields[i].name + " " + declared;
+  }
+  return ddl + ")";
+}
+
 Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const std::string& name) {
   const int storage = sqlite3_column_type(statement, i);
   if (storage == SQLITE_NULL) {

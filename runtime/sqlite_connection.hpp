@@ -14,6 +14,11 @@ namespace nrw {
 // DATE and TIMESTAMP columns read as date-times and BOOL as booleans); String for no type.
 TFieldType FieldTypeOfDeclared(const char* declared);
 
+// "create table NAME (...)" with a SQLite declared type per field that reads back as the same
+// field type (INTEGER, REAL, TIMESTAMP, TEXT).
+NRW_API std::string SqliteCreateTable(const std::string& table,
+                                      const std::vector<TFieldDef>& fields);
+
 // Reads column `i` of the current row of `statement` as a value of `type`.
 Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const std::string& name);
 

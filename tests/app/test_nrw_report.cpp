@@ -188,6 +188,30 @@ TEST_F(NrwReportEndToEnd, ValidationMessagesExitOneWithoutOutput) {
   }
 }
 
+TEST_F(NrwReportEndToEnd, ParameterFileLikeSetOptions) {
+  const std::string file = scratch->File("params.txt");
+  std::ofstream(file) << "# January, entries\npDataInicial=01/01/2026\n\npdatafinal=31/01/2026\n"
+                         "pTipoMovimento=1\npTipoImposto=1;2\n";
+  const std::string common = "print --quiet --estab 1:1 --db " + database;
+  const Result from_file = Program(common + " --params " + file);
+  const Result from_sets = Program(common +
+                                   " --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026 "
+                                   "--set pTipoMovimento=1 --set 'pTipoImposto=1;2'");
+  ASSERT_EQ(from_file.status, 0) << from_file.output.substr(0, 200);
+  EXPECT_EQ(from_file.output, from_sets.output);
+  const Result overridden = Program(common + " --params " + file + " --set pTipoMovimento=2");
+  const Result exits = Program(common +
+                               " --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026 "
+                               "--set pTipoMovimento=2 --set 'pTipoImposto=1;2'");
+  EXPECT_EQ(overridden.output, exits.output) << "--set wins over the file";
+  std::ofstream(file, std::ios::app) << "pNada=1\n";
+  const Result unknown = Program(common + " --params " + file);
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.output, "nrw-report: " + file +
+                                ", line 7: unknown report parameter 'pNada' "
+                                "(nrw-report print --help lists them)\n");
+}
+
 TEST_F(NrwReportEndToEnd, BadOptionsExitOne) {
   const Result unknown = Program("print --no-such-option");
   EXPECT_EQ(unknown.status, 1);

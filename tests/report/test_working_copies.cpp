@@ -8,6 +8,7 @@
 #include "host/fiscal_provider.hpp"
 #include "host/sqlite_table.hpp"
 #include "report/resumo_conf_lcto_fis.hpp"
+#include "runtime/sqlite_connection.hpp"
 #include "tests/runtime/data_set_kinds.hpp"
 
 namespace nfis::testing {
@@ -62,16 +63,11 @@ class WorkingCopies : public ::testing::TestWithParam<bool> {
     } else {
       const std::string path = scratch.File(file.empty() ? "nrw-temp-" + name + ".db" : file);
       auto connection = OpenConnection(path, true);
-      std::string ddl = "create table " + name + " (";
       std::vector<std::string> columns;
-      for (size_t i = 0; i < fields.size(); ++i) {
-        ddl += (i ? ", " : "") + fields[i].name +
-               (fields[i].type == TFieldType::Integer  ? " INTEGER"
-                : fields[i].type == TFieldType::String ? " TEXT"
-                                                       : " REAL");
-        columns.push_back(fields[i].name);
+      for (const TFieldDef& field : fields) {
+        columns.push_back(field.name);
       }
-      connection->ExecuteScript(ddl + ")");
+      connection->ExecuteScript(nrw::SqliteCreateTable(name, fields));
       auto writer = connection->BulkInsert(name, columns);
       for (const auto& row : rows) {
         writer->Add(row);

@@ -6,6 +6,7 @@
 
 #include "host/memory_data_set.hpp"
 #include "host/sqlite_table.hpp"
+#include "runtime/sqlite_connection.hpp"
 
 namespace nrw::testing {
 
@@ -33,35 +34,15 @@ ScratchDir::~ScratchDir() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-namespace {
-const char* DeclaredType(TFieldType type) {
-  switch (type) {
-    case TFieldType::Integer:
-      return "INTEGER";
-    case TFieldType::Float:
-      return "REAL";
-    case TFieldType::DateTime:
-      return "TIMESTAMP";
-    case TFieldType::Boolean:
-      return "BOOLEAN";
-    case TFieldType::String:
-      break;
-  }
-  return "TEXT";
-}
-}  // namespace
-
 void DataSetFactory::CreateSqliteTable(const std::string& file, const std::string& name,
                                        const std::vector<TFieldDef>& fields,
                                        const std::vector<std::vector<Variant>>& rows) {
   connection_ = OpenConnection(file, true);
-  std::string ddl = "create table " + name + " (";
   std::vector<std::string> columns;
-  for (size_t i = 0; i < fields.size(); ++i) {
-    ddl += (i > 0 ? ", " : "") + fields[i].name + " " + DeclaredType(fields[i].type);
-    columns.push_back(fields[i].name);
+  for (const TFieldDef& field : fields) {
+    columns.push_back(field.name);
   }
-  connection_->ExecuteScript(ddl + ")");
+  connection_->ExecuteScript(nrw::SqliteCreateTable(name, fields));
   auto writer = connection_->BulkInsert(name, columns);
   for (const auto& row : rows) {
     writer->Add(row);
