@@ -40,8 +40,9 @@ class NRW_API TnrwBaseDll : public TComponent {
   virtual void DepoisConfigurar(TObject* control);
   virtual void AntesConfigurar(TObject* control);
 
-  std::string RepParam(const std::string& name) const;
-  std::string RepParam(const std::string& name, const std::string& value);
+  std::string RepParam(std::string_view name) const;
+  // Stores a named value and returns the stored text.
+  const std::string& RepParam(std::string_view name, std::string_view value);
   TnDM* GetDMPower() const;
   TnrwReport* Report() const { return report_; }
   // The companies and establishments to print, one row each, in print order.

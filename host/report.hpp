@@ -11,9 +11,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "host/case_fold.hpp"
 #include "host/export.hpp"
 #include "host/memory_data_set.hpp"
 #include "host/object.hpp"
@@ -50,10 +52,11 @@ class NRW_API TnrwReport : public TComponent {
   static void* operator new(std::size_t size);
   static void operator delete(void* pointer, std::size_t size);
 
-  // Named text values: report parameters and layout fields. An absent name reads as "".
-  std::string RepParam(const std::string& name) const;
-  void RepParam(const std::string& name, const std::string& value);
-  bool HasRepParam(const std::string& name) const;
+  // Named text values: report parameters and layout fields, names compared without regard to
+  // case. An absent name reads as "". Setting returns the stored text.
+  std::string RepParam(std::string_view name) const;
+  const std::string& RepParam(std::string_view name, std::string_view value);
+  bool HasRepParam(std::string_view name) const;
 
   void SetLayout(TReportLayout layout);
   const TReportLayout& Layout() const { return layout_; }
@@ -98,11 +101,25 @@ class NRW_API TnrwReport : public TComponent {
   TnDM* DMPower() { return dm_power_; }
 
  private:
+  // A named value; layout fields get a slot (not yet set) when their section first prints.
+  struct Slot {
+    std::string value;
+    bool set = false;
+  };
+  // A section's printed fields, with the slots their values come from, built once per layout.
+  struct SectionFields {
+    std::vector<TPrintedField> fields;
+    std::vector<const Slot*> slots;
+  };
+
   void OpenPage();
   void Emit(int32_t section);
-  static std::string Key(const std::string& name);
+  Slot& SlotOf(std::string_view name);
+  const Slot* FindSlot(std::string_view name) const;
+  SectionFields& FieldsOf(const TLayoutSection& section);
 
-  std::unordered_map<std::string, std::string> values_;
+  std::unordered_map<std::string, Slot, nrw::CaseFoldHash, nrw::CaseFoldEqual> values_;
+  std::unordered_map<int32_t, SectionFields> section_fields_;
   TReportLayout layout_;
   bool page_end_ = true;
   int32_t page_number_ = 0;

@@ -44,6 +44,7 @@ class NRW_API TSQLBulkWriter {
 
 class NRW_API TSQLConnection : public TObject {
  public:
+  TSQLConnection();
   ~TSQLConnection() override;
   virtual TSQLDialect Dialect() const = 0;
   // A description for messages: the file name or the server and database.
@@ -60,6 +61,18 @@ class NRW_API TSQLConnection : public TObject {
   virtual void BeginTransaction() = 0;
   virtual void Commit() = 0;
   virtual void Rollback() = 0;
+
+  // Single-record look-ups (PegarRegistroSQL) are remembered per connection, keyed by their SQL
+  // text, until the connection runs anything that may write: a report repeats the same few
+  // thousand look-ups over a million lines. Another process's writes are not seen meanwhile,
+  // as in a repeatable-read transaction.
+  struct LookupMemo;
+  LookupMemo& Lookups();
+  // Forgets the remembered look-ups; every statement that may write calls it.
+  void ForgetLookups();
+
+ private:
+  std::unique_ptr<LookupMemo> lookups_;
 };
 
 // Opens a connection: a PostgreSQL URL ("postgresql://..." or "postgres://...") or else the path

@@ -55,13 +55,12 @@ void TnrwBaseDll::DoZebradoBeforeSection(TObject*, int32_t section) {
 void TnrwBaseDll::DepoisConfigurar(TObject*) {}
 void TnrwBaseDll::AntesConfigurar(TObject*) {}
 
-std::string TnrwBaseDll::RepParam(const std::string& name) const {
+std::string TnrwBaseDll::RepParam(std::string_view name) const {
   return report_->RepParam(name);
 }
 
-std::string TnrwBaseDll::RepParam(const std::string& name, const std::string& value) {
-  report_->RepParam(name, value);
-  return value;
+const std::string& TnrwBaseDll::RepParam(std::string_view name, std::string_view value) {
+  return report_->RepParam(name, value);
 }
 
 TnDM* TnrwBaseDll::GetDMPower() const {

@@ -4,8 +4,10 @@
 // printed with, and the rounding to the pattern's decimals is done on those decimal digits, half
 // away from zero. So 2.675, stored in binary as 2.67499999..., prints 2,68 with two decimals,
 // as an accountant expects.
+#include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "host/format_settings.hpp"
@@ -15,6 +17,9 @@
 namespace {
 
 constexpr int kSignificantDigits = 15;
+// A double has at most 309 integer digits; a pattern gives at most kMaxDecimals decimals.
+constexpr int kMaxDecimals = 64;
+constexpr int kMaxDigits = 309 + kMaxDecimals + 2;
 
 struct Picture {
   std::string prefix, suffix;
@@ -58,6 +63,9 @@ Picture ParsePicture(std::string_view pattern) {
       } else if (c == ',') {
         picture.grouping = picture.grouping || !in_decimals;
       } else if (in_decimals) {
+        if (picture.max_decimals == kMaxDecimals) {
+          continue;
+        }
         ++picture.max_decimals;
         if (c == '0') {
           picture.min_decimals = picture.max_decimals;
@@ -75,52 +83,70 @@ Picture ParsePicture(std::string_view pattern) {
   return picture;
 }
 
-// round(|value| * 10^decimals) as a decimal digit string without leading zeros ("0" for zero).
-std::string ScaledDigits(double magnitude, int decimals) {
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%.*e", kSignificantDigits - 1, magnitude);
-  std::string mantissa;
-  int exponent = 0;
-  for (const char* p = buffer; *p != '\0'; ++p) {
-    if (*p == 'e') {
-      exponent = std::atoi(p + 1);
-      break;
-    }
+// Writes round(|value| * 10^decimals) as decimal digits without leading zeros ("0" for zero)
+// and returns their count; `out` holds kMaxDigits bytes.
+
+int ScaledDigits(double magnitude, int decimals, char* out) {
+  // d.dddddddddddddde+XX: the 15 significant digits the host prints with.
+  char buffer[32];
+  const auto written = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
+                                     std::chars_format::scientific, kSignificantDigits - 1);
+  char mantissa[kSignificantDigits];
+  int count = 0;
+  const char* p = buffer;
+  for (; p < written.ptr && *p != 'e'; ++p) {
     if (*p != '.') {
-      mantissa += *p;
+      mantissa[count++] = *p;
     }
   }
+  int exponent = 0;
+  std::from_chars(p + 1 + (p[1] == '+' ? 1 : 0), written.ptr, exponent);
   const int keep = exponent + 1 + decimals;
-  if (keep < 0) {
-    return "0";
+  if (keep < 0 || keep >= kMaxDigits) {
+    out[0] = '0';
+    return 1;
   }
-  std::string digits = mantissa.substr(0, std::min<size_t>(keep, mantissa.size()));
-  digits.resize(static_cast<size_t>(keep), '0');
-  if (keep < kSignificantDigits && mantissa[keep] >= '5') {
+  for (int i = 0; i < keep; ++i) {
+    out[i] = i < count ? mantissa[i] : '0';
+  }
+  int size = keep;
+  if (keep < count && mantissa[keep] >= '5') {
     int i = keep - 1;
-    for (; i >= 0 && digits[i] == '9'; --i) {
-      digits[i] = '0';
+    for (; i >= 0 && out[i] == '9'; --i) {
+      out[i] = '0';
     }
     if (i < 0) {
-      digits.insert(digits.begin(), '1');
+      std::memmove(out + 1, out, static_cast<size_t>(size));
+      out[0] = '1';
+      ++size;
     } else {
-      ++digits[i];
+      ++out[i];
     }
   }
-  const size_t first = digits.find_first_not_of('0');
-  return first == std::string::npos ? "0" : digits.substr(first);
+  int first = 0;
+  while (first < size && out[first] == '0') {
+    ++first;
+  }
+  if (first == size) {
+    out[0] = '0';
+    return 1;
+  }
+  std::memmove(out, out + first, static_cast<size_t>(size - first));
+  return size - first;
 }
 
-std::string Group(const std::string& digits, char separator) {
-  std::string out;
-  const size_t n = digits.size();
-  for (size_t i = 0; i < n; ++i) {
-    if (i > 0 && (n - i) % 3 == 0) {
-      out += separator;
-    }
-    out += digits[i];
+// The picture of the pattern formatted last: a report formats thousands of values with a few
+// patterns, so each pattern is parsed once per change.
+const Picture& CachedPicture(std::string_view pattern) {
+  thread_local std::string last_pattern;
+  thread_local Picture last_picture;
+  thread_local bool valid = false;
+  if (!valid || pattern != last_pattern) {
+    last_picture = ParsePicture(pattern);
+    last_pattern.assign(pattern);
+    valid = true;
   }
-  return out;
+  return last_picture;
 }
 
 }  // namespace
@@ -135,31 +161,47 @@ std::string FormatFloat(std::string_view pattern, double value) {
   if (std::isinf(value)) {
     return value < 0 ? "-INF" : "INF";
   }
-  const Picture picture = ParsePicture(pattern);
+  const Picture& picture = CachedPicture(pattern);
   const TFormatSettings& fs = FormatSettings();
-  const std::string scaled = ScaledDigits(std::fabs(value), picture.max_decimals);
-  const bool negative = value < 0 && scaled != "0";
+  char digits[kMaxDigits + 1];
+  const int size = ScaledDigits(std::fabs(value), picture.max_decimals, digits);
+  const bool negative = value < 0 && !(size == 1 && digits[0] == '0');
 
-  std::string padded = scaled;
-  if (padded.size() <= static_cast<size_t>(picture.max_decimals)) {
-    padded.insert(0, static_cast<size_t>(picture.max_decimals) + 1 - padded.size(), '0');
+  // The last max_decimals digits are the fraction (zero-padded on the left).
+  const int decimals = picture.max_decimals;
+  char fraction[kMaxDigits];
+  for (int i = 0; i < decimals; ++i) {
+    const int from = size - decimals + i;
+    fraction[i] = from >= 0 ? digits[from] : '0';
   }
-  std::string integer = padded.substr(0, padded.size() - picture.max_decimals);
-  std::string fraction = padded.substr(padded.size() - picture.max_decimals);
-  while (fraction.size() > static_cast<size_t>(picture.min_decimals) && fraction.back() == '0') {
-    fraction.pop_back();
+  int fraction_size = decimals;
+  while (fraction_size > picture.min_decimals && fraction[fraction_size - 1] == '0') {
+    --fraction_size;
   }
-  integer.erase(0, std::min(integer.find_first_not_of('0'), integer.size()));
-  if (integer.size() < static_cast<size_t>(picture.min_integer_digits)) {
-    integer.insert(0, picture.min_integer_digits - integer.size(), '0');
+  int significant = std::max(size - decimals, 0);  // integer digits, no leading zero
+  if (significant == 1 && digits[0] == '0') {
+    significant = 0;
   }
-  if (picture.grouping) {
-    integer = Group(integer, fs.ThousandSeparator);
+  const int shown = std::max(significant, picture.min_integer_digits);
+
+  std::string out;
+  out.reserve(picture.prefix.size() + picture.suffix.size() + static_cast<size_t>(shown) * 4 / 3 +
+              static_cast<size_t>(fraction_size) + 3);
+  if (negative) {
+    out += '-';
   }
-  std::string out = negative ? "-" : "";
-  out += picture.prefix + integer;
-  if (!fraction.empty()) {
-    out += fs.DecimalSeparator + fraction;
+  out += picture.prefix;
+  for (int i = 0; i < shown; ++i) {
+    if (picture.grouping && i > 0 && (shown - i) % 3 == 0) {
+      out += fs.ThousandSeparator;
+    }
+    const int from = i - (shown - significant);
+    out += from >= 0 ? digits[from] : '0';
   }
-  return out + picture.suffix;
+  if (fraction_size > 0) {
+    out += fs.DecimalSeparator;
+    out.append(fraction, static_cast<size_t>(fraction_size));
+  }
+  out += picture.suffix;
+  return out;
 }

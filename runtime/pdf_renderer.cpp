@@ -33,7 +33,6 @@ void SetColor(cairo_t* cr, const std::string& hex) {
                        (value & 0xFF) / 255.0);
 }
 
-
 class PdfRenderer : public TSectionSink {
  public:
   PdfRenderer(std::ostream& out, const TReportLayout& layout) : layout_(layout) {
@@ -75,7 +74,8 @@ class PdfRenderer : public TSectionSink {
       estab += "    CNPJ: " + cnpj + "    IE: " + FieldValue(fields, "InscricaoEstadual");
     }
     Text(estab, 0, line, width, TLayoutAlign::Left, text_size, false);
-    Text(FieldValue(fields, "Titulo"), 0, 2 * line, width, TLayoutAlign::Center, title_size + 3, true);
+    Text(FieldValue(fields, "Titulo"), 0, 2 * line, width, TLayoutAlign::Center, title_size + 3,
+         true);
     // The title is taller than a text line: the period line goes one and a half lines lower.
     const std::string periodo = FieldValue(fields, "Periodo");
     Text(periodo.empty() ? "" : "Período: " + periodo, 0, 3.5 * line, width / 2, TLayoutAlign::Left,

@@ -217,6 +217,7 @@ void PostgresConnection::Query(const std::string& sql, const TVariantArray& para
 }
 
 int64_t PostgresConnection::Execute(const std::string& sql, const TVariantArray& params) {
+  ForgetLookups();
   Send(sql, params);
   int64_t changed = 0;
   std::string error;
@@ -236,6 +237,7 @@ int64_t PostgresConnection::Execute(const std::string& sql, const TVariantArray&
 }
 
 void PostgresConnection::ExecuteScript(const std::string& sql) {
+  ForgetLookups();
   Result result(PQexec(conn_, sql.c_str()));
   const ExecStatusType status = PQresultStatus(result.get());
   if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
@@ -333,6 +335,7 @@ class PostgresBulkWriter : public TSQLBulkWriter {
 
 std::unique_ptr<TSQLBulkWriter> PostgresConnection::BulkInsert(
     const std::string& table, const std::vector<std::string>& columns) {
+  ForgetLookups();
   return std::make_unique<PostgresBulkWriter>(conn_, table, columns);
 }
 

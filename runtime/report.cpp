@@ -47,25 +47,47 @@ TnrwReport::~TnrwReport() {
   Registry().live.erase(reinterpret_cast<uintptr_t>(this));
 }
 
-std::string TnrwReport::Key(const std::string& name) {
-  return AnsiUpperCase(name);
+TnrwReport::Slot& TnrwReport::SlotOf(std::string_view name) {
+  const auto it = values_.find(name);
+  return it != values_.end() ? it->second : values_.try_emplace(std::string(name)).first->second;
 }
 
-std::string TnrwReport::RepParam(const std::string& name) const {
-  const auto it = values_.find(Key(name));
-  return it == values_.end() ? std::string() : it->second;
+const TnrwReport::Slot* TnrwReport::FindSlot(std::string_view name) const {
+  const auto it = values_.find(name);
+  return it != values_.end() && it->second.set ? &it->second : nullptr;
 }
 
-void TnrwReport::RepParam(const std::string& name, const std::string& value) {
-  values_[Key(name)] = value;
+std::string TnrwReport::RepParam(std::string_view name) const {
+  const Slot* slot = FindSlot(name);
+  return slot != nullptr ? slot->value : std::string();
 }
 
-bool TnrwReport::HasRepParam(const std::string& name) const {
-  return values_.count(Key(name)) != 0;
+const std::string& TnrwReport::RepParam(std::string_view name, std::string_view value) {
+  Slot& slot = SlotOf(name);
+  slot.value.assign(value);
+  slot.set = true;
+  return slot.value;
+}
+
+bool TnrwReport::HasRepParam(std::string_view name) const {
+  return FindSlot(name) != nullptr;
+}
+
+// Slots are map nodes, whose addresses stay put while the map grows.
+TnrwReport::SectionFields& TnrwReport::FieldsOf(const TLayoutSection& section) {
+  const auto [it, added] = section_fields_.try_emplace(section.number);
+  if (added) {
+    for (const std::string& name : section.fields) {
+      it->second.fields.push_back({name, std::string()});
+      it->second.slots.push_back(&SlotOf(name));
+    }
+  }
+  return it->second;
 }
 
 void TnrwReport::SetLayout(TReportLayout layout) {
   layout_ = std::move(layout);
+  section_fields_.clear();
   flow_ = TPageFlow(layout_.page.BodyHeight());
 }
 
@@ -99,12 +121,14 @@ void TnrwReport::OpenPage() {
 }
 
 void TnrwReport::Emit(int32_t section) {
-  std::vector<TPrintedField> fields;
+  static const std::vector<TPrintedField> kNoFields;
+  const std::vector<TPrintedField>* fields = &kNoFields;
   if (const TLayoutSection* layout_section = layout_.Section(section)) {
-    fields.reserve(layout_section->fields.size());
-    for (const std::string& name : layout_section->fields) {
-      fields.push_back({name, RepParam(name)});
+    SectionFields& current = FieldsOf(*layout_section);
+    for (size_t i = 0; i < current.slots.size(); ++i) {
+      current.fields[i].value.assign(current.slots[i]->value);
     }
+    fields = &current.fields;
     flow_.Place(layout_section->height);
   }
   style_ = TSectionStyle{};
@@ -113,7 +137,7 @@ void TnrwReport::Emit(int32_t section) {
   }
   for (TSectionSink* sink : sinks_) {
     sink->SetStyle(style_);
-    sink->PrintSection(page_number_, section, fields);
+    sink->PrintSection(page_number_, section, *fields);
   }
   if (after_section_.Assigned()) {
     after_section_.Code(after_section_.Data, this, section);

@@ -1,6 +1,9 @@
 // The host's SQL operations over its one connection: cursors filled from queries, refreshed
 // with new values, and the connection the host program chose.
+#include <cctype>
 #include <memory>
+#include <string_view>
+#include <unordered_map>
 
 #include "host/exception.hpp"
 #include "host/sql.hpp"
@@ -91,11 +94,99 @@ void Fill(TnClientDataSet& cursor, const TVariantArray& params) {
   cursor.First();
 }
 
+// Keeps a query result: columns and rows.
+class ResultKeeper : public TSQLRowSink {
+ public:
+  void Columns(const std::vector<TSQLColumn>& columns) override { columns_ = columns; }
+  void Row(const std::vector<Variant>& values) override { rows_.push_back(values); }
+  std::vector<TSQLColumn> columns_;
+  std::vector<std::vector<Variant>> rows_;
+};
+
+// A query that only reads: one that starts with SELECT or WITH.
+bool OnlyReads(const std::string& sql) {
+  const size_t first = sql.find_first_not_of(" \t\r\n(");
+  const std::string_view head =
+      std::string_view(sql).substr(first == std::string::npos ? 0 : first);
+  const auto starts = [&](std::string_view word) {
+    return head.size() > word.size() && SameText(head.substr(0, word.size()), word) &&
+           !std::isalnum(static_cast<unsigned char>(head[word.size()]));
+  };
+  return starts("select") || starts("with");
+}
+
 }  // namespace
+
+struct TSQLConnection::LookupMemo {
+  // Look-ups return one row, or a handful: larger results are not remembered.
+  static constexpr size_t kMaxRows = 16;
+  // Past this many texts the memo starts over, so that it cannot grow without bound.
+  static constexpr size_t kMaxEntries = 8192;
+
+  struct Result {
+    ResultKeeper rows;
+    std::string order_key;
+  };
+  std::unordered_map<std::string, Result> results;
+};
 
 TSQLRowSink::~TSQLRowSink() = default;
 TSQLBulkWriter::~TSQLBulkWriter() = default;
+TSQLConnection::TSQLConnection() = default;
 TSQLConnection::~TSQLConnection() = default;
+
+TSQLConnection::LookupMemo& TSQLConnection::Lookups() {
+  if (lookups_ == nullptr) {
+    lookups_ = std::make_unique<LookupMemo>();
+  }
+  return *lookups_;
+}
+
+void TSQLConnection::ForgetLookups() {
+  if (lookups_ != nullptr) {
+    lookups_->results.clear();
+  }
+}
+
+namespace {
+
+// Fills a cursor from its query's remembered result, running the query only the first time.
+void FillLookup(TnClientDataSet& cursor) {
+  TSQLConnection& connection = ConnectionOrDefault(cursor.Connection());
+  TSQLConnection::LookupMemo& memo = connection.Lookups();
+  auto found = memo.results.find(cursor.SQL());
+  TSQLConnection::LookupMemo::Result fresh;
+  const TSQLConnection::LookupMemo::Result* result = &fresh;
+  if (found != memo.results.end()) {
+    result = &found->second;
+  } else {
+    connection.Query(cursor.SQL(), {}, fresh.rows);
+  }
+  const std::string index = cursor.IndexFieldNames();
+  CursorFiller filler(cursor, cursor.MaxRows());
+  filler.Columns(result->rows.columns_);
+  for (const std::vector<Variant>& row : result->rows.rows_) {
+    filler.Row(row);
+  }
+  if (found == memo.results.end()) {
+    fresh.order_key = OrderByKey(cursor.SQL(), cursor);
+  }
+  cursor.SetIndexFieldNames(index.empty() ? result->order_key : index);
+  cursor.First();
+  if (found != memo.results.end()) {
+    return;
+  }
+  if (!OnlyReads(cursor.SQL())) {
+    connection.ForgetLookups();
+  } else if (fresh.rows.rows_.size() <= TSQLConnection::LookupMemo::kMaxRows) {
+    if (memo.results.size() >= TSQLConnection::LookupMemo::kMaxEntries) {
+      memo.results.clear();
+    }
+    memo.results.emplace(cursor.SQL(), std::move(fresh));
+  }
+}
+
+}  // namespace
 
 std::unique_ptr<TSQLConnection> OpenConnection(const std::string& target, bool create) {
   if (IsPostgresUrl(target)) {
@@ -154,10 +245,13 @@ TnClientDataSetMem* CloneCDS(TMemoryDataSet* source) {
 
 bool TnDMSQLDataSet::PegarRegistroSQL(TnClientDataSet*& cursor, const std::string& sql) {
   if (cursor == nullptr) {
-    cursor = Nutildb::ExecutarSQL(sql, {}, true, true, -1, "", nullptr, true);
+    cursor = Nutildb::ExecutarSQL(sql, {}, false, true, -1, "", nullptr, true);
   } else {
     cursor->SetSQL(sql);
-    Nutildb::RefreshSQL(cursor, {}, true);
   }
+  const bool read_only = cursor->ReadOnly();
+  cursor->SetReadOnly(false);
+  FillLookup(*cursor);
+  cursor->SetReadOnly(read_only);
   return !cursor->IsEmpty();
 }

@@ -247,6 +247,7 @@ void SqliteConnection::Query(const std::string& sql, const TVariantArray& params
 }
 
 int64_t SqliteConnection::Execute(const std::string& sql, const TVariantArray& params) {
+  ForgetLookups();
   Statement statement(Prepare(sql, params));
   int rc = sqlite3_step(statement.get());
   while (rc == SQLITE_ROW) {
@@ -259,6 +260,7 @@ int64_t SqliteConnection::Execute(const std::string& sql, const TVariantArray& p
 }
 
 void SqliteConnection::ExecuteScript(const std::string& sql) {
+  ForgetLookups();
   char* error = nullptr;
   if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
     const std::string message = error != nullptr ? error : sqlite3_errmsg(db_);
@@ -316,6 +318,7 @@ class SqliteBulkWriter : public TSQLBulkWriter {
 
 std::unique_ptr<TSQLBulkWriter> SqliteConnection::BulkInsert(
     const std::string& table, const std::vector<std::string>& columns) {
+  ForgetLookups();
   return std::make_unique<SqliteBulkWriter>(db_, table, columns);
 }
 

@@ -1,7 +1,7 @@
 // Text helpers: trimming, case, hexadecimal and decimal rendering.
-#include <cctype>
 #include <string>
 
+#include "host/case_fold.hpp"
 #include "host/sysutils.hpp"
 
 namespace {
@@ -13,7 +13,7 @@ constexpr unsigned char kLowerFirst = 0xA0, kLowerLast = 0xBE, kDivisionSign = 0
 constexpr unsigned char kCaseDistance = 0x20;
 
 unsigned char AsciiUpper(unsigned char c) {
-  return static_cast<unsigned char>(std::toupper(c));
+  return c >= 'a' && c <= 'z' ? static_cast<unsigned char>(c - ('a' - 'A')) : c;
 }
 
 }  // namespace
@@ -79,4 +79,8 @@ std::string IntToHex(uint32_t value, int digits) {
     out.insert(0, digits - out.size(), '0');
   }
   return out;
+}
+
+bool nrw::CaseFoldEqual::Slow(std::string_view a, std::string_view b) {
+  return AnsiUpperCase(a) == AnsiUpperCase(b);
 }

@@ -55,6 +55,27 @@ TEST(FormatFloat, LargeAndTinyValues) {
   EXPECT_EQ(FormatFloat("#,##0.00", 0.005), "0,01");
 }
 
+TEST(FormatFloat, ExtremeMagnitudes) {
+  EXPECT_EQ(FormatFloat("###0", 1e20), "100000000000000000000");
+  EXPECT_EQ(FormatFloat("#,##0.00", 123456789012345678.0), "123.456.789.012.346.000,00")
+      << "digits past the 15th are zeros";
+  EXPECT_EQ(FormatFloat("###0", 1e308), "1" + std::string(308, '0'));
+  EXPECT_EQ(FormatFloat("#,##0.00", 1e-300), "0,00");
+  EXPECT_EQ(FormatFloat("0.000", 0.0005), "0,001");
+  EXPECT_EQ(FormatFloat("0.000", 0.00049), "0,000");
+  EXPECT_EQ(FormatFloat("#,##0.00", 99.995), "100,00") << "a carry through every digit";
+  EXPECT_EQ(FormatFloat("0000.0", 7.25), "0007,3") << "integer zeros that the pattern asks for";
+}
+
+TEST(FormatFloat, PatternsAlternate) {
+  // The parsed pattern is reused while it repeats; a change of pattern is noticed.
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(FormatFloat("#,##0.00", 1234.5), "1.234,50");
+    EXPECT_EQ(FormatFloat("#0.##", 1234.5), "1234,5");
+    EXPECT_EQ(FormatFloat("###0.00", 1234.5), "1234,50");
+  }
+}
+
 TEST(FormatFloat, FollowsTheLocaleSeparators) {
   const TFormatSettings saved = FormatSettings();
   TFormatSettings us = saved;

@@ -46,6 +46,34 @@ TEST_F(EngineTest, ParametersAndFieldsShareOneCaseInsensitiveStore) {
   EXPECT_FALSE(report->HasRepParam("absent"));
 }
 
+TEST_F(EngineTest, NamesFoldAccentedLettersAsAnsiUpperCaseDoes) {
+  report->RepParam("RDescrição", "x");
+  EXPECT_EQ(report->RepParam("RDESCRIÇÃO"), "x");
+  EXPECT_EQ(report->RepParam("rdescrição"), "x");
+  EXPECT_FALSE(report->HasRepParam("RDescricao")) << "an accented letter is not its plain letter";
+}
+
+TEST_F(EngineTest, ALayoutFieldThatWasNeverSetIsNotAParameter) {
+  report->RepPrintSection(13);
+  EXPECT_FALSE(report->HasRepParam("RValor")) << "printing a section sets none of its fields";
+  EXPECT_EQ(report->RepParam("RValor", "3,00"), "3,00") << "setting returns the stored text";
+  EXPECT_TRUE(report->HasRepParam("rvalor"));
+}
+
+TEST_F(EngineTest, ANewLayoutPrintsItsOwnFields) {
+  report->RepParam("RValor", "1,00");
+  report->RepParam("ROutro", "z");
+  report->RepPrintSection(13);
+  TReportLayout layout;
+  layout.AddSection(TLayoutSection::Of(1, {}));
+  layout.AddSection(TLayoutSection::Of(13, {"ROutro"}));
+  report->SetLayout(layout);
+  report->RepPrintSection(13);
+  const auto& last = sink.Entries().back();
+  ASSERT_EQ(last.fields.size(), 1u);
+  EXPECT_EQ(last.Field("ROutro"), "z");
+}
+
 TEST_F(EngineTest, FirstPrintOpensAPageWithBandOne) {
   EXPECT_TRUE(report->CSLIsPageEnd());
   report->RepParam("RNumeroNF", "123");

@@ -196,6 +196,26 @@ TEST_P(SqlBackend, HostConnectionAndPegarRegistro) {
   Nutildb::SetConexaoPadrao(nullptr);
 }
 
+TEST_P(SqlBackend, LookupsAreRememberedUntilTheConnectionWrites) {
+  Nutildb::SetConexaoPadrao(OpenConnection(db->Target(), false));
+  TSQLConnection* host = Nutildb::ConexaoPadrao();
+  TnClientDataSet* cursor = nullptr;
+  const std::string lookup = "select S, N from T where N = 3 order by N";
+  ASSERT_TRUE(TnDMSQLDataSet::PegarRegistroSQL(cursor, lookup));
+  // Another connection changes the row: the remembered result still answers.
+  conn->Execute("update T set S = 'changed' where N = 3", {});
+  ASSERT_TRUE(TnDMSQLDataSet::PegarRegistroSQL(cursor, lookup));
+  EXPECT_EQ(cursor->GetString(0), "c");
+  EXPECT_EQ(cursor->IndexFieldNames(), "N") << "a remembered result keeps its order-by key";
+  EXPECT_TRUE(cursor->FindKey({Variant(3)}));
+  // A write through the host's own connection forgets every remembered look-up.
+  host->Execute("update T set S = 'again' where N = 4", {});
+  ASSERT_TRUE(TnDMSQLDataSet::PegarRegistroSQL(cursor, lookup));
+  EXPECT_EQ(cursor->GetString(0), "changed");
+  Nutildb::DestruirSQL(cursor);
+  Nutildb::SetConexaoPadrao(nullptr);
+}
+
 TEST_P(SqlBackend, ExecuteReportsChangedRows) {
   EXPECT_EQ(conn->Execute("update T set S = :s where N > :n", {Variant("z"), Variant(3)}), 2);
   conn->BeginTransaction();
