@@ -1,5 +1,6 @@
 #include "runtime/column_store.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace nrw {
@@ -66,6 +67,12 @@ bool ColumnStore::IsNumeric(int field) const {
   return defs_[field].type != TFieldType::String;
 }
 
+bool ColumnStore::SortKeysExact(int field) const {
+  constexpr int64_t kExact = int64_t{1} << 53;
+  return IsFloatColumn(field) || std::all_of(integers_[field].begin(), integers_[field].end(),
+                                             [](int64_t v) { return v >= -kExact && v <= kExact; });
+}
+
 int64_t ColumnStore::Integer(RowId row, int field) const {
   const TFieldType type = defs_[field].type;
   if (IsIntegerType(type)) {
@@ -92,7 +99,17 @@ std::string ColumnStore::String(RowId row, int field) const {
   if (defs_[field].type == TFieldType::String) {
     return StringRef(row, field);
   }
-  return IsNull(row, field) ? std::string() : Value(row, field).AsString();
+  if (IsNull(row, field)) {
+    return std::string();
+  }
+  switch (defs_[field].type) {
+    case TFieldType::Integer:
+      return std::to_string(integers_[field][row]);
+    case TFieldType::Float:
+      return FloatToStr(floats_[field][row]);
+    default:
+      return Value(row, field).AsString();
+  }
 }
 
 Variant ColumnStore::Value(RowId row, int field) const {

@@ -32,12 +32,22 @@ class ColumnStore {
   // Copies one cell of another store with the same column types.
   void CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row);
 
+  // A numeric column's value as a sort key (exact for integers within +-2^53).
+  bool IsNumeric(int field) const;
+  double SortKey(RowId row, int field) const {
+    return IsFloatColumn(field) ? floats_[field][row] : static_cast<double>(integers_[field][row]);
+  }
+  // True when every integer of the column converts to a double without loss.
+  bool SortKeysExact(int field) const;
+
   // Three-way comparisons for ordering and key search; null sorts before every value.
   int Compare(RowId a, RowId b, int field) const;
   int CompareToValue(RowId row, int field, const Variant& value) const;
 
  private:
-  bool IsNumeric(int field) const;
+  bool IsFloatColumn(int field) const {
+    return defs_[field].type == TFieldType::Float || defs_[field].type == TFieldType::DateTime;
+  }
   const std::string& StringRef(RowId row, int field) const { return strings_[field][row]; }
 
   std::vector<TFieldDef> defs_;

@@ -101,14 +101,63 @@ struct TMemoryDataSet::Impl {
     return candidates;
   }
 
-  bool Less(RowId a, RowId b) const {
-    for (int field : index_fields) {
-      const int c = store->Compare(a, b, field);
+  bool Less(RowId a, RowId b) const { return LessFrom(0, a, b); }
+  // Compares by the index fields from the `first`-th on, then by row id.
+  bool LessFrom(size_t first, RowId a, RowId b) const {
+    for (size_t i = first; i < index_fields.size(); ++i) {
+      const int c = store->Compare(a, b, index_fields[i]);
       if (c != 0) {
         return c < 0;
       }
     }
     return a < b;
+  }
+  // Sorts `order` by the index. Rows often come in index order already (a provider's result
+  // by key): that is checked first. Otherwise up to two leading numeric fields are copied
+  // beside the row ids, so that most comparisons read neither the store nor its null flags.
+  void SortOrder() {
+    const auto less = [this](RowId a, RowId b) { return Less(a, b); };
+    if (index_fields.empty() || std::is_sorted(order.begin(), order.end(), less)) {
+      return;
+    }
+    size_t keys = 0;
+    while (keys < 2 && keys < index_fields.size() && store->IsNumeric(index_fields[keys]) &&
+           store->SortKeysExact(index_fields[keys])) {
+      ++keys;
+    }
+    if (keys == 0) {
+      std::sort(order.begin(), order.end(), less);
+      return;
+    }
+    struct Item {
+      double key[2];
+      RowId row;
+      uint8_t null[2];
+    };
+    std::vector<Item> items(order.size());
+    for (size_t p = 0; p < order.size(); ++p) {
+      Item& item = items[p];
+      item.row = order[p];
+      for (size_t k = 0; k < 2; ++k) {
+        const bool null = k >= keys || store->IsNull(item.row, index_fields[k]);
+        item.null[k] = null ? 1 : 0;
+        item.key[k] = null ? 0 : store->SortKey(item.row, index_fields[k]);
+      }
+    }
+    std::sort(items.begin(), items.end(), [&](const Item& a, const Item& b) {
+      for (size_t k = 0; k < keys; ++k) {
+        if (a.null[k] != b.null[k]) {
+          return a.null[k] > b.null[k];  // null first
+        }
+        if (a.key[k] < b.key[k] || b.key[k] < a.key[k]) {
+          return a.key[k] < b.key[k];
+        }
+      }
+      return LessFrom(keys, a.row, b.row);
+    });
+    for (size_t p = 0; p < order.size(); ++p) {
+      order[p] = items[p].row;
+    }
   }
   // Compares a row's leading index fields with a key (as many fields as the key has).
   int CompareKey(RowId row, const TVariantArray& key) const {
@@ -189,9 +238,7 @@ struct TMemoryDataSet::Impl {
         order.push_back(r);
       }
     }
-    if (!index_fields.empty()) {
-      std::sort(order.begin(), order.end(), [this](RowId a, RowId b) { return Less(a, b); });
-    }
+    SortOrder();
     tombstones = 0;
     pending.clear();
     order_dirty = false;
@@ -305,6 +352,25 @@ void TMemoryDataSet::CopyFrom(const TMemoryDataSet& source) {
   CreateDataSet(source.FieldDefs());
   const Impl& s = *source.impl_;
   Impl& d = *impl_;
+  // A source whose order is up to date and that holds few deleted rows is copied whole with
+  // its index order: row ids stay the same, so nothing is sorted again.
+  const size_t dead = static_cast<size_t>(std::count(s.deleted.begin(), s.deleted.end(), 1));
+  if (!s.order_dirty && s.pending.empty() && dead * 4 <= s.deleted.size()) {
+    *d.store = *s.store;
+    d.deleted = s.deleted;
+    d.order.reserve(s.order.size() - s.tombstones);
+    for (RowId row : s.order) {
+      if (s.deleted[row] == 0) {
+        d.order.push_back(row);
+      }
+    }
+    d.index_fields = s.index_fields;
+    StoreIndexFieldNames(source.IndexFieldNames());
+    d.RowsChanged();
+    d.ApplyRange();
+    d.GoFirst();
+    return;
+  }
   d.store->Reserve(s.deleted.size());
   for (RowId r = 0; r < s.deleted.size(); ++r) {
     if (s.deleted[r] != 0) {

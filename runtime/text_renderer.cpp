@@ -1,28 +1,18 @@
 #include "runtime/text_renderer.hpp"
 
 #include <algorithm>
-#include <map>
 
 namespace nrw {
 namespace {
 
-std::u32string Decode(const std::string& text) {
-  std::u32string out;
-  for (size_t i = 0; i < text.size();) {
-    const auto c = static_cast<unsigned char>(text[i]);
-    const int extra = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
-    char32_t code = extra == 0 ? c : c & (0x3F >> extra);
-    for (int k = 1; k <= extra && i + k < text.size(); ++k) {
-      code = (code << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
-    }
-    out.push_back(code);
-    i += static_cast<size_t>(extra) + 1;
-  }
-  return out;
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool IsContinuation(unsigned char c) {
+  return (c & 0xC0) == 0x80;
 }
 
-std::string Encode(const std::u32string& text) {
-  std::string out;
+// Appends the UTF-8 form of `text` to `out`.
+void Encode(std::u32string_view text, std::string& out) {
   for (char32_t c : text) {
     if (c < 0x80) {
       out += static_cast<char>(c);
@@ -40,7 +30,6 @@ std::string Encode(const std::u32string& text) {
       out += static_cast<char>(0x80 | (c & 0x3F));
     }
   }
-  return out;
 }
 
 }  // namespace
@@ -55,22 +44,46 @@ std::string FieldValue(const std::vector<TPrintedField>& fields, const std::stri
 }
 
 void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
-               const std::string& text) {
-  std::u32string value = Decode(text);
+               std::string_view text) {
   if (width <= 0 || column < 0) {
     return;
   }
-  if (static_cast<int>(value.size()) > width) {
-    value.resize(static_cast<size_t>(width));
+  int length = 0;  // in characters
+  for (char c : text) {
+    length += IsContinuation(static_cast<unsigned char>(c)) ? 0 : 1;
   }
-  const int spare = width - static_cast<int>(value.size());
+  length = std::min(length, width);
+  const int spare = width - length;
   const int start = column + (align == TLayoutAlign::Right    ? spare
                               : align == TLayoutAlign::Center ? spare / 2
                                                               : 0);
-  if (line.size() < static_cast<size_t>(start) + value.size()) {
-    line.resize(static_cast<size_t>(start) + value.size(), U' ');
+  if (line.size() < static_cast<size_t>(start + length)) {
+    line.resize(static_cast<size_t>(start + length), U' ');
   }
-  std::copy(value.begin(), value.end(), line.begin() + start);
+  // Decodes the first `length` characters straight into the line (stray continuation bytes
+  // are skipped, as they are not counted).
+  size_t i = 0;
+  while (i < text.size() && IsContinuation(static_cast<unsigned char>(text[i]))) {
+    ++i;
+  }
+  for (int k = 0; k < length; ++k) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    const int extra = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
+    char32_t code = extra == 0 ? c : c & (0x3F >> extra);
+    for (int n = 1; n <= extra; ++n) {
+      if (i + n >= text.size() || !IsContinuation(static_cast<unsigned char>(text[i + n]))) {
+        code = kReplacement;  // a cut sequence
+        break;
+      }
+      code = (code << 6) | (static_cast<unsigned char>(text[i + n]) & 0x3F);
+    }
+    line[static_cast<size_t>(start + k)] = code;
+    // Past the lead byte and its continuation bytes (stray ones included).
+    ++i;
+    while (i < text.size() && IsContinuation(static_cast<unsigned char>(text[i]))) {
+      ++i;
+    }
+  }
 }
 
 TextRenderer::TextRenderer(std::ostream& out, const TReportLayout& layout)
@@ -84,12 +97,15 @@ void TextRenderer::BeginPage(int32_t page) {
   }
 }
 
-void TextRenderer::Write(const std::u32string& line) {
-  std::u32string trimmed = line;
-  while (!trimmed.empty() && trimmed.back() == U' ') {
-    trimmed.pop_back();
+void TextRenderer::Write(std::u32string_view line) {
+  size_t end = line.size();
+  while (end > 0 && line[end - 1] == U' ') {
+    --end;
   }
-  out_ << Encode(trimmed) << '\n';
+  bytes_.clear();
+  Encode(line.substr(0, end), bytes_);
+  bytes_ += '\n';
+  out_.write(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
 }
 
 void TextRenderer::PrintHeader(int32_t, const std::vector<TPrintedField>& fields, int32_t,
@@ -122,28 +138,37 @@ void TextRenderer::PrintHeader(int32_t, const std::vector<TPrintedField>& fields
   Write(line);
 }
 
+// The rules and static texts of a section, drawn once.
+const std::u32string& TextRenderer::Background(const TLayoutSection& section) {
+  const auto [it, added] = backgrounds_.try_emplace(section.number);
+  if (added) {
+    std::u32string& line = it->second;
+    for (const TLayoutRule& rule : section.rules) {
+      const int from = Column(rule.x1), to = std::min(Column(rule.x2), width_);
+      if (to > from) {
+        PlaceText(line, from, to - from, TLayoutAlign::Left,
+                  std::string(static_cast<size_t>(to - from), '-'));
+      }
+    }
+    for (const TLayoutItem& text : section.texts) {
+      PlaceText(line, Column(text.x), Column(text.width), text.align, text.name);
+    }
+  }
+  return it->second;
+}
+
 void TextRenderer::PrintSection(int32_t, int32_t section,
                                 const std::vector<TPrintedField>& fields) {
   const TLayoutSection* s = layout_.Section(section);
   if (s == nullptr || s->height <= 0) {
     return;
   }
-  std::u32string line;
-  for (const TLayoutRule& rule : s->rules) {
-    const int from = Column(rule.x1), to = std::min(Column(rule.x2), width_);
-    if (to > from) {
-      PlaceText(line, from, to - from, TLayoutAlign::Left,
-                std::string(static_cast<size_t>(to - from), '-'));
-    }
-  }
-  for (const TLayoutItem& text : s->texts) {
-    PlaceText(line, Column(text.x), Column(text.width), text.align, text.name);
-  }
+  line_ = Background(*s);
   for (size_t i = 0; i < s->field_items.size() && i < fields.size(); ++i) {
     const TLayoutItem& item = s->field_items[i];
-    PlaceText(line, Column(item.x), Column(item.width), item.align, fields[i].value);
+    PlaceText(line_, Column(item.x), Column(item.width), item.align, fields[i].value);
   }
-  Write(line);
+  Write(line_);
 }
 
 }  // namespace nrw

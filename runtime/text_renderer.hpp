@@ -2,6 +2,9 @@
 #pragma once
 
 #include <ostream>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 
 #include "host/export.hpp"
 #include "host/report_layout.hpp"
@@ -15,7 +18,7 @@ constexpr double kMillimetresPerColumn = 1.4;
 // Writes `text` into `line` at column `column` within `width` columns, aligned; texts longer
 // than the width are cut (counting UTF-8 characters, not bytes).
 NRW_API void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
-                       const std::string& text);
+                       std::string_view text);
 
 // The value of a printed field by name ("" when the section has no such field).
 std::string FieldValue(const std::vector<TPrintedField>& fields, const std::string& name);
@@ -31,12 +34,16 @@ class TextRenderer : public TSectionSink {
   void Finish() override { out_.flush(); }
 
  private:
-  void Write(const std::u32string& line);
+  void Write(std::u32string_view line);
+  const std::u32string& Background(const TLayoutSection& section);
   int Column(double mm) const { return static_cast<int>(mm / kMillimetresPerColumn + 0.5); }
 
   std::ostream& out_;
   const TReportLayout& layout_;
   int width_;
+  std::unordered_map<int32_t, std::u32string> backgrounds_;
+  std::u32string line_;  // reused by every section
+  std::string bytes_;    // the line in UTF-8
 };
 
 }  // namespace nrw

@@ -1,5 +1,6 @@
 #include "host/variant.hpp"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -146,10 +147,12 @@ std::string FloatToStr(double value) {
   if (std::isinf(value)) {
     return value < 0 ? "-INF" : "INF";
   }
+  // The shortest of fixed and scientific notation with 15 significant digits (printf's %.15G).
   char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%.*G", kFloatToStrDigits, value);
-  std::string text(buffer);
-  const size_t e = text.find('E');
+  const auto written = std::to_chars(buffer, buffer + sizeof buffer, value,
+                                     std::chars_format::general, kFloatToStrDigits);
+  std::string text(buffer, written.ptr);
+  const size_t e = text.find('e');
   if (e != std::string::npos) {
     // 1.5E+15 becomes 1,5E15 and 1E-05 becomes 1E-5, as the host writes exponents.
     std::string exponent = text.substr(e + 1);

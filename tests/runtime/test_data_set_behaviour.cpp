@@ -361,6 +361,84 @@ TEST(MemoryDataSet, CloneIsIndependent) {
   EXPECT_EQ(copy->FieldCount(), table.FieldCount());
 }
 
+// Integers 0..n-1 in a scrambled order, under field K, with V = 10 * K.
+std::unique_ptr<TnClientDataSetMem> Scrambled(int n) {
+  auto table = std::make_unique<TnClientDataSetMem>(
+      nullptr, std::vector<TFieldDef>{{"K", TFieldType::Integer}, {"V", TFieldType::Float}});
+  for (int i = 0; i < n; ++i) {
+    const int k = (i * 7919) % n;
+    table->Append();
+    table->SetValue(0, Variant(k));
+    table->SetValue(1, Variant(10.0 * k));
+    table->Post();
+  }
+  return table;
+}
+
+std::vector<int64_t> Keys(TDataSet& table) {
+  std::vector<int64_t> keys;
+  for (table.First(); !table.Eof(); table.Next()) {
+    keys.push_back(table.GetInteger(0));
+  }
+  return keys;
+}
+
+TEST(MemoryDataSet, CloneKeepsTheIndexOrderAfterDeletes) {
+  for (const int deletes : {3, 60}) {  // few deleted rows (copied whole), many (compacted)
+    auto table = Scrambled(100);
+    table->SetIndexFieldNames("K");
+    for (int i = 0; i < deletes; ++i) {
+      ASSERT_TRUE(table->FindKey({Variant((3 * i) % 100)}));
+      table->Delete();
+    }
+    std::unique_ptr<TnClientDataSetMem> copy(Nutildb::CloneCDS(table.get()));
+    EXPECT_EQ(Keys(*copy), Keys(*table)) << deletes << " deleted";
+    EXPECT_FALSE(copy->FindKey({Variant(0)}));
+    ASSERT_TRUE(copy->FindKey({Variant(98)}));
+    EXPECT_EQ(copy->GetFloat(1), 980.0);
+    // The copy takes new rows in its index order, and the source does not see them.
+    copy->Append();
+    copy->SetValue(0, Variant(0));
+    copy->Post();
+    EXPECT_EQ(Keys(*copy).front(), 0);
+    EXPECT_FALSE(table->FindKey({Variant(0)}));
+  }
+}
+
+TEST(MemoryDataSet, IndexSortsNullsFirstThenByEachField) {
+  TnClientDataSetMem table(
+      nullptr, {{"A", TFieldType::Float}, {"B", TFieldType::Integer}, {"C", TFieldType::String}});
+  const std::vector<std::vector<Variant>> rows = {
+      {Variant(2.0), Variant(1), Variant("b")}, {Variant(), Variant(5), Variant("z")},
+      {Variant(2.0), Variant(1), Variant("a")}, {Variant(-1.5), Variant(), Variant("c")},
+      {Variant(2.0), Variant(0), Variant("d")}, {Variant(-1.5), Variant(3), Variant("e")}};
+  for (const auto& row : rows) {
+    table.Append();
+    for (size_t i = 0; i < row.size(); ++i) {
+      table.SetValue(static_cast<int>(i), row[i]);
+    }
+    table.Post();
+  }
+  table.SetIndexFieldNames("A;B;C");
+  std::string order;
+  for (table.First(); !table.Eof(); table.Next()) {
+    order += table.GetString(2);
+  }
+  EXPECT_EQ(order, "zcedab");
+}
+
+TEST(MemoryDataSet, IntegersBeyondTheDoublesPrecisionSortExactly) {
+  TnClientDataSetMem table(nullptr, {{"K", TFieldType::Integer}});
+  const int64_t big = (int64_t{1} << 60) + 1;
+  for (const int64_t k : {big, big - 1, int64_t{5}, big - 2}) {
+    table.Append();
+    table.SetValue(0, Variant(k));
+    table.Post();
+  }
+  table.SetIndexFieldNames("K");
+  EXPECT_EQ(Keys(table), (std::vector<int64_t>{5, big - 2, big - 1, big}));
+}
+
 TEST(MemoryDataSet, ReadOnlyRefusesEdits) {
   TnClientDataSet cursor(nullptr, {{"K", TFieldType::Integer}});
   cursor.SetReadOnly(true);

@@ -35,6 +35,25 @@ TEST(PlaceText, AlignsAndCutsByCharacters) {
   EXPECT_EQ(Place(0, 6, TLayoutAlign::Center, "ab"), "  ab");
   EXPECT_EQ(Place(0, 3, TLayoutAlign::Left, "Série"), "S*r") << "three characters, not three bytes";
   EXPECT_EQ(Place(0, 0, TLayoutAlign::Left, "x"), "");
+  EXPECT_EQ(Place(1, 4, TLayoutAlign::Right, "€1"), "   *1") << "a three-byte character";
+  EXPECT_EQ(Place(0, 2, TLayoutAlign::Left,
+                  "\x80"
+                  "ab"),
+            "ab")
+      << "a stray continuation byte";
+  EXPECT_EQ(Place(0, 2, TLayoutAlign::Left, "\xC3"), "*") << "a cut character stays one";
+  EXPECT_EQ(Place(0, 3, TLayoutAlign::Left,
+                  "\xC3"
+                  "ab"),
+            "*ab")
+      << "cut before a plain letter";
+}
+
+TEST(PlaceText, LaterTextsOverwriteEarlierOnes) {
+  std::u32string line;
+  nrw::PlaceText(line, 0, 6, TLayoutAlign::Left, "------");
+  nrw::PlaceText(line, 2, 2, TLayoutAlign::Left, "ab");
+  EXPECT_EQ(line, U"--ab--");
 }
 
 std::string RunTo(const std::string& format, const std::vector<int32_t>& without = {}) {
