@@ -44,6 +44,8 @@ class NRW_API Variant {
   int64_t AsInteger() const;
   double AsFloat() const;
   std::string AsString() const;
+  // The text of a String variant, without a copy (only for Kind::String).
+  const std::string& StringRef() const { return std::get<std::string>(value_); }
   bool AsBoolean() const;
   TDateTime AsDateTime() const;
 

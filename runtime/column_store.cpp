@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+
+#include "host/exception.hpp"
 
 namespace nrw {
 namespace {
@@ -19,94 +22,131 @@ int ThreeWay(const T& a, const T& b) {
 
 }  // namespace
 
-ColumnStore::ColumnStore(std::vector<TFieldDef> defs)
-    : defs_(std::move(defs)),
-      integers_(defs_.size()),
-      floats_(defs_.size()),
-      strings_(defs_.size()),
-      nulls_(defs_.size()) {}
+TextArena::Handle TextArena::Add(std::string_view text) {
+  if (text.empty()) {
+    return kEmpty;
+  }
+  // A text goes into the last block when it fits and no copy shares that block; a text longer
+  // than a block gets a block of its own.
+  const bool fits =
+      !blocks_.empty() && used_ + text.size() <= kBlock && blocks_.back().use_count() == 1;
+  if (!fits) {
+    blocks_.push_back(std::make_shared_for_overwrite<char[]>(std::max(text.size(), kBlock)));
+    used_ = 0;
+  }
+  std::memcpy(blocks_.back().get() + used_, text.data(), text.size());
+  const Handle handle = (static_cast<Handle>(blocks_.size() - 1) << 40) |
+                        (static_cast<Handle>(used_) << 24) | static_cast<Handle>(text.size());
+  used_ = std::min(used_ + text.size(), kBlock);
+  return handle;
+}
+
+ColumnStore::ColumnStore(std::vector<TFieldDef> defs) : defs_(std::move(defs)) {
+  columns_.resize(defs_.size());
+  for (size_t f = 0; f < defs_.size(); ++f) {
+    columns_[f].kind = IsIntegerType(defs_[f].type) ? Kind::Integer
+                       : IsFloatType(defs_[f].type) ? Kind::Float
+                                                    : Kind::Text;
+  }
+}
 
 RowId ColumnStore::AddRow() {
-  const RowId row = static_cast<RowId>(RowCount());
-  for (size_t f = 0; f < defs_.size(); ++f) {
-    nulls_[f].push_back(1);
-    if (IsIntegerType(defs_[f].type)) {
-      integers_[f].push_back(0);
-    } else if (IsFloatType(defs_[f].type)) {
-      floats_[f].push_back(0.0);
-    } else {
-      strings_[f].emplace_back();
+  const RowId row = static_cast<RowId>(rows_);
+  for (Column& c : columns_) {
+    c.nulls.PushBack(1);
+    switch (c.kind) {
+      case Kind::Integer:
+        c.integers.PushBack(0);
+        break;
+      case Kind::Float:
+        c.floats.PushBack(0.0);
+        break;
+      case Kind::Text:
+        c.texts.PushBack(TextArena::kEmpty);
+        break;
     }
   }
+  ++rows_;
   return row;
 }
 
 void ColumnStore::Clear() {
-  for (size_t f = 0; f < defs_.size(); ++f) {
-    integers_[f].clear();
-    floats_[f].clear();
-    strings_[f].clear();
-    nulls_[f].clear();
+  for (Column& c : columns_) {
+    c.integers.Clear();
+    c.floats.Clear();
+    c.texts.Clear();
+    c.arena.Clear();
+    c.nulls.Clear();
   }
+  rows_ = 0;
 }
 
 void ColumnStore::Reserve(size_t rows) {
-  for (size_t f = 0; f < defs_.size(); ++f) {
-    nulls_[f].reserve(rows);
-    if (IsIntegerType(defs_[f].type)) {
-      integers_[f].reserve(rows);
-    } else if (IsFloatType(defs_[f].type)) {
-      floats_[f].reserve(rows);
-    } else {
-      strings_[f].reserve(rows);
-    }
+  for (Column& c : columns_) {
+    c.nulls.Reserve(rows);
+    c.integers.Reserve(c.kind == Kind::Integer ? rows : 0);
+    c.floats.Reserve(c.kind == Kind::Float ? rows : 0);
+    c.texts.Reserve(c.kind == Kind::Text ? rows : 0);
   }
 }
 
 bool ColumnStore::IsNumeric(int field) const {
-  return defs_[field].type != TFieldType::String;
+  return columns_[field].kind != Kind::Text;
 }
 
 bool ColumnStore::SortKeysExact(int field) const {
   constexpr int64_t kExact = int64_t{1} << 53;
-  return IsFloatColumn(field) || std::all_of(integers_[field].begin(), integers_[field].end(),
-                                             [](int64_t v) { return v >= -kExact && v <= kExact; });
+  const Column& c = columns_[field];
+  if (c.kind != Kind::Integer) {
+    return true;
+  }
+  for (size_t row = 0; row < rows_; ++row) {
+    if (c.integers[row] < -kExact || c.integers[row] > kExact) {
+      return false;
+    }
+  }
+  return true;
 }
 
 int64_t ColumnStore::Integer(RowId row, int field) const {
-  const TFieldType type = defs_[field].type;
-  if (IsIntegerType(type)) {
-    return integers_[field][row];
+  const Column& c = columns_[field];
+  switch (c.kind) {
+    case Kind::Integer:
+      return c.integers[row];
+    case Kind::Float:
+      return static_cast<int64_t>(std::llround(c.floats[row]));
+    case Kind::Text:
+      break;
   }
-  if (IsFloatType(type)) {
-    return static_cast<int64_t>(std::llround(floats_[field][row]));
-  }
-  return IsNull(row, field) ? 0 : Variant(StringRef(row, field)).AsInteger();
+  return IsNull(row, field) ? 0 : Variant(String(row, field)).AsInteger();
 }
 
 double ColumnStore::Float(RowId row, int field) const {
-  const TFieldType type = defs_[field].type;
-  if (IsFloatType(type)) {
-    return floats_[field][row];
+  const Column& c = columns_[field];
+  switch (c.kind) {
+    case Kind::Float:
+      return c.floats[row];
+    case Kind::Integer:
+      return static_cast<double>(c.integers[row]);
+    case Kind::Text:
+      break;
   }
-  if (IsIntegerType(type)) {
-    return static_cast<double>(integers_[field][row]);
-  }
-  return IsNull(row, field) ? 0.0 : Variant(StringRef(row, field)).AsFloat();
+  return IsNull(row, field) ? 0.0 : Variant(String(row, field)).AsFloat();
 }
 
 std::string ColumnStore::String(RowId row, int field) const {
-  if (defs_[field].type == TFieldType::String) {
-    return StringRef(row, field);
+  const Column& c = columns_[field];
+  if (c.kind == Kind::Text) {
+    return std::string(TextAt(row, field));
   }
   if (IsNull(row, field)) {
     return std::string();
   }
   switch (defs_[field].type) {
     case TFieldType::Integer:
-      return std::to_string(integers_[field][row]);
+      return std::to_string(c.integers[row]);
     case TFieldType::Float:
-      return FloatToStr(floats_[field][row]);
+      return FloatToStr(c.floats[row]);
     default:
       return Value(row, field).AsString();
   }
@@ -116,47 +156,73 @@ Variant ColumnStore::Value(RowId row, int field) const {
   if (IsNull(row, field)) {
     return Variant();
   }
+  const Column& c = columns_[field];
   switch (defs_[field].type) {
     case TFieldType::Integer:
-      return Variant(integers_[field][row]);
+      return Variant(c.integers[row]);
     case TFieldType::Boolean:
-      return Variant(integers_[field][row] != 0);
+      return Variant(c.integers[row] != 0);
     case TFieldType::Float:
-      return Variant(floats_[field][row]);
+      return Variant(c.floats[row]);
     case TFieldType::DateTime:
-      return Variant::FromDateTime(floats_[field][row]);
+      return Variant::FromDateTime(c.floats[row]);
     case TFieldType::String:
       break;
   }
-  return Variant(StringRef(row, field));
+  return Variant(String(row, field));
+}
+
+void ColumnStore::SetText(Column& column, RowId row, std::string_view text) {
+  if (text.size() > TextArena::kMaxLength) {
+    throw Exception("field " + defs_[&column - columns_.data()].name + ": a text of " +
+                    std::to_string(text.size()) + " bytes is longer than a field can hold");
+  }
+  column.texts.Mutable(row) = column.arena.Add(text);
 }
 
 void ColumnStore::Set(RowId row, int field, const Variant& value) {
-  nulls_[field][row] = value.IsNull() ? 1 : 0;
+  Column& c = columns_[field];
   const TFieldType type = defs_[field].type;
-  if (IsIntegerType(type)) {
-    integers_[field][row] = value.IsNull()                ? 0
-                            : type == TFieldType::Boolean ? (value.AsBoolean() ? 1 : 0)
-                                                          : value.AsInteger();
-  } else if (IsFloatType(type)) {
-    floats_[field][row] = value.IsNull()                 ? 0.0
-                          : type == TFieldType::DateTime ? value.AsDateTime()
-                                                         : value.AsFloat();
-  } else {
-    strings_[field][row] = value.IsNull() ? std::string() : value.AsString();
+  switch (c.kind) {
+    case Kind::Integer:
+      c.integers.Mutable(row) = value.IsNull()                ? 0
+                                : type == TFieldType::Boolean ? (value.AsBoolean() ? 1 : 0)
+                                                              : value.AsInteger();
+      break;
+    case Kind::Float:
+      c.floats.Mutable(row) = value.IsNull()                 ? 0.0
+                              : type == TFieldType::DateTime ? value.AsDateTime()
+                                                             : value.AsFloat();
+      break;
+    case Kind::Text:
+      if (value.IsNull()) {
+        c.texts.Mutable(row) = TextArena::kEmpty;
+      } else if (value.GetKind() == Variant::Kind::String) {
+        SetText(c, row, value.StringRef());
+      } else {
+        SetText(c, row, value.AsString());
+      }
+      break;
   }
+  // Conversions above may throw: the null flag changes only once the value is stored.
+  c.nulls.Mutable(row) = value.IsNull() ? 1 : 0;
 }
 
 void ColumnStore::CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row) {
-  nulls_[field][row] = source.nulls_[field][source_row];
-  const TFieldType type = defs_[field].type;
-  if (IsIntegerType(type)) {
-    integers_[field][row] = source.integers_[field][source_row];
-  } else if (IsFloatType(type)) {
-    floats_[field][row] = source.floats_[field][source_row];
-  } else {
-    strings_[field][row] = source.strings_[field][source_row];
+  Column& c = columns_[field];
+  const Column& from = source.columns_[field];
+  switch (c.kind) {
+    case Kind::Integer:
+      c.integers.Mutable(row) = from.integers[source_row];
+      break;
+    case Kind::Float:
+      c.floats.Mutable(row) = from.floats[source_row];
+      break;
+    case Kind::Text:
+      SetText(c, row, from.arena.Text(from.texts[source_row]));
+      break;
   }
+  c.nulls.Mutable(row) = from.nulls[source_row];
 }
 
 int ColumnStore::Compare(RowId a, RowId b, int field) const {
@@ -165,16 +231,17 @@ int ColumnStore::Compare(RowId a, RowId b, int field) const {
   if (null_a || null_b) {
     return ThreeWay(!null_a, !null_b);
   }
-  const TFieldType type = defs_[field].type;
-  if (IsIntegerType(type)) {
-    return ThreeWay(integers_[field][a], integers_[field][b]);
+  const Column& c = columns_[field];
+  switch (c.kind) {
+    case Kind::Integer:
+      return ThreeWay(c.integers[a], c.integers[b]);
+    case Kind::Float:
+      return ThreeWay(c.floats[a], c.floats[b]);
+    case Kind::Text:
+      break;
   }
-  if (IsFloatType(type)) {
-    return ThreeWay(floats_[field][a], floats_[field][b]);
-  }
-  return StringRef(a, field).compare(StringRef(b, field)) < 0   ? -1
-         : StringRef(a, field).compare(StringRef(b, field)) > 0 ? 1
-                                                                : 0;
+  const int compared = TextAt(a, field).compare(TextAt(b, field));
+  return compared < 0 ? -1 : (compared > 0 ? 1 : 0);
 }
 
 int ColumnStore::CompareToValue(RowId row, int field, const Variant& value) const {
@@ -182,15 +249,17 @@ int ColumnStore::CompareToValue(RowId row, int field, const Variant& value) cons
   if (null_row || value.IsNull()) {
     return ThreeWay(!null_row, !value.IsNull());
   }
-  const TFieldType type = defs_[field].type;
-  if (IsIntegerType(type) && value.GetKind() == Variant::Kind::Integer) {
-    return ThreeWay(integers_[field][row], value.AsInteger());
+  const Column& c = columns_[field];
+  if (c.kind == Kind::Integer && value.GetKind() == Variant::Kind::Integer) {
+    return ThreeWay(c.integers[row], value.AsInteger());
   }
   if (IsNumeric(field)) {
     return ThreeWay(Float(row, field), value.AsFloat());
   }
-  const int c = StringRef(row, field).compare(value.AsString());
-  return c < 0 ? -1 : (c > 0 ? 1 : 0);
+  const int compared = value.GetKind() == Variant::Kind::String
+                           ? TextAt(row, field).compare(value.StringRef())
+                           : TextAt(row, field).compare(value.AsString());
+  return compared < 0 ? -1 : (compared > 0 ? 1 : 0);
 }
 
 }  // namespace nrw

@@ -1,29 +1,34 @@
 // Column-oriented row storage behind the in-memory data sets. Tuned for a million rows of a
-// dozen fields: one typed vector per column (no per-cell variant), rows named by 32-bit ids that
+// dozen fields: one typed column per field (no per-cell variant), rows named by 32-bit ids that
 // never move, so an index is a vector of ids and a delete is a tombstone.
+//
+// Copies share their storage until one side writes (see chunked_column.hpp): a working copy of
+// a million rows costs nothing until it is changed.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/data_set.hpp"
+#include "runtime/chunked_column.hpp"
 
 namespace nrw {
 
 using RowId = uint32_t;
 
-class ColumnStore {
+class NRW_API ColumnStore {
  public:
   explicit ColumnStore(std::vector<TFieldDef> defs);
 
   const std::vector<TFieldDef>& Defs() const { return defs_; }
-  size_t RowCount() const { return nulls_.empty() ? 0 : nulls_[0].size(); }
+  size_t RowCount() const { return rows_; }
   RowId AddRow();
   void Clear();
   void Reserve(size_t rows);
 
-  bool IsNull(RowId row, int field) const { return nulls_[field][row] != 0; }
+  bool IsNull(RowId row, int field) const { return columns_[field].nulls[row] != 0; }
   int64_t Integer(RowId row, int field) const;
   double Float(RowId row, int field) const;
   std::string String(RowId row, int field) const;
@@ -35,7 +40,8 @@ class ColumnStore {
   // A numeric column's value as a sort key (exact for integers within +-2^53).
   bool IsNumeric(int field) const;
   double SortKey(RowId row, int field) const {
-    return IsFloatColumn(field) ? floats_[field][row] : static_cast<double>(integers_[field][row]);
+    const Column& c = columns_[field];
+    return c.kind == Kind::Float ? c.floats[row] : static_cast<double>(c.integers[row]);
   }
   // True when every integer of the column converts to a double without loss.
   bool SortKeysExact(int field) const;
@@ -45,17 +51,26 @@ class ColumnStore {
   int CompareToValue(RowId row, int field, const Variant& value) const;
 
  private:
-  bool IsFloatColumn(int field) const {
-    return defs_[field].type == TFieldType::Float || defs_[field].type == TFieldType::DateTime;
+  enum class Kind { Integer, Float, Text };
+  // One of the three value columns is used, by the field's type.
+  struct Column {
+    Kind kind = Kind::Text;
+    ChunkedVector<int64_t> integers;
+    ChunkedVector<double> floats;
+    ChunkedVector<TextArena::Handle> texts;
+    TextArena arena;
+    ChunkedVector<uint8_t> nulls;
+  };
+
+  std::string_view TextAt(RowId row, int field) const {
+    const Column& c = columns_[field];
+    return c.arena.Text(c.texts[row]);
   }
-  const std::string& StringRef(RowId row, int field) const { return strings_[field][row]; }
+  void SetText(Column& column, RowId row, std::string_view text);
 
   std::vector<TFieldDef> defs_;
-  // One of the three is used per column, by its type; the others stay empty.
-  std::vector<std::vector<int64_t>> integers_;
-  std::vector<std::vector<double>> floats_;
-  std::vector<std::vector<std::string>> strings_;
-  std::vector<std::vector<uint8_t>> nulls_;
+  std::vector<Column> columns_;
+  size_t rows_ = 0;
 };
 
 }  // namespace nrw

@@ -165,7 +165,8 @@ sqlite3* OpenSqliteDatabase(const std::string& path, bool create) {
     throw Exception("database file '" + path + "' does not exist");
   }
   sqlite3* db = nullptr;
-  const int flags = SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0);
+  // A connection is used by one thread at a time: SQLite need not lock around each call.
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
   if (sqlite3_open_v2(path.c_str(), &db, flags, nullptr) != SQLITE_OK) {
     const std::string message = db != nullptr ? sqlite3_errmsg(db) : "out of memory";
     sqlite3_close(db);

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/exception.hpp"
+#include "runtime/column_store.hpp"
+
+namespace nrw {
+namespace {
+
+TEST(ChunkedVector, GrowsPastManyChunksWithoutLosingValues) {
+  ChunkedVector<int64_t> values;
+  const size_t n = 3 * ChunkedVector<int64_t>::kChunk + 5;
+  for (size_t i = 0; i < n; ++i) {
+    values.PushBack(static_cast<int64_t>(i * 3));
+  }
+  ASSERT_EQ(values.Size(), n);
+  for (size_t i = 0; i < n; i += 997) {
+    EXPECT_EQ(values[i], static_cast<int64_t>(i * 3));
+  }
+  EXPECT_EQ(values[n - 1], static_cast<int64_t>((n - 1) * 3));
+}
+
+TEST(ChunkedVector, CopiesShareUntilOneWrites) {
+  ChunkedVector<double> original;
+  for (int i = 0; i < 20000; ++i) {  // a first chunk and part of a second
+    original.PushBack(i);
+  }
+  ChunkedVector<double> copy = original;
+  copy.Mutable(5) = -1;
+  copy.Mutable(19999) = -2;
+  copy.PushBack(7);
+  original.PushBack(8);
+  EXPECT_EQ(original[5], 5);
+  EXPECT_EQ(original[19999], 19999);
+  EXPECT_EQ(original[20000], 8);
+  EXPECT_EQ(copy[5], -1);
+  EXPECT_EQ(copy[19999], -2);
+  EXPECT_EQ(copy[20000], 7);
+}
+
+TEST(ChunkedVector, ASmallFirstChunkSharedAndGrown) {
+  ChunkedVector<int64_t> original;
+  original.PushBack(1);
+  ChunkedVector<int64_t> copy = original;
+  for (int i = 0; i < 100; ++i) {
+    copy.PushBack(i);  // the shared first chunk grows in the copy only
+  }
+  EXPECT_EQ(original.Size(), 1u);
+  EXPECT_EQ(original[0], 1);
+  EXPECT_EQ(copy[0], 1);
+  EXPECT_EQ(copy[100], 99);
+}
+
+TEST(TextArena, TextsKeepTheirBytesAcrossBlocksAndCopies) {
+  TextArena arena;
+  std::vector<TextArena::Handle> handles;
+  std::vector<std::string> texts;
+  for (int i = 0; i < 20000; ++i) {  // several 64 KiB blocks
+    texts.push_back("text number " + std::to_string(i));
+    handles.push_back(arena.Add(texts.back()));
+  }
+  const std::string large(200000, 'x');  // longer than a block
+  const TextArena::Handle large_handle = arena.Add(large);
+  TextArena copy = arena;
+  const TextArena::Handle in_copy = copy.Add("only in the copy");
+  const TextArena::Handle in_original = arena.Add("only in the original");
+  for (size_t i = 0; i < texts.size(); i += 101) {
+    EXPECT_EQ(arena.Text(handles[i]), texts[i]);
+    EXPECT_EQ(copy.Text(handles[i]), texts[i]);
+  }
+  EXPECT_EQ(arena.Text(large_handle), large);
+  EXPECT_EQ(copy.Text(in_copy), "only in the copy");
+  EXPECT_EQ(arena.Text(in_original), "only in the original");
+  EXPECT_EQ(arena.Text(arena.Add("")), "");
+}
+
+TEST(ColumnStore, CopiesAreIndependentAfterWrites) {
+  ColumnStore store({{"N", TFieldType::Integer}, {"S", TFieldType::String}});
+  for (int i = 0; i < 3; ++i) {
+    const RowId row = store.AddRow();
+    store.Set(row, 0, Variant(i));
+    store.Set(row, 1, Variant("v" + std::to_string(i)));
+  }
+  ColumnStore copy = store;
+  copy.Set(1, 1, Variant("changed"));
+  copy.Set(2, 0, Variant());
+  copy.Clear();
+  EXPECT_EQ(copy.RowCount(), 0u);
+  EXPECT_EQ(store.String(1, 1), "v1");
+  EXPECT_FALSE(store.IsNull(2, 0));
+  EXPECT_EQ(store.Integer(2, 0), 2);
+}
+
+TEST(ColumnStore, AFailedConversionLeavesTheCellAsItWas) {
+  ColumnStore store({{"N", TFieldType::Integer}});
+  const RowId row = store.AddRow();
+  EXPECT_THROW(store.Set(row, 0, Variant("not a number")), Exception);
+  EXPECT_TRUE(store.IsNull(row, 0));
+}
+
+}  // namespace
+}  // namespace nrw
