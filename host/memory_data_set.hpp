@@ -29,6 +29,9 @@ class NRW_API TMemoryDataSet : public TDataSet {
   void EmptyDataSet();
   // Copies every live row of `source` (ignoring its range and filter) with the same columns.
   void CopyFrom(const TMemoryDataSet& source);
+  // Puts the rows in the order of `field_names` for good: a table without an index then reads
+  // in that order (deleted rows are dropped; an index, if any, is built again).
+  void SortRows(const std::string& field_names);
   void ReserveRows(size_t rows);
   // A read-only table refuses Append, Edit and Delete.
   bool ReadOnly() const { return read_only_; }
@@ -64,6 +67,8 @@ class NRW_API TMemoryDataSet : public TDataSet {
   struct Impl;
   void CheckActive() const;
   void CheckWritable() const;
+  // The row that reads come from: false when the cursor has none.
+  bool ReadRow(uint32_t& row) const;
   uint32_t CurrentRow() const;
   std::unique_ptr<Impl> impl_;
   bool read_only_ = false;

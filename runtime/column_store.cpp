@@ -208,6 +208,36 @@ void ColumnStore::Set(RowId row, int field, const Variant& value) {
   c.nulls.Mutable(row) = value.IsNull() ? 1 : 0;
 }
 
+ColumnStore ColumnStore::Permuted(const std::vector<RowId>& order) const {
+  ColumnStore out(defs_);
+  for (size_t f = 0; f < columns_.size(); ++f) {
+    const Column& from = columns_[f];
+    Column& to = out.columns_[f];
+    for (RowId row : order) {
+      to.nulls.PushBack(from.nulls[row]);
+    }
+    switch (from.kind) {
+      case Kind::Integer:
+        for (RowId row : order) {
+          to.integers.PushBack(from.integers[row]);
+        }
+        break;
+      case Kind::Float:
+        for (RowId row : order) {
+          to.floats.PushBack(from.floats[row]);
+        }
+        break;
+      case Kind::Text:
+        for (RowId row : order) {
+          to.texts.PushBack(to.arena.Add(from.arena.Text(from.texts[row])));
+        }
+        break;
+    }
+  }
+  out.rows_ = order.size();
+  return out;
+}
+
 void ColumnStore::CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row) {
   Column& c = columns_[field];
   const Column& from = source.columns_[field];

@@ -28,12 +28,15 @@ class NRW_API ColumnStore {
   void Clear();
   void Reserve(size_t rows);
 
+  // A null cell holds 0 (numbers) or the empty text, so that a read needs no null test.
   bool IsNull(RowId row, int field) const { return columns_[field].nulls[row] != 0; }
   int64_t Integer(RowId row, int field) const;
   double Float(RowId row, int field) const;
   std::string String(RowId row, int field) const;
   Variant Value(RowId row, int field) const;
   void Set(RowId row, int field, const Variant& value);
+  // A store holding the rows `order` names, in that order (row i is order[i]).
+  ColumnStore Permuted(const std::vector<RowId>& order) const;
   // Copies one cell of another store with the same column types.
   void CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row);
 

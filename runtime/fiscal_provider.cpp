@@ -143,11 +143,13 @@ struct TnFisDPListarLctoFisTotal::Impl {
   void Execute() {
     const nrw::FiscalFilter f = ReadFilter();
     const int total_kind = StrToIntDef(P("pTipoTotal").AsString(), 0);
-    std::unordered_set<double> keys;
+    std::vector<double> keys;
     std::map<std::pair<double, int32_t>, Amounts> sums;
     std::unordered_set<int64_t> people;
     Storage().BeginRefill();
     LoadTaxLines(f, total_kind, keys, sums);
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     LoadDocuments(f, keys, people);
     LoadPisCofins(f, keys);
     Storage().EndRefill();
@@ -156,13 +158,17 @@ struct TnFisDPListarLctoFisTotal::Impl {
     FillTotals(total_kind, sums);
   }
 
-  void LoadTaxLines(const nrw::FiscalFilter& f, int total_kind, std::unordered_set<double>& keys,
+  // The keys of the documents with listed lines, in the order read (sorted afterwards).
+  void LoadTaxLines(const nrw::FiscalFilter& f, int total_kind, std::vector<double>& keys,
                     std::map<std::pair<double, int32_t>, Amounts>& sums) {
     const auto fields = nrw::FiscalResultFields(FiscalResult::Imposto, f.extra_field);
     nrw::FiscalStorage& storage = Storage();
     storage.Begin(FiscalResult::Imposto, fields);
-    Run(nrw::TaxLinesQuery(f), fields, [&](std::vector<Variant>& row) {
-      keys.insert(row[0].AsFloat());
+    Run(nrw::TaxLinesQuery(f, !storage.SortsRows()), fields, [&](std::vector<Variant>& row) {
+      const double key = row[0].AsFloat();
+      if (keys.empty() || keys.back() != key) {
+        keys.push_back(key);
+      }
       if (total_kind == kTotalByCfop || total_kind == kTotalByDay) {
         const double group = total_kind == kTotalByCfop ? row[3].AsFloat() : row[2].AsFloat();
         Amounts& amounts = sums[{group, static_cast<int32_t>(row[4].AsInteger())}];
@@ -172,33 +178,38 @@ struct TnFisDPListarLctoFisTotal::Impl {
       }
       storage.Add(row);
     });
-    storage.End();
+    storage.End("CHAVELCTOFIS;SEQ");
   }
 
-  void LoadDocuments(const nrw::FiscalFilter& f, const std::unordered_set<double>& keys,
+  // `keys`: sorted, without repeats.
+  static bool HasKey(const std::vector<double>& keys, double key) {
+    return std::binary_search(keys.begin(), keys.end(), key);
+  }
+
+  void LoadDocuments(const nrw::FiscalFilter& f, const std::vector<double>& keys,
                      std::unordered_set<int64_t>& people) {
     const auto fields = nrw::FiscalResultFields(FiscalResult::DocFiscal, f.extra_field);
     nrw::FiscalStorage& storage = Storage();
     storage.Begin(FiscalResult::DocFiscal, fields);
-    Run(nrw::DocumentsQuery(f), fields, [&](std::vector<Variant>& row) {
-      if (keys.count(row[0].AsFloat()) != 0) {
+    Run(nrw::DocumentsQuery(f, !storage.SortsRows()), fields, [&](std::vector<Variant>& row) {
+      if (HasKey(keys, row[0].AsFloat())) {
         people.insert(row[10].AsInteger());
         storage.Add(row);
       }
     });
-    storage.End();
+    storage.End("CHAVELCTOFIS");
   }
 
-  void LoadPisCofins(const nrw::FiscalFilter& f, const std::unordered_set<double>& keys) {
+  void LoadPisCofins(const nrw::FiscalFilter& f, const std::vector<double>& keys) {
     const auto fields = nrw::FiscalResultFields(FiscalResult::PisCofins, f.extra_field);
     nrw::FiscalStorage& storage = Storage();
     storage.Begin(FiscalResult::PisCofins, fields);
-    Run(nrw::PisCofinsQuery(f), fields, [&](std::vector<Variant>& row) {
-      if (keys.count(row[0].AsFloat()) != 0) {
+    Run(nrw::PisCofinsQuery(f, !storage.SortsRows()), fields, [&](std::vector<Variant>& row) {
+      if (HasKey(keys, row[0].AsFloat())) {
         storage.Add(row);
       }
     });
-    storage.End();
+    storage.End("CHAVELCTOFIS;SEQ");
   }
 
   // Counterparties of the documents kept. Without "pListarDadosPessoa" their registration

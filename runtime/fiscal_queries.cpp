@@ -79,6 +79,7 @@ std::vector<Direction> Directions(const FiscalFilter& f) {
 template <class Branch>
 SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by,
               const char* joiner = " union all ") {
+  // An empty `order_by` leaves the rows in the database's order.
   SqlText text;
   std::vector<Direction> directions = Directions(f);
   const bool none = directions.empty();
@@ -91,13 +92,15 @@ SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by,
       text.sql += " and 1 = 0";
     }
   }
-  text.sql += " order by " + order_by;
+  if (!order_by.empty()) {
+    text.sql += " order by " + order_by;
+  }
   return text;
 }
 
 }  // namespace
 
-SqlText TaxLinesQuery(const FiscalFilter& f) {
+SqlText TaxLinesQuery(const FiscalFilter& f, bool ordered) {
   auto branch = [&f](const Direction& d, TVariantArray& params) {
     std::string sql = "select I." + Key(d) +
                       " CHAVELCTOFIS, I.SEQ, L.DATALCTOFIS, I.CODIGOCFOP, I.TIPOIMPOSTO, "
@@ -120,10 +123,10 @@ SqlText TaxLinesQuery(const FiscalFilter& f) {
     }
     return sql;
   };
-  return Union(f, branch, "1, 2");
+  return Union(f, branch, ordered ? "1, 2" : "");
 }
 
-SqlText DocumentsQuery(const FiscalFilter& f) {
+SqlText DocumentsQuery(const FiscalFilter& f, bool ordered) {
   auto branch = [&f](const Direction& d, TVariantArray& params) {
     return "select L." + Key(d) + " CHAVELCTOFIS, '" + d.kind +
            "' TIPOLCTO, L.DATALCTOFIS, L.DATAHORALCTOFIS, L.DATAEMISSAO, L.NUMERONF, "
@@ -133,10 +136,10 @@ SqlText DocumentsQuery(const FiscalFilter& f) {
            " COMPLHIST, L.CODIGOTIPODCTOSINTEGRA, L.FINALIDADE, L.CODIGOUSUARIO from LCTOFIS" +
            d.suffix + " L" + DocumentConditions(f, params);
   };
-  return Union(f, branch, "1");
+  return Union(f, branch, ordered ? "1" : "");
 }
 
-SqlText PisCofinsQuery(const FiscalFilter& f) {
+SqlText PisCofinsQuery(const FiscalFilter& f, bool ordered) {
   auto branch = [&f](const Direction& d, TVariantArray& params) {
     std::string sql = "select P." + Key(d) +
                       " CHAVELCTOFIS, P.SEQ, P.CODIGOPRODUTO, P.ORIGEM, P.CODIGOCFOP, "
@@ -146,7 +149,7 @@ SqlText PisCofinsQuery(const FiscalFilter& f) {
                       Key(d) + " = P." + Key(d) + DocumentConditions(f, params);
     return f.pis_cofins ? sql : sql + " and 1 = 0";
   };
-  return Union(f, branch, "1, 2");
+  return Union(f, branch, ordered ? "1, 2" : "");
 }
 
 SqlText PeopleQuery(const FiscalFilter& f) {

@@ -32,9 +32,10 @@ struct SqlText {
   TVariantArray params;
 };
 
-SqlText TaxLinesQuery(const FiscalFilter& filter);
-SqlText DocumentsQuery(const FiscalFilter& filter);
-SqlText PisCofinsQuery(const FiscalFilter& filter);
+// `ordered`: the rows come sorted by key (and sequence); without it the caller sorts them.
+SqlText TaxLinesQuery(const FiscalFilter& filter, bool ordered = true);
+SqlText DocumentsQuery(const FiscalFilter& filter, bool ordered = true);
+SqlText PisCofinsQuery(const FiscalFilter& filter, bool ordered = true);
 SqlText PeopleQuery(const FiscalFilter& filter);
 SqlText CfopQuery();
 

@@ -52,7 +52,11 @@ class MemoryStorage : public FiscalStorage {
     }
     current_->Post();
   }
-  void End() override { current_->First(); }
+  bool SortsRows() const override { return true; }
+  void End(const std::string& key_fields) override {
+    current_->SortRows(key_fields);
+    current_->First();
+  }
   TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
 
  private:
@@ -116,7 +120,7 @@ class SqliteStorage : public FiscalStorage {
     bulk_ = writer.BulkInsert(name, columns);
   }
   void Add(const std::vector<Variant>& row) override { bulk_->Add(row); }
-  void End() override {
+  void End(const std::string&) override {
     bulk_->Finish();
     bulk_.reset();
     connection_->Sql().Commit();

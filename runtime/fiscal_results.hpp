@@ -30,9 +30,13 @@ class FiscalStorage {
   virtual void EndRefill() {}
   // Starts refilling a result table with these columns.
   virtual void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) = 0;
+  // True when the storage puts the rows in key order itself (End), so that the queries need
+  // not sort: in memory a sort of row ids is cheaper than the database's sort of whole rows.
+  virtual bool SortsRows() const { return false; }
   // One row, its values already of the columns' types.
   virtual void Add(const std::vector<Variant>& row) = 0;
-  virtual void End() = 0;
+  // Ends the refill; a storage that sorts puts the rows in the order of `key_fields`.
+  virtual void End(const std::string& key_fields) = 0;
   virtual TDataSet* Table(FiscalResult result) const = 0;
   virtual std::string File() const { return ""; }
 };

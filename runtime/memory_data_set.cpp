@@ -385,6 +385,37 @@ void TMemoryDataSet::CopyFrom(const TMemoryDataSet& source) {
   SetIndexFieldNames(source.IndexFieldNames());
 }
 
+void TMemoryDataSet::SortRows(const std::string& field_names) {
+  CheckActive();
+  Post();
+  Impl& d = *impl_;
+  std::vector<int> index = std::move(d.index_fields);
+  d.index_fields = ResolveFieldList(field_names);
+  d.order.clear();
+  for (RowId row = 0; row < d.deleted.size(); ++row) {
+    if (d.deleted[row] == 0) {
+      d.order.push_back(row);
+    }
+  }
+  d.SortOrder();
+  *d.store = d.store->Permuted(d.order);
+  const size_t rows = d.order.size();
+  d.deleted.assign(rows, 0);
+  for (RowId row = 0; row < rows; ++row) {
+    d.order[row] = row;
+  }
+  d.index_fields = std::move(index);
+  d.tombstones = 0;
+  d.pending.clear();
+  d.order_dirty = !d.index_fields.empty();
+  d.RowsChanged();
+  d.has_range = false;
+  d.count_cache.reset();
+  d.land_on.reset();
+  d.has_row = false;
+  d.GoFirst();
+}
+
 void TMemoryDataSet::ReserveRows(size_t rows) {
   impl_->store->Reserve(rows);
   impl_->deleted.reserve(rows);
@@ -472,20 +503,37 @@ bool TMemoryDataSet::IsNull(int field) const {
   return impl_->store->IsNull(CurrentRow(), field);
 }
 
+bool TMemoryDataSet::ReadRow(uint32_t& row) const {
+  if (State() == TDataSetState::Insert) {
+    row = impl_->edit_row;
+    return true;
+  }
+  if (!impl_->has_row) {
+    return false;
+  }
+  row = CurrentRow();
+  return true;
+}
+
+// A null cell of the store reads as 0 or "" already, so reads need not test for null.
 int64_t TMemoryDataSet::GetInteger(int field) const {
-  return IsNull(field) ? 0 : impl_->store->Integer(CurrentRow(), field);
+  uint32_t row = 0;
+  return ReadRow(row) ? impl_->store->Integer(row, field) : 0;
 }
 
 double TMemoryDataSet::GetFloat(int field) const {
-  return IsNull(field) ? 0.0 : impl_->store->Float(CurrentRow(), field);
+  uint32_t row = 0;
+  return ReadRow(row) ? impl_->store->Float(row, field) : 0.0;
 }
 
 std::string TMemoryDataSet::GetString(int field) const {
-  return IsNull(field) ? std::string() : impl_->store->String(CurrentRow(), field);
+  uint32_t row = 0;
+  return ReadRow(row) ? impl_->store->String(row, field) : std::string();
 }
 
 Variant TMemoryDataSet::GetValue(int field) const {
-  return IsNull(field) ? Variant() : impl_->store->Value(CurrentRow(), field);
+  uint32_t row = 0;
+  return ReadRow(row) ? impl_->store->Value(row, field) : Variant();
 }
 
 void TMemoryDataSet::SetValue(int field, const Variant& value) {

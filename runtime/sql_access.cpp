@@ -1,5 +1,6 @@
 // The host's SQL operations over its one connection: cursors filled from queries, refreshed
 // with new values, and the connection the host program chose.
+#include <algorithm>
 #include <cctype>
 #include <memory>
 #include <string_view>
@@ -22,18 +23,30 @@ bool IsPostgresUrl(const std::string& target) {
   return target.rfind("postgresql://", 0) == 0 || target.rfind("postgres://", 0) == 0;
 }
 
+bool SameFields(const std::vector<TFieldDef>& a, const std::vector<TFieldDef>& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& x, const auto& y) {
+    return x.name == y.name && x.type == y.type;
+  });
+}
+
 // Fills an in-memory cursor from a query result, keeping at most `max_rows` rows (-1: all).
 class CursorFiller : public TSQLRowSink {
  public:
   CursorFiller(TMemoryDataSet& cursor, int32_t max_rows) : cursor_(cursor), max_rows_(max_rows) {}
 
+  // A cursor that already has these columns is only emptied (look-ups refill one cursor over
+  // and over).
   void Columns(const std::vector<TSQLColumn>& columns) override {
     std::vector<TFieldDef> defs;
     defs.reserve(columns.size());
     for (const TSQLColumn& column : columns) {
       defs.push_back({column.name, column.type});
     }
-    cursor_.CreateDataSet(defs);
+    if (cursor_.Active() && SameFields(cursor_.FieldDefs(), defs)) {
+      cursor_.EmptyDataSet();
+    } else {
+      cursor_.CreateDataSet(defs);
+    }
   }
 
   void Row(const std::vector<Variant>& values) override {

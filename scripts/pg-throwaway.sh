@@ -3,6 +3,8 @@
 # folder, run as an unprivileged user (the postgres account when started as root).
 #   pg-throwaway.sh start DIR   prints the connection URL; the cluster lives in DIR
 #   pg-throwaway.sh stop DIR    stops it and removes DIR
+#   pg-throwaway.sh halt DIR    stops it and keeps DIR: a later start reuses the cluster and
+#                               its databases (the benchmarks cache their databases so)
 set -euo pipefail
 
 command=${1:?start or stop}
@@ -32,7 +34,9 @@ case "$command" in
     if [ "$(id -u)" -eq 0 ]; then
       chown postgres "$dir"
     fi
-    run_as "$bin_dir/initdb" -D "$dir/data" -A trust -U postgres -E UTF8 --locale=C.UTF-8 >"$dir/initdb.log" 2>&1
+    if [ ! -f "$dir/data/PG_VERSION" ]; then
+      run_as "$bin_dir/initdb" -D "$dir/data" -A trust -U postgres -E UTF8 --locale=C.UTF-8 >"$dir/initdb.log" 2>&1
+    fi
     port=$(free_port)
     run_as "$bin_dir/pg_ctl" -D "$dir/data" -l "$dir/server.log" -w -t 60 \
       -o "-p $port -k $dir -c listen_addresses=127.0.0.1 -c fsync=off -c full_page_writes=off" \
@@ -45,8 +49,13 @@ case "$command" in
     fi
     rm -rf "$dir"
     ;;
+  halt)
+    if [ -d "$dir/data" ]; then
+      run_as "$bin_dir/pg_ctl" -D "$dir/data" -m fast -w stop >/dev/null 2>&1 || true
+    fi
+    ;;
   *)
-    echo "usage: pg-throwaway.sh start|stop DIR" >&2
+    echo "usage: pg-throwaway.sh start|stop|halt DIR" >&2
     exit 2
     ;;
 esac

@@ -1,0 +1,205 @@
+#!/usr/bin/env bash
+# The report against the raw read: wall time and peak resident memory of nrw-report on a month
+# of one establishment, next to the time a database's own client takes to read that month's tax
+# lines (all columns of the document and the tax line, ordered by key) to /dev/null.
+#
+#   bench/report.sh [--build DIR] [--sizes "187500 375000 750000"] [--runs 3]
+#                   [--formats "sections text pdf"] [--storages "memory sqlite"]
+#                   [--databases "sqlite postgresql"] [--out bench/RESULTS.md] [--cache DIR]
+#
+# Sizes are numbers of documents (750,000 give about 1,060,000 tax lines). Every measurement
+# runs --runs times and reports the median. Databases are generated once and cached (SQLite
+# files and a PostgreSQL cluster under the cache folder, default bench/cache); set
+# NRW_BENCH_PG_URL to use a server of your own instead of the cached cluster. The tables go to
+# standard output and to --out, followed by bench/profile-notes.md (what the profile showed).
+set -euo pipefail
+
+here="$(cd "$(dirname "$0")" && pwd)"
+root="$(cd "$here/.." && pwd)"
+build="$root/build"
+sizes="187500 375000 750000"
+runs=3
+formats="sections text pdf"
+storages="memory sqlite"
+databases="sqlite postgresql"
+out="$here/RESULTS.md"
+cache="${NRW_BENCH_CACHE:-$here/cache}"
+
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --build) build="$2"; shift 2 ;;
+    --sizes) sizes="$2"; shift 2 ;;
+    --runs) runs="$2"; shift 2 ;;
+    --formats) formats="$2"; shift 2 ;;
+    --storages) storages="$2"; shift 2 ;;
+    --databases) databases="$2"; shift 2 ;;
+    --out) out="$2"; shift 2 ;;
+    --cache) cache="$2"; shift 2 ;;
+    *) echo "report.sh: unknown option $1" >&2; exit 2 ;;
+  esac
+done
+
+nrw="$build/bin/nrw-report"
+[ -x "$nrw" ] || { echo "report.sh: $nrw not found; build first (make build)" >&2; exit 1; }
+for tool in sqlite3 /usr/bin/time; do
+  command -v "$tool" >/dev/null || { echo "report.sh: $tool is missing (scripts/install-deps.sh)" >&2; exit 1; }
+done
+mkdir -p "$cache"
+work="$(mktemp -d "${TMPDIR:-/tmp}/nrw-bench.XXXXXX")"
+pg_dir="$cache/pg"
+pg_started=""
+cleanup() {
+  rm -rf "$work"
+  if [ -n "$pg_started" ]; then
+    bash "$root/scripts/pg-throwaway.sh" halt "$pg_dir"
+  fi
+}
+trap cleanup EXIT
+
+# The generator's version: a cached database is made again when the schema or the generator
+# changes.
+version="$(cd "$root" && git log -1 --format=%h -- schema 2>/dev/null || echo none)"
+[ -n "$version" ] || version=none
+
+# --- databases -------------------------------------------------------------------------------
+
+sqlite_db() {  # docs -> path of the cached SQLite file
+  local docs=$1 file="$cache/month-$1-$version.db"
+  if [ ! -f "$file" ]; then
+    echo "report.sh: generating $docs documents into $file" >&2
+    "$nrw" demo-db "$file.part" --companies 1 --estabs 1 --docs "$docs" --seed 1 --quiet
+    mv "$file.part" "$file"
+  fi
+  echo "$file"
+}
+
+pg_server() {  # prints the URL of the server's maintenance database
+  if [ -n "${NRW_BENCH_PG_URL:-}" ]; then
+    echo "$NRW_BENCH_PG_URL"
+    return
+  fi
+  local url
+  url="$(bash "$root/scripts/pg-throwaway.sh" start "$pg_dir")" || return 1
+  pg_started=1
+  echo "$url"
+}
+
+pg_db() {  # server-url docs -> URL of the cached database for that size
+  local server=$1 docs=$2 name="nrw_bench_$2_$version"
+  local url="${server%/*}/$name"
+  if ! psql -XqtA "$server" -c "select 1 from pg_database where datname = '$name'" | grep -q 1; then
+    echo "report.sh: generating $docs documents into PostgreSQL database $name" >&2
+    psql -Xq "$server" -c "create database \"$name\""
+    if ! "$nrw" demo-db "$url" --companies 1 --estabs 1 --docs "$docs" --seed 1 --quiet; then
+      psql -Xq "$server" -c "drop database \"$name\""
+      return 1
+    fi
+  fi
+  echo "$url"
+}
+
+# --- measuring -------------------------------------------------------------------------------
+
+# The raw read: every column of the document and of its tax lines, entries then exits merged
+# by key (position 3 is the document key, 21 the line's sequence).
+raw_query() {
+  local branch='select d.*, i.* from LCTOFIS%s d join LCTOFIS%sIMPOSTO i on i.CHAVELCTOFIS%s = d.CHAVELCTOFIS%s where d.CODIGOEMPRESA = 1 and d.CODIGOESTAB = 1 and d.DATALCTOFIS between '"'2026-01-01'"' and '"'2026-01-31'"
+  printf "$branch union all $branch order by 3, 21" ENT ENT ENT ENT SAI SAI SAI SAI
+}
+
+median() { sort -n | awk '{v[NR]=$1} END {print v[int((NR+1)/2)]}'; }
+
+# measure NAME COMMAND...: runs the command $runs times; prints "wall_seconds peak_kb".
+measure() {
+  local walls="" rss="" i
+  for ((i = 0; i < runs; i++)); do
+    if ! /usr/bin/time -f '%e %M' -o "$work/time" "$@" >/dev/null 2>"$work/err"; then
+      echo "report.sh: failed: $*" >&2
+      cat "$work/err" >&2
+      return 1
+    fi
+    walls+="$(awk 'END {print $1}' "$work/time")"$'\n'
+    rss+="$(awk 'END {print $2}' "$work/time")"$'\n'
+  done
+  echo "$(printf '%s' "$walls" | median) $(printf '%s' "$rss" | median)"
+}
+
+report_command() {  # db format storage: sets the array `command`
+  command=("$nrw" print --db "$1" --estab 1:1 --from 01/01/2026 --to 31/01/2026 --entries --exits
+    --taxes icms,iss,ipi,funrural,complementar,st,pis --set pListarOutrasInfo=1 --summary cfop
+    --format "$2" --storage "$3" --output "$work/report.$2" --quiet)
+}
+
+tax_lines() {  # sqlite-file
+  sqlite3 "$1" "select (select count(*) from LCTOFISENTIMPOSTO) + (select count(*) from LCTOFISSAIIMPOSTO)"
+}
+
+rows="$work/rows"
+: >"$rows"
+for docs in $sizes; do
+  file="$(sqlite_db "$docs")"
+  lines="$(tax_lines "$file")"
+  for database in $databases; do
+    case "$database" in
+      sqlite)
+        target="$file"
+        baseline="$(measure sqlite3 "$file" "$(raw_query)")"
+        ;;
+      postgresql)
+        command -v psql >/dev/null || { echo "report.sh: psql missing; PostgreSQL skipped" >&2; continue; }
+        if ! server="$(pg_server)"; then
+          echo "report.sh: no PostgreSQL server could be started; PostgreSQL skipped" >&2
+          continue
+        fi
+        target="$(pg_db "$server" "$docs")"
+        baseline="$(measure psql -Xq "$target" -c "\\copy ($(raw_query)) to '/dev/null'")"
+        ;;
+      *) echo "report.sh: unknown database $database" >&2; exit 2 ;;
+    esac
+    read -r base_wall base_rss <<<"$baseline"
+    echo "$lines $database baseline - $base_wall $base_rss $base_wall" >>"$rows"
+    echo "report.sh: $lines tax lines, $database, raw read: $base_wall s" >&2
+    for format in $formats; do
+      for storage in $storages; do
+        report_command "$target" "$format" "$storage"
+        result="$(measure "${command[@]}")"
+        read -r wall rss <<<"$result"
+        echo "$lines $database $format $storage $wall $rss $base_wall" >>"$rows"
+        echo "report.sh: $lines tax lines, $database, $format, $storage: $wall s" >&2
+      done
+    done
+  done
+done
+
+# --- the tables ------------------------------------------------------------------------------
+
+{
+  echo "# Report benchmark"
+  echo
+  echo "\`bench/report.sh\` on $(nproc) cores ($(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ *//')),"
+  echo "commit $(cd "$root" && git rev-parse --short HEAD 2>/dev/null || echo unknown), $(date -u +%Y-%m-%d)."
+  echo "One establishment's month: entries and exits, all taxes, other information and the CFOP"
+  echo "summary. Median of $runs runs; ratio = wall time / the raw read of the same database and size."
+  echo
+  echo "| tax lines | database | output | storage | wall (s) | peak RSS (MB) | ratio |"
+  echo "|---:|---|---|---|---:|---:|---:|"
+  awk '{printf "| %s | %s | %s | %s | %.2f | %.0f | %.2f |\n", $1, $2, $3, $4, $5, $6 / 1024, $5 / $7}' "$rows"
+  echo
+  echo "Growth: wall time at each size over the wall time at the size before it."
+  echo
+  echo "| database | output | storage | tax lines | wall (s) | growth |"
+  echo "|---|---|---|---:|---:|---:|"
+  sort -k2,2 -k3,3 -k4,4 -k1,1n "$rows" | awk '
+    { mode = $2 " " $3 " " $4
+      growth = (mode == last_mode) ? sprintf("%.2f for %.2fx the lines", $5 / last_wall, $1 / last_lines) : "-"
+      printf "| %s | %s | %s | %s | %.2f | %s |\n", $2, $3, $4, $1, $5, growth
+      last_mode = mode; last_wall = $5; last_lines = $1 }'
+  if [ -f "$here/profile-notes.md" ]; then
+    echo
+    cat "$here/profile-notes.md"
+  fi
+} >"$work/table.md"
+
+mkdir -p "$(dirname "$out")"
+cp "$work/table.md" "$out"
+cat "$work/table.md"
