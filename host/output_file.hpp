@@ -7,6 +7,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "host/export.hpp"
 #include "host/section_sink.hpp"
@@ -40,5 +41,9 @@ class NRW_API TSectionsTraceSink : public TSectionSink {
   void Finish() override { out_.flush(); }
 
  private:
+  // Writes {"page":P,"section":S,"fields":{...}} and a newline; `section` is already JSON.
+  void WriteLine(int32_t page, std::string_view section, const std::vector<TPrintedField>& fields);
+
   std::ostream& out_;
+  std::string line_;  // reused for every line
 };

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "host/exception.hpp"
 #include "host/temp_files.hpp"
@@ -44,27 +43,90 @@ void TAtomicOutputFile::Commit() {
 
 namespace {
 
-void WriteLine(std::ostream& out, int32_t page, const nlohmann::ordered_json& section,
-               const std::vector<TPrintedField>& fields) {
-  nlohmann::ordered_json line;
-  line["page"] = page;
-  line["section"] = section;
-  nlohmann::ordered_json values = nlohmann::ordered_json::object();
-  for (const TPrintedField& field : fields) {
-    values[field.name] = field.value;
+// Appends `text` as a JSON string: quotes, backslashes and control characters escaped, UTF-8
+// kept as it is, and a byte that is not part of valid UTF-8 replaced by U+FFFD.
+void AppendJsonString(std::string& out, std::string_view text) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  out += '"';
+  for (size_t i = 0; i < text.size();) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x80) {
+      const size_t length = c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 ? 2 : 0;
+      bool valid = length != 0 && i + length <= text.size();
+      for (size_t k = 1; valid && k < length; ++k) {
+        valid = (static_cast<unsigned char>(text[i + k]) & 0xC0) == 0x80;
+      }
+      if (valid) {
+        out.append(text.substr(i, length));
+        i += length;
+      } else {
+        out += "\xEF\xBF\xBD";
+        ++i;
+      }
+      continue;
+    }
+    switch (c) {
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\b':
+        out += "\\b";
+        break;
+      case '\f':
+        out += "\\f";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      default:
+        if (c < 0x20) {
+          out += "\\u00";
+          out += kHex[c >> 4];
+          out += kHex[c & 0xF];
+        } else {
+          out += static_cast<char>(c);
+        }
+    }
+    ++i;
   }
-  line["fields"] = values;
-  out << line.dump() << '\n';
+  out += '"';
 }
 
 }  // namespace
 
+void TSectionsTraceSink::WriteLine(int32_t page, std::string_view section,
+                                   const std::vector<TPrintedField>& fields) {
+  line_.assign("{\"page\":").append(std::to_string(page)).append(",\"section\":");
+  line_.append(section).append(",\"fields\":{");
+  bool first = true;
+  for (const TPrintedField& field : fields) {
+    if (!first) {
+      line_ += ',';
+    }
+    first = false;
+    AppendJsonString(line_, field.name);
+    line_ += ':';
+    AppendJsonString(line_, field.value);
+  }
+  line_.append("}}\n");
+  out_.write(line_.data(), static_cast<std::streamsize>(line_.size()));
+}
+
 void TSectionsTraceSink::PrintSection(int32_t page, int32_t section,
                                       const std::vector<TPrintedField>& fields) {
-  WriteLine(out_, page, section, fields);
+  WriteLine(page, std::to_string(section), fields);
 }
 
 void TSectionsTraceSink::PrintHeader(int32_t page, const std::vector<TPrintedField>& fields,
                                      int32_t, int32_t) {
-  WriteLine(out_, page, "header", fields);
+  WriteLine(page, "\"header\"", fields);
 }

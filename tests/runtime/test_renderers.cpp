@@ -10,7 +10,10 @@
 #include <fstream>
 #include <sstream>
 
+#include <nlohmann/json.hpp>
 #include "host/exception.hpp"
+#include "host/output_file.hpp"
+
 #include "host/output_file.hpp"
 #include "host/renderers.hpp"
 #include "runtime/text_renderer.hpp"
@@ -47,6 +50,27 @@ TEST(PlaceText, AlignsAndCutsByCharacters) {
                   "ab"),
             "*ab")
       << "cut before a plain letter";
+}
+
+TEST(SectionsTrace, EscapesWhatJsonNeedsAndKeepsUtf8) {
+  std::ostringstream out;
+  TSectionsTraceSink sink(out);
+  sink.PrintSection(3, 13,
+                    {{"RTexto", "aspas \" barra \\ tab\t linha\n sino\x07 fim"},
+                     {"RNome", "Conceição"},
+                     {"RBroken", std::string("a\xC3") + "b\xFF"}});
+  const std::string line = out.str();
+  ASSERT_EQ(line.back(), '\n');
+  EXPECT_NE(line.find("\\u0007"), std::string::npos) << line;
+  const auto json = nlohmann::json::parse(line);
+  EXPECT_EQ(json["page"], 3);
+  EXPECT_EQ(json["section"], 13);
+  EXPECT_EQ(json["fields"]["RTexto"], "aspas \" barra \\ tab\t linha\n sino\x07 fim");
+  EXPECT_EQ(json["fields"]["RNome"], "Conceição");
+  EXPECT_EQ(json["fields"]["RBroken"], "a\uFFFDb\uFFFD") << "bytes outside UTF-8 are replaced";
+  sink.PrintHeader(1, {{"Pagina", "1"}}, 10, 8);
+  EXPECT_NE(out.str().find("{\"page\":1,\"section\":\"header\",\"fields\":{\"Pagina\":\"1\"}}"),
+            std::string::npos);
 }
 
 TEST(PlaceText, LaterTextsOverwriteEarlierOnes) {
