@@ -4,7 +4,7 @@ BUILD_DIR := build
 JOBS ?= $(shell nproc)
 export MAKEFLAGS += --no-print-directory
 
-.PHONY: all deps configure build test demo format clean
+.PHONY: all deps configure build test demo bench format clean
 
 all: build
 
@@ -22,6 +22,12 @@ test: build
 
 demo: build
 	@bash scripts/demo.sh $(BUILD_DIR)
+
+# The report against the raw read at three sizes (see bench/README.md); always a release build.
+bench: deps
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS)
+	@bash bench/report.sh --build build
 
 format:
 	@clang-format -i $$(git ls-files '*.hpp' '*.cpp')
