@@ -9,6 +9,7 @@
 #include <sqlite3.h>
 
 #include <optional>
+#include <unordered_map>
 
 #include "host/exception.hpp"
 #include "host/sysutils.hpp"
@@ -172,8 +173,12 @@ void TnFDConnection::Open() {
   }
   impl_->sql = std::make_unique<nrw::SqliteConnection>(params_.database_, true);
   impl_->db = impl_->sql->Handle();
-  // Scratch files of one report run: durability on power loss is not needed, speed is.
+  // Scratch files of one report run, each used through this one connection: durability on
+  // power loss is not needed, speed is. The journal stays in memory, and the file stays locked
+  // by this connection between statements instead of being locked and unlocked for each.
   impl_->Exec("pragma synchronous = off");
+  impl_->Exec("pragma journal_mode = memory");
+  impl_->Exec("pragma locking_mode = exclusive");
 }
 
 void TnFDConnection::Close() {
@@ -217,6 +222,8 @@ struct TnFDTableSQLite::Cursor {
   std::string filter_sql;
   TVariantArray filter_params;
 
+  std::string select_list;      // see SelectList()
+  std::string ascending_order;  // see AscendingOrder()
   sqlite3_stmt* statement = nullptr;
   sqlite3_stmt* insert = nullptr;
   std::vector<Variant> row;
@@ -227,11 +234,39 @@ struct TnFDTableSQLite::Cursor {
   std::optional<int> count;
   std::vector<Variant> edit;
 
+  // Prepared statements not in use, by their text: a key search or range runs the same few
+  // texts with new values, so each is prepared once and then only reset and bound again.
+  std::unordered_map<std::string, std::vector<sqlite3_stmt*>> idle;
+  size_t idle_count = 0;
+  static constexpr size_t kMaxIdle = 64;
+
   ~Cursor() { Finalize(); }
+  // Releases every statement (before the table closes, so that none holds the file).
   void Finalize() {
-    sqlite3_finalize(statement);
-    sqlite3_finalize(insert);
+    Release(statement);
+    Release(insert);
     statement = insert = nullptr;
+    for (auto& [text, statements] : idle) {
+      for (sqlite3_stmt* st : statements) {
+        sqlite3_finalize(st);
+      }
+    }
+    idle.clear();
+    idle_count = 0;
+  }
+  // Gives a statement from Prepare back, reset, for the next use of its text.
+  void Release(sqlite3_stmt* st) {
+    if (st == nullptr) {
+      return;
+    }
+    sqlite3_reset(st);
+    sqlite3_clear_bindings(st);
+    if (idle_count >= kMaxIdle) {
+      sqlite3_finalize(st);
+      return;
+    }
+    idle[sqlite3_sql(st)].push_back(st);
+    ++idle_count;
   }
   sqlite3* Db() const { return conn->db; }
   [[noreturn]] void Fail(const std::string& what) const {
@@ -280,12 +315,23 @@ struct TnFDTableSQLite::Cursor {
     }
     return order + (descending ? "rowid desc" : "rowid");
   }
-  std::string SelectList() const {
-    std::string list = "select rowid";
-    for (const std::string& c : columns) {
-      list += ", " + c;
+  // "select rowid, <columns> from <table>", built once per table.
+  const std::string& SelectList() {
+    if (select_list.empty()) {
+      select_list = "select rowid";
+      for (const std::string& c : columns) {
+        select_list += ", " + c;
+      }
+      select_list += " from " + QuoteIdentifier(table);
     }
-    return list + " from " + QuoteIdentifier(table);
+    return select_list;
+  }
+  // The ascending order clause, built once per index.
+  const std::string& AscendingOrder() {
+    if (ascending_order.empty()) {
+      ascending_order = OrderBy(false);
+    }
+    return ascending_order;
   }
   // Columns and values that name the current row in index order.
   void Position(std::vector<std::string>& keys, TVariantArray& values) const {
@@ -297,15 +343,21 @@ struct TnFDTableSQLite::Cursor {
     values.push_back(Variant(rowid));
   }
 
-  sqlite3_stmt* Prepare(const std::string& sql, const TVariantArray& params) const {
+  // A statement for `sql` with `params` bound: an idle one of the same text, or a new one.
+  sqlite3_stmt* Prepare(const std::string& sql, const TVariantArray& params) {
     sqlite3_stmt* st = nullptr;
-    if (sqlite3_prepare_v2(Db(), sql.c_str(), -1, &st, nullptr) != SQLITE_OK) {
+    const auto found = idle.find(sql);
+    if (found != idle.end() && !found->second.empty()) {
+      st = found->second.back();
+      found->second.pop_back();
+      --idle_count;
+    } else if (sqlite3_prepare_v2(Db(), sql.c_str(), -1, &st, nullptr) != SQLITE_OK) {
       Fail("cannot read");
     }
     try {
       nrw::BindSqliteValues(Db(), st, params);
     } catch (...) {
-      sqlite3_finalize(st);
+      Release(st);
       throw;
     }
     return st;
@@ -340,8 +392,8 @@ struct TnFDTableSQLite::Cursor {
       Position(keys, values);
       terms.push_back(Lexicographic(keys, values, Order::Ge, params));
     }
-    const std::string sql = SelectList() + Where(terms) + OrderBy(false);
-    sqlite3_finalize(statement);
+    const std::string sql = SelectList() + Where(terms) + AscendingOrder();
+    Release(statement);
     statement = nullptr;
     statement = Prepare(sql, params);
     reseek = false;
@@ -367,7 +419,7 @@ struct TnFDTableSQLite::Cursor {
     if (rc == SQLITE_ROW) {
       Load(st);
     }
-    sqlite3_finalize(st);
+    Release(st);
     return rc == SQLITE_ROW;
   }
 };
@@ -406,6 +458,8 @@ void TnFDTableSQLite::Open() {
   c.table = table_name_;
   c.fields.clear();
   c.columns.clear();
+  c.select_list.clear();
+  c.ascending_order.clear();
   sqlite3_stmt* info = c.Prepare("pragma table_info(" + QuoteIdentifier(table_name_) + ")", {});
   while (sqlite3_step(info) == SQLITE_ROW) {
     const std::string name = reinterpret_cast<const char*>(sqlite3_column_text(info, 1));
@@ -413,7 +467,7 @@ void TnFDTableSQLite::Open() {
     c.fields.push_back({name, nrw::FieldTypeOfDeclared(declared)});
     c.columns.push_back(QuoteIdentifier(name));
   }
-  sqlite3_finalize(info);
+  c.Release(info);
   if (c.fields.empty()) {
     throw Exception("no such table: " + table_name_ + " in " + connection_->Params().Database());
   }
@@ -440,7 +494,7 @@ void TnFDTableSQLite::EmptyDataSet() {
   CheckOpen();
   Cancel();
   Cursor& c = *cursor_;
-  sqlite3_finalize(c.statement);
+  c.Release(c.statement);
   c.statement = nullptr;
   c.conn->BeginWrite();
   c.conn->Exec(("delete from " + QuoteIdentifier(table_name_)).c_str());
@@ -487,11 +541,11 @@ int TnFDTableSQLite::RecordCount() {
                             Cursor::Where(c.Conditions(params));
     sqlite3_stmt* st = c.Prepare(sql, params);
     if (sqlite3_step(st) != SQLITE_ROW) {
-      sqlite3_finalize(st);
+      c.Release(st);
       c.Fail("cannot count");
     }
     c.count = static_cast<int>(sqlite3_column_int64(st, 0));
-    sqlite3_finalize(st);
+    c.Release(st);
   }
   return *c.count;
 }
@@ -576,7 +630,7 @@ void TnFDTableSQLite::Post() {
     params.push_back(Variant(c.rowid));
     sqlite3_stmt* st = c.Prepare(sql + " where rowid = ?", params);
     const int rc = sqlite3_step(st);
-    sqlite3_finalize(st);
+    c.Release(st);
     if (rc != SQLITE_DONE) {
       c.Fail("cannot update");
     }
@@ -608,7 +662,7 @@ void TnFDTableSQLite::Delete() {
   sqlite3_stmt* st = c.Prepare("delete from " + QuoteIdentifier(table_name_) + " where rowid = ?",
                                {Variant(c.rowid)});
   const int rc = sqlite3_step(st);
-  sqlite3_finalize(st);
+  c.Release(st);
   if (rc != SQLITE_DONE) {
     c.Fail("cannot delete");
   }
@@ -636,6 +690,7 @@ void TnFDTableSQLite::SetIndexFieldNames(const std::string& names) {
   Cursor& c = *cursor_;
   c.conn->Commit();
   c.index = ResolveFieldList(names);
+  c.ascending_order.clear();
   if (!c.index.empty()) {
     std::string name = "nrw_" + table_name_;
     std::string list;
@@ -666,10 +721,10 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   std::vector<std::string> terms = c.Conditions(params);
   const TVariantArray key = c.TypedKey(values);
   terms.push_back(Lexicographic(c.KeyColumns(key.size()), key, Order::Ge, params));
-  sqlite3_stmt* st = c.Prepare(c.SelectList() + Cursor::Where(terms) + c.OrderBy(false), params);
+  sqlite3_stmt* st = c.Prepare(c.SelectList() + Cursor::Where(terms) + c.AscendingOrder(), params);
   const int rc = sqlite3_step(st);
   if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
-    sqlite3_finalize(st);
+    c.Release(st);
     c.Fail("cannot read");
   }
   bool found = rc == SQLITE_ROW;
@@ -679,10 +734,10 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
         nrw::ReadSqliteValue(st, field + 1, c.fields[field].type, c.fields[field].name) == key[i];
   }
   if (!found) {
-    sqlite3_finalize(st);
+    c.Release(st);
     return false;
   }
-  sqlite3_finalize(c.statement);
+  c.Release(c.statement);
   c.statement = st;
   c.Load(st);
   c.has_row = true;

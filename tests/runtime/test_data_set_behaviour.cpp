@@ -115,6 +115,23 @@ TEST_P(DataSetBehaviour, FindKeyOnMultiFieldKey) {
   EXPECT_EQ(table->GetFloat(3), 7.0) << "an unsuccessful search leaves the cursor";
 }
 
+TEST_P(DataSetBehaviour, RepeatedSearchesOfOneShapeKeepTheirCursor) {
+  // The same search with other values, many times over: a failed one leaves the row found
+  // last, and navigation goes on from it.
+  table->SetIndexFieldNames("CHAVELCTOFIS;CODIGOOPERACAOFIS");
+  for (int round = 0; round < 3; ++round) {
+    ASSERT_TRUE(table->FindKey({10.0, 11403}));
+    EXPECT_FALSE(table->FindKey({10.0, 99}));
+    EXPECT_FALSE(table->FindKey({15.0, 0}));
+    EXPECT_EQ(table->GetInteger(2), 11403);
+    table->Next();
+    EXPECT_EQ(table->GetInteger(2), 11407);
+    table->SetRange({20.0}, {20.0});
+    EXPECT_EQ(table->GetFloat(0), 20.0);
+    table->CancelRange();
+  }
+}
+
 TEST_P(DataSetBehaviour, NavigationGoesOnFromAFoundKey) {
   table->SetIndexFieldNames("CHAVELCTOFIS;CODIGOOPERACAOFIS");
   ASSERT_TRUE(table->FindKey({10.0, 11403}));
