@@ -53,14 +53,96 @@ struct TMemoryDataSet::Impl {
   std::vector<size_t> position_of_row;  // row id -> position in `order`
   bool positions_valid = false;
 
+  // The first index field's values in index order (for a numeric first field whose values are
+  // exact as doubles), so that a key search probes one contiguous array instead of two cells of
+  // a row scattered over the store at every step. Rows with a null first field come first.
+  std::vector<double> lead_keys;
+  size_t lead_nulls = 0;
+  bool lead_valid = false;   // built for the current order
+  bool lead_usable = false;  // the first index field allows it
+  size_t lead_hint = 0;      // where the last search ended
+
   void RowsChanged() {
     by_value_field = -1;
     positions_valid = false;
     candidates_valid = false;
+    lead_valid = false;
   }
   void OrderChanged() {
     positions_valid = false;
     candidates_valid = false;
+    lead_valid = false;
+  }
+  bool PrepareLead() {
+    if (lead_valid) {
+      return lead_usable;
+    }
+    lead_valid = true;
+    lead_usable = !index_fields.empty() && store->IsNumeric(index_fields[0]) &&
+                  store->SortKeysExact(index_fields[0]);
+    lead_keys.clear();
+    lead_nulls = 0;
+    if (lead_usable) {
+      const int field = index_fields[0];
+      lead_keys.resize(order.size());
+      for (size_t p = 0; p < order.size(); ++p) {
+        if (store->IsNull(order[p], field)) {
+          ++lead_nulls;
+          lead_keys[p] = 0;
+        } else {
+          lead_keys[p] = store->SortKey(order[p], field);
+        }
+      }
+    }
+    return lead_usable;
+  }
+  // The positions whose first index field equals `value`; false when the contiguous keys
+  // cannot answer (then the rows are compared one by one).
+  bool LeadRange(const Variant& value, size_t& first, size_t& last) {
+    constexpr int64_t kExact = int64_t{1} << 53;
+    if (!PrepareLead()) {
+      return false;
+    }
+    if (value.IsNull()) {
+      first = 0;
+      last = lead_nulls;
+      return true;
+    }
+    if (value.GetKind() == Variant::Kind::Integer &&
+        (value.AsInteger() > kExact || value.AsInteger() < -kExact)) {
+      return false;
+    }
+    const double key = value.AsFloat();
+    first = Gallop(lead_nulls, lead_keys.size(), key, false, lead_hint);
+    last = Gallop(first, lead_keys.size(), key, true, first);
+    lead_hint = first;
+    return true;
+  }
+  // The first position of [from, to) whose lead key is not below `key` (above it, for `upper`),
+  // searched from `hint` on in growing steps: a listing searches keys in increasing order, so
+  // the answer is usually a few positions past the previous one, in memory already read.
+  size_t Gallop(size_t from, size_t to, double key, bool upper, size_t hint) const {
+    const auto before = [&](double x) { return upper ? !(key < x) : x < key; };
+    size_t low = from, high = to;
+    if (hint > from && hint < to) {
+      if (before(lead_keys[hint])) {
+        size_t known = hint;  // before the bound
+        size_t step = 1;
+        while (known + step < to && before(lead_keys[known + step])) {
+          known += step;
+          step *= 2;
+        }
+        low = known + 1;
+        high = std::min(known + step, to);
+      } else {
+        high = hint;
+      }
+    }
+    const auto begin = lead_keys.begin();
+    return static_cast<size_t>(std::partition_point(begin + static_cast<std::ptrdiff_t>(low),
+                                                    begin + static_cast<std::ptrdiff_t>(high),
+                                                    before) -
+                               begin);
   }
   // The positions in `order` of the rows whose equality field holds the filter's value, sorted.
   const std::vector<size_t>& Candidates() {
@@ -170,15 +252,24 @@ struct TMemoryDataSet::Impl {
     }
     return 0;
   }
-  size_t LowerBound(const TVariantArray& key) const {
-    auto it = std::partition_point(order.begin(), order.end(),
-                                   [&](RowId r) { return CompareKey(r, key) < 0; });
-    return static_cast<size_t>(it - order.begin());
-  }
-  size_t UpperBound(const TVariantArray& key) const {
-    auto it = std::partition_point(order.begin(), order.end(),
-                                   [&](RowId r) { return CompareKey(r, key) <= 0; });
-    return static_cast<size_t>(it - order.begin());
+  // The first position whose key is not below `key` (or, for the upper bound, is above it).
+  size_t LowerBound(const TVariantArray& key) { return Bound(key, false); }
+  size_t UpperBound(const TVariantArray& key) { return Bound(key, true); }
+  size_t Bound(const TVariantArray& key, bool upper) {
+    const auto before = [&](RowId r) {
+      const int c = CompareKey(r, key);
+      return upper ? c <= 0 : c < 0;
+    };
+    size_t first = 0, last = order.size();
+    if (!key.empty() && LeadRange(key[0], first, last)) {
+      if (key.size() == 1 || index_fields.size() == 1) {
+        return upper ? last : first;
+      }
+    }
+    const auto begin = order.begin();
+    const auto it = std::partition_point(begin + static_cast<std::ptrdiff_t>(first),
+                                         begin + static_cast<std::ptrdiff_t>(last), before);
+    return static_cast<size_t>(it - begin);
   }
   bool Visible(size_t p) const {
     const RowId row = order[p];

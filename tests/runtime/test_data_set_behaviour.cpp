@@ -1,6 +1,9 @@
 // One behaviour suite for every kind of data set: in-memory table, SQLite table, query cursor.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <optional>
+
 #include <memory>
 
 #include "host/exception.hpp"
@@ -454,6 +457,60 @@ TEST(MemoryDataSet, IntegersBeyondTheDoublesPrecisionSortExactly) {
   }
   table.SetIndexFieldNames("K");
   EXPECT_EQ(Keys(table), (std::vector<int64_t>{5, big - 2, big - 1, big}));
+}
+
+TEST(MemoryDataSet, KeySearchesAgreeWithAScanInAnyOrder) {
+  // Keys with repeats and nulls; searches in increasing, decreasing and scattered order, by the
+  // first field alone and by both, each checked against a count over every row.
+  TnClientDataSetMem table(nullptr, {{"A", TFieldType::Float}, {"B", TFieldType::Integer}});
+  std::vector<std::pair<std::optional<double>, int>> rows;
+  for (int i = 0; i < 3000; ++i) {
+    const std::optional<double> a =
+        i % 97 == 0 ? std::nullopt : std::optional<double>((i * 7919) % 400 / 2.0);
+    rows.emplace_back(a, i % 5);
+    table.Append();
+    table.SetValue(0, a ? Variant(*a) : Variant());
+    table.SetValue(1, Variant(i % 5));
+    table.Post();
+  }
+  table.SetIndexFieldNames("A;B");
+  auto count = [&](std::optional<double> a, std::optional<int> b) {
+    return std::count_if(rows.begin(), rows.end(), [&](const auto& row) {
+      return row.first == a && (!b || row.second == *b);
+    });
+  };
+  std::vector<double> probes;
+  for (int k = -2; k < 404; ++k) {
+    probes.push_back(k / 2.0);  // increasing, with values between and beyond the keys
+  }
+  for (int k = 403; k >= -2; k -= 3) {
+    probes.push_back(k / 2.0);  // decreasing
+  }
+  for (int k = 0; k < 300; ++k) {
+    probes.push_back((k * 131) % 410 / 2.0 - 1);  // scattered
+  }
+  for (const double a : probes) {
+    const auto expected = count(a, std::nullopt);
+    EXPECT_EQ(table.FindKey({a}), expected > 0) << a;
+    if (expected > 0) {
+      EXPECT_EQ(table.GetFloat(0), a);
+      int smallest = 5;
+      for (const auto& row : rows) {
+        if (row.first == a) {
+          smallest = std::min(smallest, row.second);
+        }
+      }
+      EXPECT_EQ(table.GetInteger(1), smallest) << "the first row of the key, in index order";
+    }
+    EXPECT_EQ(table.FindKey({a, 3}), count(a, 3) > 0) << a;
+    table.SetRange({a}, {a});
+    EXPECT_EQ(table.RecordCount(), expected) << a;
+    table.SetRange({a, 1}, {a, 2});
+    EXPECT_EQ(table.RecordCount(), count(a, 1) + count(a, 2)) << a;
+    table.CancelRange();
+  }
+  table.SetRange({Variant()}, {Variant()});
+  EXPECT_EQ(table.RecordCount(), count(std::nullopt, std::nullopt)) << "null keys come first";
 }
 
 TEST(MemoryDataSet, ReadOnlyRefusesEdits) {
