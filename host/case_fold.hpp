@@ -36,7 +36,16 @@ struct CaseFoldHash {
   using is_transparent = void;
   size_t operator()(std::string_view text) const {
     size_t hash = 14695981039346656037ull;  // FNV-1a
-    ForEachUpperByte(text, [&](unsigned char c) { hash = (hash ^ c) * 1099511628211ull; });
+    for (const char c : text) {
+      auto byte = static_cast<unsigned char>(c);
+      if (byte >= 0x80) {  // accented letters: folded the slow way
+        hash = 14695981039346656037ull;
+        ForEachUpperByte(text, [&](unsigned char u) { hash = (hash ^ u) * 1099511628211ull; });
+        return hash;
+      }
+      byte = byte >= 'a' && byte <= 'z' ? static_cast<unsigned char>(byte - ('a' - 'A')) : byte;
+      hash = (hash ^ byte) * 1099511628211ull;
+    }
     return hash;
   }
 };
@@ -46,6 +55,9 @@ struct NRW_API CaseFoldEqual {
   bool operator()(std::string_view a, std::string_view b) const {
     if (a.size() != b.size()) {
       return false;
+    }
+    if (a == b) {  // the usual case: a name spelled as it was stored
+      return true;
     }
     unsigned char upper_a[256];
     if (a.size() > sizeof upper_a) {

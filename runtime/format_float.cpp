@@ -5,9 +5,13 @@
 // away from zero. So 2.675, stored in binary as 2.67499999..., prints 2,68 with two decimals,
 // as an accountant expects.
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "host/format_settings.hpp"
@@ -135,19 +139,49 @@ int ScaledDigits(double magnitude, int decimals, char* out) {
   return size - first;
 }
 
-// The picture of the pattern formatted last: a report formats thousands of values with a few
-// patterns, so each pattern is parsed once per change.
-const Picture& CachedPicture(std::string_view pattern) {
-  thread_local std::string last_pattern;
-  thread_local Picture last_picture;
-  thread_local bool valid = false;
-  if (!valid || pattern != last_pattern) {
-    last_picture = ParsePicture(pattern);
-    last_pattern.assign(pattern);
-    valid = true;
+// A pattern parsed once, and the texts of the values formatted with it lately (by the value's
+// bits): a report prints the same few amounts, zeros and rates most of all, over and over.
+struct PatternCache {
+  static constexpr size_t kEntries = 256;
+  struct Entry {
+    uint64_t bits = 0;
+    bool used = false;
+    std::string text;
+  };
+  std::string pattern;
+  Picture picture;
+  char decimal = 0, thousand = 0;  // the separators the texts were made with
+  std::array<Entry, kEntries> entries;
+};
+
+// The caches of the last few patterns (a report alternates between two or three).
+PatternCache& CacheOf(std::string_view pattern, const TFormatSettings& fs) {
+  constexpr size_t kPatterns = 4;
+  thread_local std::array<std::unique_ptr<PatternCache>, kPatterns> caches;
+  thread_local size_t next = 0;
+  for (auto& cache : caches) {
+    if (cache != nullptr && cache->pattern == pattern) {
+      if (cache->decimal != fs.DecimalSeparator || cache->thousand != fs.ThousandSeparator) {
+        for (PatternCache::Entry& entry : cache->entries) {
+          entry.used = false;
+        }
+        cache->decimal = fs.DecimalSeparator;
+        cache->thousand = fs.ThousandSeparator;
+      }
+      return *cache;
+    }
   }
-  return last_picture;
+  auto& slot = caches[next];
+  next = (next + 1) % kPatterns;
+  slot = std::make_unique<PatternCache>();
+  slot->pattern.assign(pattern);
+  slot->picture = ParsePicture(pattern);
+  slot->decimal = fs.DecimalSeparator;
+  slot->thousand = fs.ThousandSeparator;
+  return *slot;
 }
+
+std::string Format(const Picture& picture, const TFormatSettings& fs, double value);
 
 }  // namespace
 
@@ -161,8 +195,22 @@ std::string FormatFloat(std::string_view pattern, double value) {
   if (std::isinf(value)) {
     return value < 0 ? "-INF" : "INF";
   }
-  const Picture& picture = CachedPicture(pattern);
   const TFormatSettings& fs = FormatSettings();
+  PatternCache& cache = CacheOf(pattern, fs);
+  const uint64_t bits = std::bit_cast<uint64_t>(value);
+  PatternCache::Entry& entry =
+      cache.entries[(bits * 0x9E3779B97F4A7C15ull) >> 56 & (PatternCache::kEntries - 1)];
+  if (!entry.used || entry.bits != bits) {
+    entry.text = Format(cache.picture, fs, value);
+    entry.bits = bits;
+    entry.used = true;
+  }
+  return entry.text;
+}
+
+namespace {
+
+std::string Format(const Picture& picture, const TFormatSettings& fs, double value) {
   char digits[kMaxDigits + 1];
   const int size = ScaledDigits(std::fabs(value), picture.max_decimals, digits);
   const bool negative = value < 0 && !(size == 1 && digits[0] == '0');
@@ -205,3 +253,5 @@ std::string FormatFloat(std::string_view pattern, double value) {
   out += picture.suffix;
   return out;
 }
+
+}  // namespace

@@ -86,6 +86,36 @@ TEST(FormatFloat, FollowsTheLocaleSeparators) {
   SetFormatSettings(saved);
 }
 
+TEST(FormatFloat, ARememberedTextFollowsASeparatorChange) {
+  const TFormatSettings saved = FormatSettings();
+  EXPECT_EQ(FormatFloat("#,##0.00", 1234.5), "1.234,50");
+  TFormatSettings us = saved;
+  us.ThousandSeparator = ',';
+  us.DecimalSeparator = '.';
+  SetFormatSettings(us);
+  EXPECT_EQ(FormatFloat("#,##0.00", 1234.5), "1,234.50");
+  SetFormatSettings(saved);
+  EXPECT_EQ(FormatFloat("#,##0.00", 1234.5), "1.234,50");
+}
+
+TEST(FormatFloat, ManyPatternsAndValuesInTurn) {
+  // More patterns than are remembered at once, and values that share a remembered slot.
+  const char* patterns[] = {"#,##0.00", "#0.##", "###0.00", "#,##0", "0.000", "#,##0.0"};
+  for (int round = 0; round < 3; ++round) {
+    for (const char* pattern : patterns) {
+      for (int i = 0; i < 600; ++i) {
+        const double value = i * 1.25 - 300;
+        // The same picture spelled with a trailing ";" is another remembered pattern.
+        EXPECT_EQ(FormatFloat(pattern, value), FormatFloat(std::string(pattern) + ";", value))
+            << pattern << " " << value;
+      }
+    }
+    EXPECT_EQ(FormatFloat("#,##0.00", -300), "-300,00");
+    EXPECT_EQ(FormatFloat("#0.##", 448.75), "448,75");
+    EXPECT_EQ(FormatFloat("0.000", 1.25), "1,250");
+  }
+}
+
 TEST(FormatFloat, LiteralTextAroundTheNumber) {
   EXPECT_EQ(FormatFloat("\"R$ \"#,##0.00", 1500), "R$ 1.500,00");
   EXPECT_EQ(FormatFloat("#0.## %", 18), "18 %");
