@@ -1,12 +1,32 @@
 // nrw-report: the host program of the fiscal-entries verification summary report.
 #include <CLI/CLI.hpp>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <exception>
 #include <iostream>
 
 #include "app/commands.hpp"
 #include "host/temp_files.hpp"
 
+namespace {
+
+// A report builds and drops tables of a million rows in 128 KiB chunks: the allocator keeps
+// them in its heap for reuse instead of mapping and unmapping each one (every fresh mapping
+// costs a page fault per page touched). About 3 s less on a million-line month.
+void KeepFreedMemoryForReuse() {
+#ifdef __GLIBC__
+  constexpr int kMapAbove = 4 << 20;      // allocations above 4 MiB are still mapped apart
+  constexpr int kReturnAbove = 256 << 20;  // the heap returns free memory past 256 MiB
+  mallopt(M_MMAP_THRESHOLD, kMapAbove);
+  mallopt(M_TRIM_THRESHOLD, kReturnAbove);
+#endif
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  KeepFreedMemoryForReuse();
   // An interrupted run leaves no partial output and no temporary database behind.
   RemoveTemporaryFilesOnSignal();
   CLI::App app{"nrw-report: the fiscal-entries verification summary report"};
