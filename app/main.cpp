@@ -16,7 +16,7 @@ namespace {
 // costs a page fault per page touched). About 3 s less on a million-line month.
 void KeepFreedMemoryForReuse() {
 #ifdef __GLIBC__
-  constexpr int kMapAbove = 4 << 20;      // allocations above 4 MiB are still mapped apart
+  constexpr int kMapAbove = 4 << 20;       // allocations above 4 MiB are still mapped apart
   constexpr int kReturnAbove = 256 << 20;  // the heap returns free memory past 256 MiB
   mallopt(M_MMAP_THRESHOLD, kMapAbove);
   mallopt(M_TRIM_THRESHOLD, kReturnAbove);

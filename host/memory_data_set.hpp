@@ -29,6 +29,8 @@ class NRW_API TMemoryDataSet : public TDataSet {
   void EmptyDataSet();
   // Copies every live row of `source` (ignoring its range and filter) with the same columns.
   void CopyFrom(const TMemoryDataSet& source);
+  // Append, SetValue for every field and Post in one step (for loading many rows).
+  void AppendRecord(const std::vector<Variant>& values);
   // Puts the rows in the order of `field_names` for good: a table without an index then reads
   // in that order (deleted rows are dropped; an index, if any, is built again).
   void SortRows(const std::string& field_names);

@@ -70,6 +70,73 @@ RowId ColumnStore::AddRow() {
   return row;
 }
 
+RowId ColumnStore::AddRow(const std::vector<Variant>& values) {
+  // The values are converted before any column grows, so that a bad value leaves no half row.
+  constexpr size_t kOnStack = 32;
+  int64_t integers_on_stack[kOnStack];
+  double floats_on_stack[kOnStack];
+  std::vector<int64_t> integers_on_heap;
+  std::vector<double> floats_on_heap;
+  int64_t* integers = integers_on_stack;
+  double* floats = floats_on_stack;
+  if (columns_.size() > kOnStack) {
+    integers_on_heap.resize(columns_.size());
+    floats_on_heap.resize(columns_.size());
+    integers = integers_on_heap.data();
+    floats = floats_on_heap.data();
+  }
+  for (size_t f = 0; f < columns_.size(); ++f) {
+    integers[f] = 0;
+    floats[f] = 0.0;
+  }
+  for (size_t f = 0; f < columns_.size(); ++f) {
+    const Variant& value = values[f];
+    if (value.IsNull()) {
+      continue;
+    }
+    const TFieldType type = defs_[f].type;
+    switch (columns_[f].kind) {
+      case Kind::Integer:
+        integers[f] = type == TFieldType::Boolean ? (value.AsBoolean() ? 1 : 0) : value.AsInteger();
+        break;
+      case Kind::Float:
+        floats[f] = type == TFieldType::DateTime ? value.AsDateTime() : value.AsFloat();
+        break;
+      case Kind::Text:
+        if (value.GetKind() == Variant::Kind::String &&
+            value.StringRef().size() > TextArena::kMaxLength) {
+          AddText(columns_[f], value.StringRef());  // raises
+        }
+        break;
+    }
+  }
+  const RowId row = static_cast<RowId>(rows_);
+  for (size_t f = 0; f < columns_.size(); ++f) {
+    Column& c = columns_[f];
+    const Variant& value = values[f];
+    c.nulls.PushBack(value.IsNull() ? 1 : 0);
+    switch (c.kind) {
+      case Kind::Integer:
+        c.integers.PushBack(integers[f]);
+        break;
+      case Kind::Float:
+        c.floats.PushBack(floats[f]);
+        break;
+      case Kind::Text:
+        if (value.IsNull()) {
+          c.texts.PushBack(TextArena::kEmpty);
+        } else if (value.GetKind() == Variant::Kind::String) {
+          c.texts.PushBack(AddText(c, value.StringRef()));
+        } else {
+          c.texts.PushBack(AddText(c, value.AsString()));
+        }
+        break;
+    }
+  }
+  ++rows_;
+  return row;
+}
+
 void ColumnStore::Clear() {
   for (Column& c : columns_) {
     c.integers.Clear();
@@ -172,12 +239,16 @@ Variant ColumnStore::Value(RowId row, int field) const {
   return Variant(String(row, field));
 }
 
-void ColumnStore::SetText(Column& column, RowId row, std::string_view text) {
+TextArena::Handle ColumnStore::AddText(Column& column, std::string_view text) {
   if (text.size() > TextArena::kMaxLength) {
     throw Exception("field " + defs_[&column - columns_.data()].name + ": a text of " +
                     std::to_string(text.size()) + " bytes is longer than a field can hold");
   }
-  column.texts.Mutable(row) = column.arena.Add(text);
+  return column.arena.Add(text);
+}
+
+void ColumnStore::SetText(Column& column, RowId row, std::string_view text) {
+  column.texts.Mutable(row) = AddText(column, text);
 }
 
 void ColumnStore::Set(RowId row, int field, const Variant& value) {

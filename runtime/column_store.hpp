@@ -25,6 +25,8 @@ class NRW_API ColumnStore {
   const std::vector<TFieldDef>& Defs() const { return defs_; }
   size_t RowCount() const { return rows_; }
   RowId AddRow();
+  // Adds a row holding `values` (one per field, converted as Set converts them).
+  RowId AddRow(const std::vector<Variant>& values);
   void Clear();
   void Reserve(size_t rows);
 
@@ -70,6 +72,7 @@ class NRW_API ColumnStore {
     return c.arena.Text(c.texts[row]);
   }
   void SetText(Column& column, RowId row, std::string_view text);
+  TextArena::Handle AddText(Column& column, std::string_view text);
 
   std::vector<TFieldDef> defs_;
   std::vector<Column> columns_;

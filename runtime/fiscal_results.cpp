@@ -45,13 +45,7 @@ class MemoryStorage : public FiscalStorage {
     current_ = tables_[static_cast<int>(result)];
     current_->CreateDataSet(fields);
   }
-  void Add(const std::vector<Variant>& row) override {
-    current_->Append();
-    for (size_t i = 0; i < row.size(); ++i) {
-      current_->SetValue(static_cast<int>(i), row[i]);
-    }
-    current_->Post();
-  }
+  void Add(const std::vector<Variant>& row) override { current_->AppendRecord(row); }
   bool SortsRows() const override { return true; }
   void End(const std::string& key_fields) override {
     current_->SortRows(key_fields);

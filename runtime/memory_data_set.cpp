@@ -644,6 +644,21 @@ void TMemoryDataSet::Append() {
   SetState(TDataSetState::Insert);
 }
 
+void TMemoryDataSet::AppendRecord(const std::vector<Variant>& values) {
+  CheckWritable();
+  if (static_cast<int>(values.size()) != FieldCount()) {
+    throw Exception(DisplayName() + ": a record of " + std::to_string(values.size()) +
+                    " values for " + std::to_string(FieldCount()) + " fields");
+  }
+  Post();
+  Impl& d = *impl_;
+  d.Sync();
+  d.edit_row = d.store->AddRow(values);
+  d.deleted.push_back(1);
+  SetState(TDataSetState::Insert);
+  Post();
+}
+
 void TMemoryDataSet::Edit() {
   CheckWritable();
   if (State() != TDataSetState::Browse) {

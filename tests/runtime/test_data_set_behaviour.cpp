@@ -513,6 +513,30 @@ TEST(MemoryDataSet, KeySearchesAgreeWithAScanInAnyOrder) {
   EXPECT_EQ(table.RecordCount(), count(std::nullopt, std::nullopt)) << "null keys come first";
 }
 
+TEST(MemoryDataSet, AppendRecordAddsOneWholeRowOrNone) {
+  TnClientDataSetMem table(nullptr, {{"K", TFieldType::Float},
+                                     {"N", TFieldType::Integer},
+                                     {"S", TFieldType::String},
+                                     {"D", TFieldType::DateTime}});
+  table.SetIndexFieldNames("K");
+  table.AppendRecord({Variant(2.0), Variant(7), Variant("b"), Variant::FromDateTime(46023)});
+  table.AppendRecord({Variant(1), Variant("8"), Variant(), Variant()});
+  EXPECT_EQ(table.RecordCount(), 2);
+  table.First();
+  EXPECT_EQ(table.GetFloat(0), 1.0) << "the index takes the new rows in";
+  EXPECT_EQ(table.GetInteger(1), 8) << "values are converted to the field's type";
+  EXPECT_TRUE(table.IsNull(2));
+  table.Next();
+  EXPECT_EQ(table.GetString(2), "b");
+  EXPECT_EQ(table.GetFloat(3), 46023.0);
+  EXPECT_THROW(table.AppendRecord({Variant(3.0), Variant("x"), Variant("c"), Variant()}),
+               Exception);
+  EXPECT_THROW(table.AppendRecord({Variant(3.0)}), Exception);
+  EXPECT_EQ(table.RecordCount(), 2) << "a bad record adds nothing";
+  table.SetReadOnly(true);
+  EXPECT_THROW(table.AppendRecord({Variant(4.0), Variant(1), Variant(), Variant()}), Exception);
+}
+
 TEST(MemoryDataSet, ReadOnlyRefusesEdits) {
   TnClientDataSet cursor(nullptr, {{"K", TFieldType::Integer}});
   cursor.SetReadOnly(true);
