@@ -179,7 +179,11 @@ done
   echo "\`bench/report.sh\` on $(nproc) cores ($(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ *//')),"
   echo "commit $(cd "$root" && git rev-parse --short HEAD 2>/dev/null || echo unknown), $(date -u +%Y-%m-%d)."
   echo "One establishment's month: entries and exits, all taxes, other information and the CFOP"
-  echo "summary. Median of $runs runs; ratio = wall time / the raw read of the same database and size."
+  if [ "$runs" -eq 1 ]; then
+    echo "summary. One run of each; ratio = wall time / the raw read of the same database and size."
+  else
+    echo "summary. Median of $runs runs; ratio = wall time / the raw read of the same database and size."
+  fi
   echo
   echo "| tax lines | database | output | storage | wall (s) | peak RSS (MB) | ratio |"
   echo "|---:|---|---|---|---:|---:|---:|"
