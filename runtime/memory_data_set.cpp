@@ -126,14 +126,16 @@ struct TMemoryDataSet::Impl {
     size_t low = from, high = to;
     if (hint > from && hint < to) {
       if (before(lead_keys[hint])) {
+        // A few growing steps; a key far ahead is searched for in all that follows.
+        constexpr size_t kLastStep = 256;
         size_t known = hint;  // before the bound
         size_t step = 1;
-        while (known + step < to && before(lead_keys[known + step])) {
+        while (step <= kLastStep && known + step < to && before(lead_keys[known + step])) {
           known += step;
           step *= 2;
         }
         low = known + 1;
-        high = std::min(known + step, to);
+        high = step > kLastStep ? to : std::min(known + step, to);
       } else {
         high = hint;
       }
