@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 #include "host/exception.hpp"
 #include "host/temp_files.hpp"
@@ -43,6 +44,19 @@ void TAtomicOutputFile::Commit() {
 
 namespace {
 
+// The two-character escapes of JSON; null for a character without one.
+const char* ShortEscape(unsigned char c) {
+  static constexpr std::pair<unsigned char, const char*> kEscapes[] = {
+      {'"', "\\\""}, {'\\', "\\\\"}, {'\b', "\\b"}, {'\f', "\\f"},
+      {'\n', "\\n"}, {'\r', "\\r"},  {'\t', "\\t"}};
+  for (const auto& [character, escape] : kEscapes) {
+    if (character == c) {
+      return escape;
+    }
+  }
+  return nullptr;
+}
+
 // Appends `text` as a JSON string: quotes, backslashes and control characters escaped, UTF-8
 // kept as it is, and a byte that is not part of valid UTF-8 replaced by U+FFFD.
 void AppendJsonString(std::string& out, std::string_view text) {
@@ -65,36 +79,14 @@ void AppendJsonString(std::string& out, std::string_view text) {
       }
       continue;
     }
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\b':
-        out += "\\b";
-        break;
-      case '\f':
-        out += "\\f";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        if (c < 0x20) {
-          out += "\\u00";
-          out += kHex[c >> 4];
-          out += kHex[c & 0xF];
-        } else {
-          out += static_cast<char>(c);
-        }
+    if (c >= 0x20 && c != '"' && c != '\\') {
+      out += static_cast<char>(c);
+    } else if (const char* escape = ShortEscape(c)) {
+      out += escape;
+    } else {
+      out += "\\u00";
+      out += kHex[c >> 4];
+      out += kHex[c & 0xF];
     }
     ++i;
   }
