@@ -9,5 +9,6 @@ namespace nrw::app {
 // Adds the subcommand to `app`; returns what runs it (exit status).
 std::function<int()> AddPrintCommand(CLI::App& app);
 std::function<int()> AddDemoDbCommand(CLI::App& app);
+std::function<int()> AddImportEfdCommand(CLI::App& app);
 
 }  // namespace nrw::app

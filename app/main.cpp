@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   const auto print = nrw::app::AddPrintCommand(app);
   const auto demo_db = nrw::app::AddDemoDbCommand(app);
+  const auto import_efd = nrw::app::AddImportEfdCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
@@ -47,6 +48,9 @@ int main(int argc, char** argv) {
   try {
     if (app.got_subcommand("print")) {
       return print();
+    }
+    if (app.got_subcommand("import-efd")) {
+      return import_efd();
     }
     return demo_db();
   } catch (const std::exception& e) {
