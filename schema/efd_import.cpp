@@ -15,7 +15,6 @@ namespace nrw::efd {
 namespace {
 
 constexpr int32_t kIcms = 1, kIpi = 10, kSubstitution = 13;
-constexpr int32_t kNormalPurpose = 1, kComplementaryPurpose = 2;
 
 // The state of an IBGE municipality code (its first two digits).
 std::string StateOfMunicipality(const std::string& code) {
@@ -29,12 +28,30 @@ std::string StateOfMunicipality(const std::string& code) {
   return found != kStates.end() ? found->second : "";
 }
 
+// The species of a document model (01, 1B and 04, and any other model: NF).
 std::string SpeciesOfModel(const std::string& model) {
-  if (model == "55")
-    return "NFE";
-  if (model == "65")
-    return "NFCE";
-  return "NF";  // 01, 1B, 04
+  static const std::map<std::string, std::string> kSpecies = {
+      {"55", "NFE"},  {"65", "NFCE"}, {"2D", "CF"},   {"06", "NFEE"}, {"28", "NFGC"},
+      {"29", "NFAC"}, {"21", "NFSC"}, {"22", "NFST"}, {"57", "CTE"},  {"67", "CTE"},
+      {"07", "NFST"}, {"08", "CTRC"}, {"8B", "CTAC"}, {"09", "CTA"},  {"10", "AWB"},
+      {"11", "CTFC"}, {"26", "CTMC"}, {"27", "NFTF"}, {"63", "BPE"}};
+  const auto found = kSpecies.find(model);
+  return found != kSpecies.end() ? found->second : "NF";
+}
+
+// FINALIDADE by the document's situation: 1 regular, 2 complementary, 3 regular booked late,
+// 4 complementary booked late, 5 under a special regime (cancelled, denied and voided
+// documents are regular ones with nothing in them).
+int32_t PurposeOf(const std::string& situation) {
+  if (situation == "01")
+    return 3;
+  if (situation == "06")
+    return 2;
+  if (situation == "07")
+    return 4;
+  if (situation == "08")
+    return 5;
+  return 1;
 }
 
 // The observation of a document that is not a regular one; "" for regular ones.
@@ -99,11 +116,24 @@ int64_t NextCode(TSQLConnection& db, const std::string& sql, const TVariantArray
   return highest.IsNull() ? 1 : highest.AsInteger() + 1;
 }
 
-// A document with its records.
+// Where an analytic register keeps the amounts that only some registers have (0: absent). All
+// of them start with CST, CFOP, rate, operation value, ICMS base and ICMS (fields 2 to 7).
+struct AnalyticLayout {
+  size_t base_st = 0, tax_st = 0, reduced = 0, ipi = 0;
+};
+
+// A document of the file: a C100 (with its C190 and C170), or a document made from another
+// parent of analytic records: an ECF reduction Z (C405 with C490), an energy, water or gas bill
+// (C500 with C590), a transport document (D100 with D190), a communication bill (D500 with D590).
 struct Document {
-  Record header;                 // C100
-  std::vector<Record> analytic;  // C190
-  std::vector<Record> items;     // C170
+  Record source;
+  bool exit = false;
+  std::string participant, model, situation, series, number;
+  std::optional<TDateTime> issued, entered;
+  std::string child;  // the register of its analytic records
+  AnalyticLayout layout;
+  std::vector<Record> analytic;
+  std::vector<Record> items;  // C170
 };
 
 struct FileContents {
@@ -113,10 +143,39 @@ struct FileContents {
   std::vector<Document> documents;
 };
 
+// Positions of a parent record's fields (0: the record has none).
+struct ParentFields {
+  size_t direction, participant, model, situation, series, number, issued, entered;
+};
+
+Document DocumentOf(const Record& r, const std::string& child, AnalyticLayout layout,
+                    ParentFields f) {
+  Document d;
+  d.source = r;
+  d.exit = f.direction == 0 || r.Text(f.direction) == "1";  // ECF reductions are exits
+  d.participant = r.Text(f.participant);
+  d.model = r.Text(f.model);
+  d.situation = f.situation == 0 ? "00" : r.Text(f.situation);
+  d.series = r.Text(f.series);
+  d.number = r.Text(f.number);
+  d.issued = r.Date(f.issued);
+  d.entered = r.Date(f.entered) ? r.Date(f.entered) : d.issued;
+  d.child = child;
+  d.layout = layout;
+  return d;
+}
+
 FileContents ReadFile(const std::string& path) {
   EfdReader reader(path);
   FileContents file;
-  Record record;
+  Record record, ecf;  // ecf: the C400 (the fiscal printer) of the C405 records that follow
+  const auto attach = [&](const Record& child, bool item) {
+    if (file.documents.empty() || (item ? file.documents.back().source.Reg() != "C100"
+                                        : file.documents.back().child != child.Reg())) {
+      child.Fail("the record is not under a document it belongs to");
+    }
+    (item ? file.documents.back().items : file.documents.back().analytic).push_back(child);
+  };
   while (reader.Next(record)) {
     const std::string& reg = record.Reg();
     if (reg == "0000") {
@@ -126,13 +185,27 @@ FileContents ReadFile(const std::string& path) {
     } else if (reg == "0200") {
       file.products[record.Text(2)] = record;
     } else if (reg == "C100") {
-      file.documents.push_back({record, {}, {}});
-    } else if (reg == "C190" || reg == "C170") {
-      if (file.documents.empty()) {
-        record.Fail("a document line comes before any C100");
-      }
-      (reg == "C190" ? file.documents.back().analytic : file.documents.back().items)
-          .push_back(record);
+      file.documents.push_back(
+          DocumentOf(record, "C190", {8, 9, 10, 11}, {2, 4, 5, 6, 7, 8, 10, 11}));
+    } else if (reg == "C400") {
+      ecf = record;
+    } else if (reg == "C405") {
+      Document z = DocumentOf(record, "C490", {}, {0, 0, 0, 0, 0, 4, 2, 2});
+      z.model = ecf.Text(2);  // the printer's model (2D)
+      file.documents.push_back(z);
+    } else if (reg == "C500") {
+      file.documents.push_back(
+          DocumentOf(record, "C590", {8, 9, 10, 0}, {2, 4, 5, 6, 7, 10, 11, 12}));
+    } else if (reg == "D100") {
+      file.documents.push_back(
+          DocumentOf(record, "D190", {0, 0, 8, 0}, {2, 4, 5, 6, 7, 9, 11, 12}));
+    } else if (reg == "D500") {
+      file.documents.push_back(
+          DocumentOf(record, "D590", {0, 0, 10, 0}, {2, 4, 5, 6, 7, 9, 10, 11}));
+    } else if (reg == "C190" || reg == "C490" || reg == "C590" || reg == "D190" || reg == "D590") {
+      attach(record, false);
+    } else if (reg == "C170") {
+      attach(record, true);
     }
   }
   return file;
@@ -149,10 +222,9 @@ class Importer {
     from_ = o.Date(4).value_or(0);
     to_ = o.Date(5).value_or(0);
     for (const Document& document : file_.documents) {
-      const Record& c = document.header;
-      if (const auto date = c.Date(11) ? c.Date(11) : c.Date(10)) {
-        from_ = std::min(from_, *date);
-        to_ = std::max(to_, *date);
+      if (document.entered) {
+        from_ = std::min(from_, *document.entered);
+        to_ = std::max(to_, *document.entered);
       }
     }
     ResolveEstablishment();
@@ -287,28 +359,23 @@ class Importer {
   }
 
   void AddDocument(const Document& document) {
-    const Record& c = document.header;
-    const bool exit = c.Text(2) == "1";
-    const std::string situation = SituationText(c.Text(6));
-    const TDateTime issued = c.Date(10).value_or(from_);
-    const TDateTime entered = c.Date(11).value_or(issued);
+    const bool exit = document.exit;
+    const std::string situation = SituationText(document.situation);
+    const TDateTime issued = document.issued.value_or(from_);
+    const TDateTime entered = document.entered.value_or(issued);
     const int64_t key = key_++;
-    const Variant person = Person(c.Text(4));
+    const Variant person = Person(document.participant);
+    const auto state = person_state_.find(document.participant);
     const std::string origin =
-        person_state_.count(c.Text(4)) != 0 && !person_state_[c.Text(4)].empty()
-            ? person_state_[c.Text(4)]
-            : state_;
-    const std::string situation_code = c.Text(6);
+        state != person_state_.end() && !state->second.empty() ? state->second : state_;
     (exit ? exits_ : entries_)
         .push_back({Variant(result_.company), Variant(result_.establishment), Variant(key),
                     Variant::FromDateTime(entered), Variant::FromDateTime(entered),
-                    Variant::FromDateTime(issued), IntegerOrNull(c.Text(8)),
-                    IntegerOrNull(c.Text(8)), TextOrNull(c.Text(7)), Variant(),
-                    Variant(SpeciesOfModel(c.Text(5))), person, TextOrNull(origin),
-                    TextOrNull(situation), TextOrNull(c.Text(5)),
-                    Variant(situation_code == "06" || situation_code == "07" ? kComplementaryPurpose
-                                                                             : kNormalPurpose),
-                    Variant()});
+                    Variant::FromDateTime(issued), IntegerOrNull(document.number),
+                    IntegerOrNull(document.number), TextOrNull(document.series), Variant(),
+                    Variant(SpeciesOfModel(document.model)), person, TextOrNull(origin),
+                    TextOrNull(situation), TextOrNull(document.model),
+                    Variant(PurposeOf(document.situation)), Variant()});
     ++result_.documents;
     auto& lines = exit ? exit_lines_ : entry_lines_;
     int64_t seq = 0;
@@ -325,22 +392,24 @@ class Importer {
       line(kIcms, Variant(0), 0, 0, 0, 0, 0, 0);
       return;
     }
+    const AnalyticLayout& layout = document.layout;
     for (const Record& a : document.analytic) {
       const std::string cst = a.Text(2).size() >= 2 ? a.Text(2).substr(a.Text(2).size() - 2) : "";
       const double accounting = a.Number(5), base = a.Number(6);
       const double exempt =
-          cst == "30" || cst == "40" || cst == "41" ? accounting - base : a.Number(10);
+          cst == "30" || cst == "40" || cst == "41" ? accounting - base : a.Number(layout.reduced);
       const Variant cfop = IntegerOrNull(a.Text(3));
       if (cfop.IsNull()) {
         a.Fail("field 3 '" + a.Text(3) + "' is not a CFOP");
       }
       line(kIcms, cfop, a.Number(4), accounting, base, a.Number(7), exempt,
            accounting - base - exempt);
-      if (a.Number(9) != 0) {
-        line(kSubstitution, cfop, 0, accounting, a.Number(8), a.Number(9), 0, 0);
+      if (a.Number(layout.tax_st) != 0) {
+        line(kSubstitution, cfop, 0, accounting, a.Number(layout.base_st), a.Number(layout.tax_st),
+             0, 0);
       }
-      if (a.Number(11) != 0) {
-        line(kIpi, cfop, 0, accounting, 0, a.Number(11), 0, 0);
+      if (a.Number(layout.ipi) != 0) {
+        line(kIpi, cfop, 0, accounting, 0, a.Number(layout.ipi), 0, 0);
       }
     }
     auto& items = exit ? exit_items_ : entry_items_;

@@ -172,15 +172,17 @@ TEST_P(EfdImport, SampleFilesGiveTheirReferenceSums) {
     const ImportResult r = ImportEfdFile(c, folder + "/" + file);
     for (const auto& [direction, cfops] : directions) {
       const std::string suffix = direction == "Entries" ? "ENT" : "SAI";
+      // The lines of C100 documents (models 01, 1B, 04, 55, 65): the C190 records.
       const auto rows = Select(
           c,
-          "select CODIGOCFOP, sum(VALORCONTABIL), sum(BASEIMPOSTO), sum(VALORIMPOSTO) from "
-          "LCTOFIS" +
-              suffix +
-              "IMPOSTO where TIPOIMPOSTO = 1 and CODIGOCFOP <> 0 and "
-              "CODIGOEMPRESA = " +
-              std::to_string(r.company) + " and CODIGOESTAB = " + std::to_string(r.establishment) +
-              " group by CODIGOCFOP order by CODIGOCFOP");
+          "select i.CODIGOCFOP, sum(i.VALORCONTABIL), sum(i.BASEIMPOSTO), "
+          "sum(i.VALORIMPOSTO) from LCTOFIS" +
+              suffix + "IMPOSTO i join LCTOFIS" + suffix + " d on d.CHAVELCTOFIS" + suffix +
+              " = i.CHAVELCTOFIS" + suffix +
+              " where i.TIPOIMPOSTO = 1 and i.CODIGOCFOP <> 0 and "
+              "d.CODIGOTIPODCTOSINTEGRA in ('01', '1B', '04', '55', '65') and d.CODIGOEMPRESA = " +
+              std::to_string(r.company) + " and d.CODIGOESTAB = " +
+              std::to_string(r.establishment) + " group by i.CODIGOCFOP order by i.CODIGOCFOP");
       ASSERT_EQ(rows.size(), cfops.size()) << file << " " << direction;
       for (const auto& row : rows) {
         const int cfop = static_cast<int>(row[0].AsInteger());
@@ -192,6 +194,57 @@ TEST_P(EfdImport, SampleFilesGiveTheirReferenceSums) {
       }
     }
   }
+}
+
+// E110's debits and credits from the imported ICMS lines of every analytic register of the
+// period: debits are CFOP 5, 6, 7 (but 5605) and 1605, credits CFOP 1, 2, 3 (but 1605) and 5605,
+// documents booked late (COD_SIT 01 and 07) left out.
+TEST_P(EfdImport, SampleFilesReachTheirIcmsSettlement) {
+  const std::filesystem::path folder = std::string(NRW_SHARED_DIR) + "/data/sped";
+  if (!std::filesystem::exists(folder)) {
+    GTEST_SKIP() << folder << " is absent: the sample EFD files are not imported";
+  }
+  TSQLConnection& c = db->Connection();
+  int files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind("efd_", 0) != 0) {
+      continue;
+    }
+    ++files;
+    const ImportResult r = ImportEfdFile(c, entry.path().string());
+    EfdReader reader(entry.path().string());
+    Record record, opening, e110;
+    while (reader.Next(record)) {
+      opening = record.Reg() == "0000" ? record : opening;
+      e110 = record.Reg() == "E110" ? record : e110;
+    }
+    ASSERT_EQ(e110.Reg(), "E110") << name;
+    std::string lines;
+    for (const char* suffix : {"ENT", "SAI"}) {
+      lines += std::string(lines.empty() ? "" : " union all ") +
+               "select i.CODIGOCFOP C, i.VALORIMPOSTO V from LCTOFIS" + suffix +
+               "IMPOSTO i join "
+               "LCTOFIS" +
+               suffix + " d on d.CHAVELCTOFIS" + suffix + " = i.CHAVELCTOFIS" + suffix +
+               " where i.TIPOIMPOSTO = 1 and d.FINALIDADE not in (3, 4) and "
+               "d.CODIGOEMPRESA = :c and d.CODIGOESTAB = :e and d.DATALCTOFIS between :f and :t";
+    }
+    Rows sums;
+    c.Query(
+        "select sum(case when (C >= 5000 and C <> 5605) or C = 1605 then V else 0 end), "
+        "sum(case when (C > 0 and C < 5000 and C <> 1605) or C = 5605 then V else 0 end) "
+        "from (" +
+            lines + ") lines",
+        {Variant(r.company), Variant(r.establishment), Variant::FromDateTime(*opening.Date(4)),
+         Variant::FromDateTime(*opening.Date(5)), Variant(r.company), Variant(r.establishment),
+         Variant::FromDateTime(*opening.Date(4)), Variant::FromDateTime(*opening.Date(5))},
+        sums);
+    const auto& totals = sums.rows.at(0);
+    EXPECT_NEAR(totals[0].AsFloat(), e110.Number(2), 0.005) << name << " VL_TOT_DEBITOS";
+    EXPECT_NEAR(totals[1].AsFloat(), e110.Number(6), 0.005) << name << " VL_TOT_CREDITOS";
+  }
+  EXPECT_GT(files, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Databases, EfdImport,
