@@ -16,3 +16,19 @@ params=(--db out/demo.db --quiet
 "$build_dir/bin/nrw-report" print "${params[@]}" --format text --output out/resumo.txt
 "$build_dir/bin/nrw-report" print "${params[@]}" --format sections --output out/resumo.sections.jsonl
 echo "demo: out/resumo.pdf, out/resumo.txt and out/resumo.sections.jsonl (company database: out/demo.db)"
+
+# A second report, of real books: an EFD ICMS/IPI file imported into its own database (a public
+# sample from ../shared when present, else the project's own example file).
+sample="$(cd "$(dirname "$0")/.." && pwd)/../shared/data/sped/efd_ce_fortcolor-0002_2012-03_v005.txt"
+if [ -f "$sample" ]; then
+  efd="$sample" from=01/03/2012 to=31/03/2012
+else
+  efd="$(dirname "$0")/../schema/efd/exemplo-2020-09.txt" from=01/09/2020 to=30/09/2020
+fi
+rm -f out/efd.db
+"$build_dir/bin/nrw-report" import-efd --quiet --db out/efd.db "$efd"
+efd_params=(--db out/efd.db --quiet --estab 1:1 --from "$from" --to "$to" --entries --exits
+  --taxes icms,ipi,st,pis --summary cfop --set pListarOutrasInfo=1)
+"$build_dir/bin/nrw-report" print "${efd_params[@]}" --format pdf --output out/efd.pdf
+"$build_dir/bin/nrw-report" print "${efd_params[@]}" --format text --output out/efd.txt
+echo "demo: out/efd.pdf and out/efd.txt, the books of $(basename "$efd") (database: out/efd.db)"
