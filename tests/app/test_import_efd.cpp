@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "host/sysutils.hpp"
 #include "schema/efd_reader.hpp"
 #include "tests/runtime/data_set_kinds.hpp"
 
@@ -150,6 +151,56 @@ TEST(ImportEfd, TheReportOfAnImportedFileGivesItsBooksAndItsSettlement) {
     EXPECT_NEAR(icms_total, e110.Number(exits ? 2 : 6), 0.005)
         << (exits ? "VL_TOT_DEBITOS" : "VL_TOT_CREDITOS");
   }
+}
+
+// Every sample file: the ICMS totals the report prints for the file's month, exits and entries,
+// are its E110 debits and credits (no sample has CFOP 1605/5605 or documents booked late; a
+// month without ICMS lines prints no total, which reads as zero).
+TEST(ImportEfd, EverySampleReportReachesItsSettlement) {
+  const std::filesystem::path folder = std::string(NRW_SHARED_DIR) + "/data/sped";
+  if (!std::filesystem::exists(folder)) {
+    GTEST_SKIP() << folder << " is absent: no sample EFD file to import";
+  }
+  int files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind("efd_", 0) != 0) {
+      continue;
+    }
+    ++files;
+    ScratchDir scratch;
+    const std::string db = scratch.File("books.db");
+    ASSERT_EQ(Program("import-efd --quiet --db " + db + " " + entry.path().string()).status, 0);
+    efd::EfdReader reader(entry.path().string());
+    efd::Record record, opening, e110;
+    while (reader.Next(record)) {
+      opening = record.Reg() == "0000" ? record : opening;
+      e110 = record.Reg() == "E110" ? record : e110;
+    }
+    const std::string period = " --from " + FormatDateTime("dd/mm/yyyy", *opening.Date(4)) +
+                               " --to " + FormatDateTime("dd/mm/yyyy", *opening.Date(5));
+    for (const bool exits : {false, true}) {
+      const Result printed = Program("print --quiet --db " + db + " --estab 1:1" + period +
+                                     (exits ? " --exits" : " --entries") + " --taxes icms");
+      ASSERT_EQ(printed.status, 0) << name << printed.output.substr(0, 300);
+      double total = 0;
+      bool in_totals = false;
+      std::istringstream lines(printed.output);
+      for (std::string line; std::getline(lines, line);) {
+        const auto json = nlohmann::json::parse(line);
+        const auto& fields = json["fields"];
+        if (fields.contains("CTexto")) {
+          in_totals = fields["CTexto"] == "Total Tipo";
+        }
+        if (in_totals && json["section"] == 14 && fields.value("RTipo", "") == "ICMS") {
+          total = Amount(fields["RValor"]);
+        }
+      }
+      EXPECT_NEAR(total, e110.Number(exits ? 2 : 6), 0.005)
+          << name << (exits ? " VL_TOT_DEBITOS" : " VL_TOT_CREDITOS");
+    }
+  }
+  EXPECT_GT(files, 0);
 }
 
 TEST(ImportEfd, AMalformedFileGivesOneMessageAndStatusOne) {
