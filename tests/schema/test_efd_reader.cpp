@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 
 #include "schema/efd_reader.hpp"
+#include "tests/runtime/data_set_kinds.hpp"
 
 namespace nrw::efd {
 namespace {
@@ -81,6 +84,33 @@ TEST(EfdReader, EachLayoutVersionHasItsOwnFieldCounts) {
   EXPECT_EQ(MinimumFields("0200", 5), 12u);
   EXPECT_EQ(MinimumFields("0200", 11), 13u);
   EXPECT_EQ(MinimumFields("9900", 14), 0u);
+}
+
+// A minimal file of every layout version this reader knows, written in the field counts of that
+// version, reads; a C190 one field short is refused in each.
+TEST(EfdReader, EveryKnownLayoutVersion) {
+  const nrw::testing::ScratchDir scratch;
+  for (int version = 1; version <= 20; ++version) {
+    char code[4];
+    std::snprintf(code, sizeof code, "%03d", version);
+    // "|REG|x" and then the bars that make a record of `count` fields.
+    const auto fields = [](size_t count) { return std::string(count - 1, '|'); };
+    const std::string c190 = version >= 2 ? "|C190|000|5102|18|100|100|18|0|0|0|0||"
+                                          : "|C190|000|5102|18|100|100|18|0|0|0|0|";
+    const std::string head = "|0000|" + std::string(code) +
+                             "|0|01012020|31012020|N|11222333000181||SP|1|3550308|||B|1|\n" +
+                             "|0200|1" + fields(version >= 11 ? 13 : 12) + "\n" + "|C100|0" +
+                             fields(29) + "\n" + "|C170|1" + fields(37) + "\n";
+    const std::string good = scratch.File("v" + std::string(code) + ".txt");
+    std::ofstream(good) << head << c190 << "\n|9999|6|\n";
+    int read_version = 0;
+    EXPECT_EQ(ReadAll(good, &read_version).size(), 5u) << "layout " << code;
+    EXPECT_EQ(read_version, version);
+    const std::string short_c190 = c190.substr(0, c190.rfind('|', c190.size() - 2) + 1);
+    const std::string bad = scratch.File("short-v" + std::string(code) + ".txt");
+    std::ofstream(bad) << head << short_c190 << "\n|9999|6|\n";
+    EXPECT_THROW(ReadAll(bad), EfdError) << "layout " << code;
+  }
 }
 
 TEST(EfdReader, MalformedLinesNameFileLineAndRecord) {
