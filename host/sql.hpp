@@ -80,6 +80,12 @@ class NRW_API TSQLConnection : public TObject {
 // unless `create` is set.
 NRW_API std::unique_ptr<TSQLConnection> OpenConnection(const std::string& target, bool create);
 
+namespace nrw {
+// A PostgreSQL URL or connection string as a URL without its password, for messages (the
+// password may as well come from PGPASSWORD, a password file or a service file).
+NRW_API std::string RedactedTarget(const std::string& url);
+}  // namespace nrw
+
 namespace Nutildb {
 
 // The host's connection, used when a call passes no connection. Set by the host program.

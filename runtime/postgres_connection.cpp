@@ -119,12 +119,42 @@ std::optional<std::string> PostgresText(const Variant& value) {
   return value.AsString();
 }
 
+// The connection target as a URL without its password, for messages. The password may also
+// come from PGPASSWORD, a password file or a service file, which libpq reads by itself.
+std::string RedactedTarget(const std::string& url) {
+  char* error = nullptr;
+  PQconninfoOption* options = PQconninfoParse(url.c_str(), &error);
+  if (options == nullptr) {
+    PQfreemem(error);
+    return "postgresql://(an unreadable address)";
+  }
+  std::string user, host, port, dbname, service;
+  for (PQconninfoOption* o = options; o->keyword != nullptr; ++o) {
+    const std::string keyword = o->keyword;
+    const std::string value = o->val != nullptr ? o->val : "";
+    if (keyword == "user")
+      user = value;
+    if (keyword == "host")
+      host = value;
+    if (keyword == "port")
+      port = value;
+    if (keyword == "dbname")
+      dbname = value;
+    if (keyword == "service")
+      service = value;
+  }
+  PQconninfoFree(options);
+  std::string target = "postgresql://" + (user.empty() ? "" : user + "@") + host +
+                       (port.empty() ? "" : ":" + port) + "/" + dbname;
+  return service.empty() ? target : target + "?service=" + service;
+}
+
 PostgresConnection::PostgresConnection(const std::string& url) : conn_(PQconnectdb(url.c_str())) {
   if (conn_ == nullptr || PQstatus(conn_) != CONNECTION_OK) {
     const std::string message = conn_ != nullptr ? Trim(PQerrorMessage(conn_)) : "out of memory";
     PQfinish(conn_);
     conn_ = nullptr;
-    throw Exception("cannot connect to PostgreSQL: " + message);
+    throw Exception("cannot connect to PostgreSQL at " + RedactedTarget(url) + ": " + message);
   }
   PQsetClientEncoding(conn_, "UTF8");
   // Server notices ("drop cascades to ...") are not the user's business.
