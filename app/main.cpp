@@ -3,6 +3,7 @@
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
+#include <csignal>
 #include <exception>
 #include <iostream>
 
@@ -29,6 +30,9 @@ int main(int argc, char** argv) {
   KeepFreedMemoryForReuse();
   // An interrupted run leaves no partial output and no temporary database behind.
   RemoveTemporaryFilesOnSignal();
+  // Past a file-size limit a write fails like one on a full disk, and is reported, instead of
+  // the signal ending the run with a partial file behind.
+  std::signal(SIGXFSZ, SIG_IGN);
   CLI::App app{"nrw-report: the fiscal-entries verification summary report"};
   app.require_subcommand(1);
   const auto print = nrw::app::AddPrintCommand(app);

@@ -270,5 +270,31 @@ TEST(NrwReportSignals, AnInterruptedRunLeavesNothingBehind) {
   EXPECT_TRUE(std::filesystem::is_empty(tmp)) << "the provider's temporary databases are gone";
 }
 
+// A disk that fills up (here: a file-size limit on the process) fails the write: one message,
+// status 1, no output file and no partial one.
+TEST(NrwReportLimits, AFullDiskLeavesNoFile) {
+  ScratchDir dir;
+  const std::string db = dir.File("month.db");
+  const std::string bin = std::string(NRW_BIN_DIR) + "/nrw-report";
+  ASSERT_EQ(std::system((bin + " demo-db " + db + " --docs 2000 --quiet --ref ''").c_str()), 0);
+  const std::string out = dir.File("month.txt");
+  const std::string log = dir.File("log.txt");
+  const std::string command = "ulimit -f 64; " + bin +
+                              " print --quiet --from 01/01/2026 --to 31/01/2026 --entries "
+                              "--exits --taxes icms --db " +
+                              db + " --format text --output " + out + " > " + log + " 2>&1";
+  const int status = std::system(command.c_str());
+  ASSERT_TRUE(WIFEXITED(status)) << "the run ended by a signal, not with a message";
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  std::ifstream in(log);
+  const std::string message((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(message, "nrw-report: cannot write the output file '" + out + "' (disk full?)\n");
+  EXPECT_FALSE(std::filesystem::exists(out));
+  for (const auto& entry : std::filesystem::directory_iterator(dir.File(""))) {
+    EXPECT_EQ(entry.path().filename().string().find(".partial-"), std::string::npos)
+        << entry.path();
+  }
+}
+
 }  // namespace
 }  // namespace nrw::testing
