@@ -4,7 +4,7 @@ BUILD_DIR := build
 JOBS ?= $(shell nproc)
 export MAKEFLAGS += --no-print-directory
 
-.PHONY: all deps configure build test demo bench format clean
+.PHONY: all deps configure build test demo bench fuzz format clean
 
 all: build
 
@@ -29,8 +29,16 @@ bench: deps
 	@cmake --build --preset release -j $(JOBS)
 	@bash bench/report.sh --build build
 
+# Every fuzz target for FUZZ_SECONDS each (clang, libFuzzer, ASan + UBSan); see fuzz/run.sh.
+FUZZ_SECONDS ?= 60
+fuzz:
+	@bash scripts/install-deps.sh fuzz
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz -j $(JOBS) --target fuzz_filter fuzz_layout fuzz_conversions fuzz_efd_reader
+	@bash fuzz/run.sh build-fuzz $(FUZZ_SECONDS)
+
 format:
 	@clang-format -i $$(git ls-files '*.hpp' '*.cpp')
 
 clean:
-	@rm -rf build build-debug build-asan out
+	@rm -rf build build-debug build-asan build-profile build-fuzz out

@@ -124,6 +124,13 @@ EfdReader::EfdReader(std::string path) : path_(std::move(path)) {
   bytes_.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+EfdReader EfdReader::FromBytes(std::string name, std::string bytes) {
+  EfdReader reader;
+  reader.path_ = std::move(name);
+  reader.bytes_ = std::move(bytes);
+  return reader;
+}
+
 bool EfdReader::Next(Record& record) {
   while (!done_ && pos_ < bytes_.size()) {
     size_t end = bytes_.find('\n', pos_);

@@ -58,6 +58,8 @@ class EfdReader {
  public:
   // Reads the whole file; raises Exception when it cannot be read.
   explicit EfdReader(std::string path);
+  // Reads `bytes` as the contents of a file called `name` (for messages).
+  static EfdReader FromBytes(std::string name, std::string bytes);
 
   // The next record, up to "|9999|"; false at the end. The first record must be 0000 with a
   // known layout version.
@@ -67,6 +69,8 @@ class EfdReader {
   const std::string& Path() const { return path_; }
 
  private:
+  EfdReader() = default;
+
   std::string path_;
   std::string bytes_;
   size_t pos_ = 0;

@@ -13,6 +13,11 @@ PACKAGES=(
   poppler-utils time
 )
 
+# `install-deps.sh fuzz` adds the compiler the fuzz targets need (clang with libFuzzer).
+if [ "${1:-}" = "fuzz" ]; then
+  PACKAGES+=(clang)
+fi
+
 missing=()
 for pkg in "${PACKAGES[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed"; then
