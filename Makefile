@@ -17,8 +17,12 @@ configure: deps
 build: configure
 	@cmake --build --preset $(PRESET) -j $(JOBS)
 
+# The suite runs twice: on the release build and on the AddressSanitizer + UndefinedBehaviorSanitizer
+# build (with LeakSanitizer), against one throwaway PostgreSQL cluster.
 test: build
-	@bash scripts/run-tests.sh $(BUILD_DIR)
+	@cmake --preset asan >/dev/null
+	@cmake --build --preset asan -j $(JOBS)
+	@bash scripts/run-tests.sh $(BUILD_DIR) build-asan
 
 demo: build
 	@bash scripts/demo.sh $(BUILD_DIR)

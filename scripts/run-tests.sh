@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs every test of a build folder through CTest, with a throwaway PostgreSQL cluster for the
-# tests that need one (they skip, saying so, when it cannot be started).
+# Runs every test of the build folders given (default: build) through CTest, with a throwaway
+# PostgreSQL cluster for the tests that need one (they skip, saying so, when it cannot start).
 set -euo pipefail
-build_dir="${1:-build}"
+[ $# -gt 0 ] || set -- build
 here="$(cd "$(dirname "$0")" && pwd)"
 
 pg_dir="$(mktemp -d "${TMPDIR:-/tmp}/nrw-pg.XXXXXX")"
@@ -17,4 +17,9 @@ else
   cat "$pg_dir"/*.log 2>/dev/null | tail -5 || true
 fi
 
-ctest --test-dir "$build_dir" --output-on-failure -j "$(nproc)"
+# Every build folder named runs the suite against the same cluster (the release build and the
+# AddressSanitizer + UndefinedBehaviorSanitizer one).
+for dir in "$@"; do
+  echo "run-tests: $dir"
+  ctest --test-dir "$dir" --output-on-failure -j "$(nproc)"
+done
