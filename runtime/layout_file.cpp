@@ -20,7 +20,7 @@ class LayoutReader {
     json root;
     try {
       root = json::parse(text);
-    } catch (const json::parse_error& e) {
+    } catch (const json::exception& e) {  // a syntax error, or a number out of range
       Fail(std::string("not valid JSON: ") + e.what());
     }
     if (!root.is_object()) {

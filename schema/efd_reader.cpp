@@ -1,6 +1,8 @@
 #include "schema/efd_reader.hpp"
 
 #include <cctype>
+#include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -94,7 +96,10 @@ double Record::Number(size_t n) const {
   if (!fraction.empty()) {
     dotted.append(".").append(fraction);
   }
-  const double value = std::stod(dotted);
+  const double value = std::strtod(dotted.c_str(), nullptr);  // huge numbers read as inf
+  if (!std::isfinite(value)) {
+    Fail("field " + std::to_string(n) + " '" + text + "' is not a number");
+  }
   return negative ? -value : value;
 }
 
@@ -168,7 +173,8 @@ bool EfdReader::Next(Record& record) {
         read.Fail("the file does not start with a 0000 record");
       }
       const std::string& code = read.Text(2);
-      if (!IsDigits(code) || std::stoi(code) < 1 || std::stoi(code) > kLatestVersion) {
+      if (!IsDigits(code) || code.size() > 3 || std::stoi(code) < 1 ||
+          std::stoi(code) > kLatestVersion) {
         read.Fail("layout version '" + code + "' is not one this reader knows (001 to 020)");
       }
       version_ = std::stoi(code);

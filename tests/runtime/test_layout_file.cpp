@@ -54,6 +54,10 @@ TEST(LayoutFile, ShippedLayoutHoldsTheReportsContract) {
 
 TEST(LayoutFile, ErrorsNameTheFileAndTheProblem) {
   EXPECT_EQ(ErrorOf("{").rfind("layout t.json: not valid JSON: ", 0), 0u);
+  EXPECT_EQ(ErrorOf(R"({"sections": [{"number": 1, "height": 3e999}]})")
+                .rfind("layout t.json: not valid JSON: ", 0),
+            0u)
+      << "a number out of range (found by the fuzzer)";
   EXPECT_EQ(ErrorOf("[]"), "layout t.json: the layout must be a JSON object");
   EXPECT_EQ(ErrorOf("{}"), "layout t.json: \"sections\" must be an array");
   EXPECT_EQ(ErrorOf(R"({"sections": [{"number": 13}, {"number": 13}]})"),

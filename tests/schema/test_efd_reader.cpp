@@ -140,6 +140,22 @@ TEST(EfdReader, MalformedLinesNameFileLineAndRecord) {
             dir + "bad-no-end.txt:2: the file ends without a 9999 record");
 }
 
+// Inputs the fuzzer found: a version code too long for an int and a number too large for a
+// double are reported, not thrown past the reader.
+TEST(EfdReader, OversizedCodesAndNumbersAreReported) {
+  const std::string head = "|0000|014|0|01012020|31012020|N|11222333000181||SP|1|3550308|||B|1|\n";
+  auto long_version = EfdReader::FromBytes(
+      "v.txt", "|0000|00000000000000000014|0|01012020|31012020|N|1||SP|1|1|||B|1|\n|9999|2|\n");
+  Record record;
+  EXPECT_THROW(long_version.Next(record), EfdError);
+  auto huge = EfdReader::FromBytes(
+      "n.txt", head + "|C190|000|5102|" + std::string(400, '9') + "|1|1|1|0|0|0|0||\n|9999|3|\n");
+  ASSERT_TRUE(huge.Next(record));
+  ASSERT_TRUE(huge.Next(record));
+  EXPECT_THROW(record.Number(4), EfdError);
+  EXPECT_DOUBLE_EQ(record.Number(5), 1.0);
+}
+
 TEST(EfdReader, AFileThatCannotBeReadIsReported) {
   EXPECT_THROW(EfdReader(OwnFile("absent.txt")), Exception);
 }
