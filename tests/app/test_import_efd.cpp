@@ -13,29 +13,16 @@
 
 #include "host/sysutils.hpp"
 #include "schema/efd_reader.hpp"
+#include "tests/app/program.hpp"
 #include "tests/runtime/data_set_kinds.hpp"
 
 namespace nrw::testing {
 namespace {
 
-struct Result {
-  std::string output;
-  int status = 0;
-};
+using Result = ProgramResult;
 
 Result Program(const std::string& arguments) {
-  const std::string command = std::string(NRW_BIN_DIR) + "/nrw-report " + arguments + " 2>&1";
-  Result result;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      result.output.append(buffer, n);
-    }
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  return result;
+  return RunNrwReport(arguments);
 }
 
 double Amount(const std::string& text) {  // "1.234,56"
@@ -95,6 +82,38 @@ std::map<int, Sums> ListedSums(const std::string& sources, const std::string& fi
   return sums;
 }
 
+// What a sections trace printed for ICMS: the summary rows by CFOP and the "Total Tipo" total
+// (0 when none was printed).
+struct PrintedIcms {
+  std::map<int, Sums> by_cfop;
+  double total = 0;
+};
+
+PrintedIcms ReadPrintedIcms(const std::string& trace) {
+  PrintedIcms printed;
+  bool in_totals = false;
+  std::istringstream lines(trace);
+  for (std::string line; std::getline(lines, line);) {
+    const auto json = nlohmann::json::parse(line);
+    const auto& fields = json["fields"];
+    if (fields.contains("CTexto")) {
+      in_totals = fields["CTexto"] == "Total Tipo";
+    }
+    if (json["section"] != 14 || fields.value("RTipo", "") != "ICMS") {
+      continue;
+    }
+    const std::string text = fields.value("RTexto", "");
+    if (in_totals && text.empty()) {
+      printed.total = Amount(fields["RValor"]);
+    } else if (!text.empty() && std::isdigit(static_cast<unsigned char>(text[0]))) {
+      const int cfop = std::stoi(text.substr(0, 1) + text.substr(2, 3));  // "5.102  ..."
+      printed.by_cfop[cfop] = {Amount(fields["RValorContabil"]), Amount(fields["RBaseCalculo"]),
+                               Amount(fields["RValor"])};
+    }
+  }
+  return printed;
+}
+
 TEST(ImportEfd, TheReportOfAnImportedFileGivesItsBooksAndItsSettlement) {
   const std::string folder = std::string(NRW_SHARED_DIR) + "/data/sped";
   const std::string file = "efd_ce_fortcolor-0002_2012-03_v005.txt";
@@ -115,28 +134,8 @@ TEST(ImportEfd, TheReportOfAnImportedFileGivesItsBooksAndItsSettlement) {
         Program("print --quiet --db " + db + " --estab 1:1 --from 01/03/2012 --to 31/03/2012 " +
                 (exits ? "--exits" : "--entries") + " --taxes icms --summary cfop");
     ASSERT_EQ(printed.status, 0) << printed.output.substr(0, 500);
-    std::map<int, Sums> summary;
-    double icms_total = -1;
-    bool in_totals = false;
-    std::istringstream lines(printed.output);
-    for (std::string line; std::getline(lines, line);) {
-      const auto json = nlohmann::json::parse(line);
-      const auto& fields = json["fields"];
-      if (fields.contains("CTexto")) {
-        in_totals = fields["CTexto"] == "Total Tipo";
-      }
-      if (json["section"] != 14 || fields.value("RTipo", "") != "ICMS") {
-        continue;
-      }
-      const std::string text = fields.value("RTexto", "");
-      if (in_totals && text.empty()) {
-        icms_total = Amount(fields["RValor"]);
-      } else if (!text.empty() && std::isdigit(text[0])) {
-        const int cfop = std::stoi(text.substr(0, 1) + text.substr(2, 3));  // "5.102  ..."
-        summary[cfop] = {Amount(fields["RValorContabil"]), Amount(fields["RBaseCalculo"]),
-                         Amount(fields["RValor"])};
-      }
-    }
+    const PrintedIcms printed_icms = ReadPrintedIcms(printed.output);
+    const std::map<int, Sums>& summary = printed_icms.by_cfop;
     const std::map<int, Sums> listed = ListedSums(folder + "/SOURCES.md", file, exits);
     ASSERT_FALSE(listed.empty());
     for (const auto& [cfop, expected] : listed) {
@@ -144,11 +143,11 @@ TEST(ImportEfd, TheReportOfAnImportedFileGivesItsBooksAndItsSettlement) {
         continue;  // a summary row of nothing is not printed
       }
       ASSERT_EQ(summary.count(cfop), 1u) << "CFOP " << cfop << (exits ? " exits" : " entries");
-      EXPECT_NEAR(summary[cfop].accounting, expected.accounting, 0.005) << cfop;
-      EXPECT_NEAR(summary[cfop].base, expected.base, 0.005) << cfop;
-      EXPECT_NEAR(summary[cfop].tax, expected.tax, 0.005) << cfop;
+      EXPECT_NEAR(summary.at(cfop).accounting, expected.accounting, 0.005) << cfop;
+      EXPECT_NEAR(summary.at(cfop).base, expected.base, 0.005) << cfop;
+      EXPECT_NEAR(summary.at(cfop).tax, expected.tax, 0.005) << cfop;
     }
-    EXPECT_NEAR(icms_total, e110.Number(exits ? 2 : 6), 0.005)
+    EXPECT_NEAR(printed_icms.total, e110.Number(exits ? 2 : 6), 0.005)
         << (exits ? "VL_TOT_DEBITOS" : "VL_TOT_CREDITOS");
   }
 }
@@ -183,19 +182,7 @@ TEST(ImportEfd, EverySampleReportReachesItsSettlement) {
       const Result printed = Program("print --quiet --db " + db + " --estab 1:1" + period +
                                      (exits ? " --exits" : " --entries") + " --taxes icms");
       ASSERT_EQ(printed.status, 0) << name << printed.output.substr(0, 300);
-      double total = 0;
-      bool in_totals = false;
-      std::istringstream lines(printed.output);
-      for (std::string line; std::getline(lines, line);) {
-        const auto json = nlohmann::json::parse(line);
-        const auto& fields = json["fields"];
-        if (fields.contains("CTexto")) {
-          in_totals = fields["CTexto"] == "Total Tipo";
-        }
-        if (in_totals && json["section"] == 14 && fields.value("RTipo", "") == "ICMS") {
-          total = Amount(fields["RValor"]);
-        }
-      }
+      const double total = ReadPrintedIcms(printed.output).total;
       EXPECT_NEAR(total, e110.Number(exits ? 2 : 6), 0.005)
           << name << (exits ? " VL_TOT_DEBITOS" : " VL_TOT_CREDITOS");
     }

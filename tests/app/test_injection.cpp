@@ -7,38 +7,20 @@
 #include <cstdio>
 #include <string>
 
+#include "tests/app/program.hpp"
 #include "tests/runtime/backends.hpp"
 
 namespace nrw::testing {
 namespace {
 
-struct Result {
-  std::string output;
-  int status = 0;
-};
+using Result = ProgramResult;
 
 Result Program(const std::string& arguments) {
-  const std::string command = std::string(NRW_BIN_DIR) + "/nrw-report " + arguments + " 2>&1";
-  Result result;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      result.output.append(buffer, n);
-    }
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  return result;
+  return RunNrwReport(arguments);
 }
 
-// Single quotes for the shell.
 std::string Quoted(const std::string& text) {
-  std::string out = "'";
-  for (const char c : text) {
-    out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return out + "'";
+  return ShellQuoted(text);
 }
 
 class Rows : public TSQLRowSink {

@@ -9,31 +9,17 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/app/program.hpp"
 #include "tests/runtime/backends.hpp"
 
 namespace nrw::testing {
 namespace {
 
-struct Result {
-  std::string output;
-  int status = 0;
-};
+using Result = ProgramResult;
 
 Result Program(const std::string& arguments) {
   // A fixed emission time, and the terminal progress off.
-  const std::string command = "SOURCE_DATE_EPOCH=1769940000 " + std::string(NRW_BIN_DIR) +
-                              "/nrw-report " + arguments + " 2>&1";
-  Result result;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      result.output.append(buffer, n);
-    }
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  return result;
+  return RunNrwReport(arguments, "SOURCE_DATE_EPOCH=1769940000");
 }
 
 std::string Read(const std::string& path) {

@@ -1,0 +1,19 @@
+// Runs nrw-report as a user does, for the end-to-end tests.
+#pragma once
+
+#include <string>
+
+namespace nrw::testing {
+
+struct ProgramResult {
+  std::string output;  // standard output and standard error
+  int status = 0;      // exit status; -1 when ended by a signal
+};
+
+// `nrw-report ARGUMENTS` through the shell, with `environment` ("NAME=value ...") before it.
+ProgramResult RunNrwReport(const std::string& arguments, const std::string& environment = "");
+
+// Single quotes for the shell.
+std::string ShellQuoted(const std::string& text);
+
+}  // namespace nrw::testing
