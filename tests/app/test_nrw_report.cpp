@@ -286,24 +286,26 @@ TEST(NrwReportSignals, AnInterruptedRunLeavesNothingBehind) {
   const std::string db = dir.File("month.db");
   const std::string bin = std::string(NRW_BIN_DIR) + "/nrw-report";
   ASSERT_EQ(std::system((bin + " demo-db " + db + " --docs 20000 --quiet --ref ''").c_str()), 0);
-  const std::string tmp = dir.File("tmp");
-  std::filesystem::create_directories(tmp);
-  const std::string out = dir.File("month.pdf");
-  // Long enough to be interrupted in the middle: SQLite storage and PDF output.
-  const std::string command =
-      "TMPDIR=" + tmp + " timeout -s TERM 1 " + bin +
-      " print --quiet --from 01/01/2026 --to 31/01/2026 --entries --exits "
-      "--taxes icms,iss,ipi,pis --set pListarOutrasInfo=1 --storage sqlite --db " +
-      db + " --format pdf --output " + out;
-  const int status = std::system(command.c_str());
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 124) << "the run was stopped by the signal, not finished";
-  EXPECT_FALSE(std::filesystem::exists(out));
-  for (const auto& entry : std::filesystem::directory_iterator(dir.File(""))) {
-    EXPECT_EQ(entry.path().filename().string().find(".partial-"), std::string::npos)
-        << entry.path();
+  for (const char* signal_name : {"TERM", "INT"}) {
+    const std::string tmp = dir.File(std::string("tmp-") + signal_name);
+    std::filesystem::create_directories(tmp);
+    const std::string out = dir.File("month.pdf");
+    // Long enough to be interrupted in the middle: SQLite storage and PDF output.
+    const std::string command =
+        "TMPDIR=" + tmp + " timeout -s " + signal_name + " 1 " + bin +
+        " print --quiet --from 01/01/2026 --to 31/01/2026 --entries --exits "
+        "--taxes icms,iss,ipi,pis --set pListarOutrasInfo=1 --storage sqlite --db " +
+        db + " --format pdf --output " + out;
+    const int status = std::system(command.c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 124) << signal_name << ": stopped by the signal, not finished";
+    EXPECT_FALSE(std::filesystem::exists(out));
+    for (const auto& entry : std::filesystem::directory_iterator(dir.File(""))) {
+      EXPECT_EQ(entry.path().filename().string().find(".partial-"), std::string::npos)
+          << entry.path();
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(tmp)) << "the provider's temporary databases are gone";
   }
-  EXPECT_TRUE(std::filesystem::is_empty(tmp)) << "the provider's temporary databases are gone";
 }
 
 // A disk that fills up (here: a file-size limit on the process) fails the write: one message,
