@@ -77,6 +77,23 @@ void BM_DeleteUnderIndex(benchmark::State& state) {
 }
 BENCHMARK(BM_DeleteUnderIndex)->Unit(benchmark::kMillisecond)->Iterations(2);
 
+// Rows appended to an indexed table (as the PIS and COFINS working tables are filled), then
+// read in index order.
+void BM_AppendUnderIndex(benchmark::State& state) {
+  const int64_t rows = state.range(0);
+  for (auto _ : state) {
+    TnClientDataSetMem table(nullptr, {{"K", TFieldType::Float}, {"V", TFieldType::Float}});
+    table.SetIndexFieldNames("K");
+    for (int64_t i = 0; i < rows; ++i) {
+      table.AppendRecord({Variant(static_cast<double>((i * 7919) % rows)), Variant(1.0)});
+    }
+    table.First();
+    benchmark::DoNotOptimize(table.GetFloat(0));
+  }
+  state.SetItemsProcessed(state.iterations() * rows);
+}
+BENCHMARK(BM_AppendUnderIndex)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
 void BM_FilteredWalk(benchmark::State& state) {
   auto table = MakeTable(kRows);
   table->SetFilter("(TIPOIMPOSTO <> 13) and (VALORIMPOSTO > 10)");

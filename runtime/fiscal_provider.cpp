@@ -225,7 +225,7 @@ struct TnFisDPListarLctoFisTotal::Impl {
       if (!registrations) {
         row[2] = row[5] = row[7] = Variant();
       }
-      AppendRow(*pessoa, row);
+      pessoa->AppendRecord(row);
     });
     pessoa->First();
   }
@@ -233,7 +233,7 @@ struct TnFisDPListarLctoFisTotal::Impl {
   void LoadCfops() {
     const auto fields = nrw::CfopFields();
     cfop->CreateDataSet(fields);
-    Run(nrw::CfopQuery(), fields, [&](std::vector<Variant>& row) { AppendRow(*cfop, row); });
+    Run(nrw::CfopQuery(), fields, [&](std::vector<Variant>& row) { cfop->AppendRecord(row); });
     cfop->First();
   }
 
@@ -247,17 +247,9 @@ struct TnFisDPListarLctoFisTotal::Impl {
       for (size_t i = 0; i < amounts.size(); ++i) {
         row[3 + i] = Variant(amounts[i]);
       }
-      AppendRow(*total, row);
+      total->AppendRecord(row);
     }
     total->First();
-  }
-
-  static void AppendRow(TMemoryDataSet& table, const std::vector<Variant>& row) {
-    table.Append();
-    for (size_t i = 0; i < row.size(); ++i) {
-      table.SetValue(static_cast<int>(i), row[i]);
-    }
-    table.Post();
   }
 };
 

@@ -537,6 +537,29 @@ TEST(MemoryDataSet, AppendRecordAddsOneWholeRowOrNone) {
   EXPECT_THROW(table.AppendRecord({Variant(4.0), Variant(1), Variant(), Variant()}), Exception);
 }
 
+TEST(MemoryDataSet, RowsAppendedUnderAnIndexReadInIndexOrder) {
+  // Appends wait to be merged into the index until a read; reads in between see them.
+  TnClientDataSetMem table(nullptr, {{"K", TFieldType::Integer}});
+  table.SetIndexFieldNames("K");
+  for (int i = 0; i < 500; ++i) {
+    if (i % 2 == 0) {
+      table.AppendRecord({Variant((i * 7919) % 500)});
+    } else {
+      table.Append();
+      table.SetValue(0, Variant((i * 7919) % 500));
+      table.Post();
+    }
+    if (i == 250) {
+      ASSERT_TRUE(table.FindKey({Variant((250 * 7919) % 500)}));
+    }
+  }
+  std::vector<int64_t> expected(500);
+  for (int i = 0; i < 500; ++i) {
+    expected[i] = i;
+  }
+  EXPECT_EQ(Keys(table), expected);
+}
+
 TEST(MemoryDataSet, ReadOnlyRefusesEdits) {
   TnClientDataSet cursor(nullptr, {{"K", TFieldType::Integer}});
   cursor.SetReadOnly(true);

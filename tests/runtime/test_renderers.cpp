@@ -211,6 +211,40 @@ TEST(Renderers, PdfReadsBackThroughPoppler) {
   }
 }
 
+// A text wider than its field is cut with an ellipsis and keeps the characters before it; one
+// that fits is whole, accents included.
+TEST(Renderers, PdfCutsALongTextWithAnEllipsis) {
+  if (std::system("command -v pdftotext >/dev/null 2>&1") != 0) {
+    GTEST_SKIP() << "poppler-utils (pdftotext) not installed";
+  }
+  TReportLayout layout;
+  layout.AddSection(TLayoutSection::Of(1, {}));
+  TLayoutSection line = TLayoutSection::Of(13, {"Curto", "Longo"});
+  line.height = 5;
+  line.field_items = {{"Curto", 0, 0, 60, TLayoutAlign::Right, false},
+                      {"Longo", 100, 0, 20, TLayoutAlign::Left, false}};
+  layout.AddSection(line);
+  nrw::testing::ScratchDir dir;
+  const std::string file = dir.File("cut.pdf");
+  {
+    TAtomicOutputFile out(file);
+    auto pdf = CreateRenderer("pdf", out.Stream(), layout);
+    pdf->BeginPage(1);
+    pdf->PrintSection(
+        1, 13, {{"Curto", "Conceição"}, {"Longo", "Descrição muito longa que não cabe na coluna"}});
+    pdf->EndPage(1);
+    pdf->Finish();
+    out.Commit();
+  }
+  const std::string text = Command("pdftotext '" + file + "' -");
+  EXPECT_NE(text.find("Conceição"), std::string::npos) << text;
+  const size_t cut = text.find("Descrição");
+  ASSERT_NE(cut, std::string::npos) << text;
+  EXPECT_NE(text.find("…", cut), std::string::npos)
+      << "the cut text ends with an ellipsis: " << text;
+  EXPECT_EQ(text.find("coluna"), std::string::npos) << "the end of the long text is cut: " << text;
+}
+
 TEST(OutputFile, NothingIsLeftWhenNotCommitted) {
   nrw::testing::ScratchDir dir;
   const std::string file = dir.File("out.txt");

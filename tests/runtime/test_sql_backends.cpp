@@ -216,6 +216,29 @@ TEST_P(SqlBackend, LookupsAreRememberedUntilTheConnectionWrites) {
   Nutildb::SetConexaoPadrao(nullptr);
 }
 
+TEST_P(SqlBackend, OnlySmallReadsAreRemembered) {
+  Nutildb::SetConexaoPadrao(OpenConnection(db->Target(), false));
+  TnClientDataSet* cursor = nullptr;
+  // Twenty rows: more than a look-up returns, so the query runs every time.
+  const std::string many =
+      "select N, S from T union all select N, S from T union all select N, S from T union all "
+      "select N, S from T";
+  ASSERT_TRUE(TnDMSQLDataSet::PegarRegistroSQL(cursor, many));
+  EXPECT_EQ(cursor->RecordCount(), 20);
+  conn->Execute("delete from T where N = 5", {});
+  ASSERT_TRUE(TnDMSQLDataSet::PegarRegistroSQL(cursor, many));
+  EXPECT_EQ(cursor->RecordCount(), 16);
+  // A statement that is not a query, run as a look-up, runs and forgets what was remembered.
+  const std::string one = "select S from T where N = 1";
+  ASSERT_TRUE(TnDMSQLDataSet::PegarRegistroSQL(cursor, one));
+  conn->Execute("update T set S = 'z' where N = 1", {});
+  TnDMSQLDataSet::PegarRegistroSQL(cursor, "update T set S = 'y' where N = 2 returning S");
+  ASSERT_TRUE(TnDMSQLDataSet::PegarRegistroSQL(cursor, one));
+  EXPECT_EQ(cursor->GetString(0), "z");
+  Nutildb::DestruirSQL(cursor);
+  Nutildb::SetConexaoPadrao(nullptr);
+}
+
 TEST_P(SqlBackend, ExecuteReportsChangedRows) {
   EXPECT_EQ(conn->Execute("update T set S = :s where N > :n", {Variant("z"), Variant(3)}), 2);
   conn->BeginTransaction();
