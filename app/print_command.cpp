@@ -16,6 +16,7 @@
 #include "app/commands.hpp"
 #include "app/report_parameters.hpp"
 #include "app/terminal_progress.hpp"
+#include "host/base_dll.hpp"
 #include "host/exception.hpp"
 #include "host/fiscal_provider.hpp"
 #include "host/library.hpp"
@@ -33,6 +34,7 @@ const char* const kModuleName = "libnFisORResumoConfLctoFis.so";
 constexpr size_t kProgressWidth = 80;
 
 using ImprimirFn = void (*)(int32_t);
+using ClassDllFn = const TnrwBaseDllClass* (*)();
 
 // The program's installation folder: the parent of its bin/ folder.
 std::string InstallRoot() {
@@ -66,12 +68,14 @@ std::pair<std::string, std::string> Assignment(const std::string& text, const st
     throw Exception(where + ": expected NAME=VALUE, got '" + text + "'");
   }
   const std::string name = Trim(text.substr(0, equals));
-  const auto known = KnownParameter(name);
-  if (!known) {
+  const ReportParameter* known = KnownParameter(name);
+  if (known == nullptr) {
     throw Exception(where + ": unknown report parameter '" + name +
                     "' (nrw-report print --help lists them)");
   }
-  return {*known, text.substr(equals + 1)};
+  const std::string value = text.substr(equals + 1);
+  CheckParameterValue(*known, value, where);
+  return {known->name, value};
 }
 
 // Friendly options first, then the parameter file, then --set: the raw texts win.
@@ -124,20 +128,39 @@ std::vector<std::pair<int32_t, int32_t>> Establishments(const PrintOptions& opti
   return list;
 }
 
-ImprimirFn LoadModule(const std::string& path) {
+// The module's two exports: the entry point, and the report class, whose layout contract a
+// layout file is checked against before anything is read or written.
+struct ReportModule {
+  ImprimirFn imprimir = nullptr;
+  const TLayoutContract* contract = nullptr;
+};
+
+ReportModule LoadModule(const std::string& path) {
   const HMODULE module = SafeLoadLibrary(path, SEM_NOOPENFILEERRORBOX);
   if (module == 0) {
     throw Exception("cannot load the report module '" + path + "': " + LastLibraryError());
   }
-  auto imprimir = reinterpret_cast<ImprimirFn>(dlsym(reinterpret_cast<void*>(module), "Imprimir"));
-  if (imprimir == nullptr) {
+  void* handle = reinterpret_cast<void*>(module);
+  ReportModule loaded;
+  loaded.imprimir = reinterpret_cast<ImprimirFn>(dlsym(handle, "Imprimir"));
+  if (loaded.imprimir == nullptr) {
     throw Exception("the module '" + path + "' has no Imprimir export");
   }
-  return imprimir;
+  if (auto class_dll = reinterpret_cast<ClassDllFn>(dlsym(handle, "ClassDll"))) {
+    if (const TnrwBaseDllClass* report_class = class_dll()) {
+      loaded.contract = report_class->LayoutContract();
+    }
+  }
+  return loaded;
 }
 
-void PrepareEngine(TnrwReport& engine, const PrintOptions& options) {
-  engine.SetLayout(LoadLayoutFile(options.layout));
+void PrepareEngine(TnrwReport& engine, const PrintOptions& options,
+                   const TLayoutContract* contract) {
+  TReportLayout layout = LoadLayoutFile(options.layout);
+  if (contract != nullptr) {
+    CheckLayoutContract(layout, *contract, options.layout);
+  }
+  engine.SetLayout(std::move(layout));
   engine.RepParam("TituloRelatorio", engine.Layout().title);
   for (const auto& [name, value] : CollectParameters(options)) {
     engine.RepParam(name, value);
@@ -161,11 +184,11 @@ int RunPrint(const PrintOptions& options) {
   if (options.format == "pdf" && options.output.empty()) {
     throw Exception("--format pdf needs --output FILE");
   }
-  const ImprimirFn imprimir = LoadModule(options.module_path);
+  const ReportModule module = LoadModule(options.module_path);
   Nutildb::SetConexaoPadrao(OpenConnection(options.database, false));
   SetUsarSQLitePadrao(options.storage == "sqlite");
   auto engine = std::make_unique<TnrwReport>();
-  PrepareEngine(*engine, options);
+  PrepareEngine(*engine, options, module.contract);
   std::unique_ptr<TerminalProgress> progress;
   if (!options.quiet && isatty(STDERR_FILENO)) {
     progress = std::make_unique<TerminalProgress>(std::cerr, TerminalProgress::SteadyClock(),
@@ -179,7 +202,7 @@ int RunPrint(const PrintOptions& options) {
   std::unique_ptr<TSectionSink> sink =
       CreateRenderer(options.format, file ? file->Stream() : std::cout, engine->Layout());
   engine->AddSink(sink.get());
-  imprimir(ReportAddressAsInt32(engine.get()));
+  module.imprimir(ReportAddressAsInt32(engine.get()));
   engine->EndReport();
   if (file) {
     file->Commit();

@@ -56,38 +56,99 @@ std::string TaxList(const std::string& text) {
   return codes;
 }
 
+bool NumberList(const std::string& text, const char* separators) {
+  size_t start = 0;
+  while (start <= text.size()) {
+    const size_t end = std::min(text.find_first_of(separators, start), text.size());
+    const std::string item = Trim(text.substr(start, end - start));
+    // Separators may open and close the list ("';1;2;'"), as the module stores it.
+    const bool edge = item.empty() && (start == 0 || end == text.size());
+    if (!edge && !TryStrToInt(item)) {
+      return false;
+    }
+    start = end + 1;
+  }
+  return true;
+}
+
+bool ValueOfKind(ValueKind kind, const std::string& text) {
+  switch (kind) {
+    case ValueKind::Date:
+      return TryStrToDate(text).has_value();
+    case ValueKind::Number:
+      return TryStrToInt(text).has_value();
+    case ValueKind::Minutes: {
+      const auto minutes = TryStrToInt(text);
+      return minutes && *minutes >= 0 && *minutes < 24 * kMinutesPerHour;
+    }
+    case ValueKind::TaxCodes:
+      return NumberList(text, ";");
+    case ValueKind::Codes:
+      return NumberList(text, ";,");
+    case ValueKind::Text:
+      return true;
+  }
+  return false;
+}
+
+const char* KindDescription(ValueKind kind) {
+  switch (kind) {
+    case ValueKind::Date:
+      return "a date (dd/mm/yyyy)";
+    case ValueKind::Number:
+      return "a whole number";
+    case ValueKind::Minutes:
+      return "a time in minutes since midnight (0 to 1439)";
+    case ValueKind::TaxCodes:
+      return "a list of tax codes separated by ';'";
+    case ValueKind::Codes:
+      return "a list of whole numbers separated by ';' or ','";
+    case ValueKind::Text:
+      break;
+  }
+  return "text";
+}
+
 }  // namespace
 
 const std::vector<ReportParameter>& ReportParameters() {
   static const std::vector<ReportParameter> kParameters = {
-      {"pDataInicial", "first date of the period (dd/mm/yyyy)", "day 0 (30/12/1899)"},
-      {"pDataFinal", "last date of the period (dd/mm/yyyy)", "day 0 (30/12/1899)"},
-      {"pTipoPeriodo", "1: period by entry date; other: by entry date and time", "1"},
-      {"pHoraInicial", "start time in minutes since midnight (period by date and time)", "0"},
-      {"pHoraFinal", "end time in minutes since midnight (period by date and time)", "0"},
-      {"pTipoMovimento", "movements: 1 entries, 2 exits, 12 both", "none (refused)"},
+      {"pDataInicial", "first date of the period (dd/mm/yyyy)", "day 0 (30/12/1899)",
+       ValueKind::Date},
+      {"pDataFinal", "last date of the period (dd/mm/yyyy)", "day 0 (30/12/1899)", ValueKind::Date},
+      {"pTipoPeriodo", "1: period by entry date; other: by entry date and time", "1",
+       ValueKind::Number},
+      {"pHoraInicial", "start time in minutes since midnight (period by date and time)", "0",
+       ValueKind::Minutes},
+      {"pHoraFinal", "end time in minutes since midnight (period by date and time)", "0",
+       ValueKind::Minutes},
+      {"pTipoMovimento", "movements: 1 entries, 2 exits, 12 both", "none (refused)",
+       ValueKind::Number},
       {"pTipoImposto",
        "taxes, codes separated by ';': 1 ICMS, 2 ISS, 10 IPI, 11 FunRural, "
        "12 complementary ICMS, 13 tax substitution, 15 PIS/COFINS",
-       "none (refused)"},
-      {"pTotalizar", "summary after the listing: 4 by CFOP, 7 by day", "no summary"},
-      {"pListarTotalImposto", "1: subtotals of runs of one tax type", "no"},
-      {"pListarOutrasInfo", "1: other information (product and freight totals, operations)", "no"},
-      {"pExibirDadosPessoa", "1: counterparty data under each document", "no"},
-      {"pExibirDadosProduto", "1: the products of each document", "no"},
-      {"pExibirDadosNatureza", "1: the natures of operation of each document", "no"},
-      {"pLinhaHorizontal", "1: a rule after each document", "no"},
-      {"pArquivoMagOrdemProd", "1: leave out documents of normal purpose", "no"},
+       "none (refused)", ValueKind::TaxCodes},
+      {"pTotalizar", "summary after the listing: 4 by CFOP, 7 by day", "no summary",
+       ValueKind::Number},
+      {"pListarTotalImposto", "1: subtotals of runs of one tax type", "no", ValueKind::Number},
+      {"pListarOutrasInfo", "1: other information (product and freight totals, operations)", "no",
+       ValueKind::Number},
+      {"pExibirDadosPessoa", "1: counterparty data under each document", "no", ValueKind::Number},
+      {"pExibirDadosProduto", "1: the products of each document", "no", ValueKind::Number},
+      {"pExibirDadosNatureza", "1: the natures of operation of each document", "no",
+       ValueKind::Number},
+      {"pLinhaHorizontal", "1: a rule after each document", "no", ValueKind::Number},
+      {"pArquivoMagOrdemProd", "1: leave out documents of normal purpose", "no", ValueKind::Number},
       {"pOrdenacao", "order: 1 date, 2 entry, 3 number, 4 date and number, 5 date and counterparty",
-       "2"},
+       "2", ValueKind::Number},
       {"ReportFor", "print model: 1 shows counterparty code and name; 2 prints without stripes",
-       "2"},
-      {"pChaveInicial", "first entry key", "no limit"},
-      {"pChaveFinal", "last entry key (0: no limit)", "no limit"},
-      {"pEspecie", "document species (NF, NFE, CTE, NFS, ...)", "all"},
-      {"pCodigoPessoa", "counterparty codes separated by ';' or ','", "all"},
-      {"pCodigoCFOP", "CFOP codes separated by ';' or ','", "all"},
-      {"pCodigoUsuario", "codes of the users who keyed the documents in", "all"}};
+       "2", ValueKind::Number},
+      {"pChaveInicial", "first entry key", "no limit", ValueKind::Number},
+      {"pChaveFinal", "last entry key (0: no limit)", "no limit", ValueKind::Number},
+      {"pEspecie", "document species (NF, NFE, CTE, NFS, ...)", "all", ValueKind::Text},
+      {"pCodigoPessoa", "counterparty codes separated by ';' or ','", "all", ValueKind::Codes},
+      {"pCodigoCFOP", "CFOP codes separated by ';' or ','", "all", ValueKind::Codes},
+      {"pCodigoUsuario", "codes of the users who keyed the documents in", "all", ValueKind::Codes}};
   return kParameters;
 }
 
@@ -101,13 +162,22 @@ std::string ReportParametersHelp() {
   return help;
 }
 
-std::optional<std::string> KnownParameter(const std::string& name) {
+const ReportParameter* KnownParameter(const std::string& name) {
   for (const ReportParameter& p : ReportParameters()) {
     if (SameText(p.name, name)) {
-      return std::string(p.name);
+      return &p;
     }
   }
-  return std::nullopt;
+  return nullptr;
+}
+
+void CheckParameterValue(const ReportParameter& parameter, const std::string& value,
+                         const std::string& where) {
+  if (value.empty() || ValueOfKind(parameter.kind, value)) {
+    return;
+  }
+  throw Exception(where + ": " + parameter.name + ": '" + value + "' is not " +
+                  KindDescription(parameter.kind));
 }
 
 std::map<std::string, std::string> TranslateFriendly(const FriendlyOptions& o) {

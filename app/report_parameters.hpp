@@ -10,18 +10,32 @@
 
 namespace nrw::app {
 
+// The text a parameter takes. An empty text is always accepted: it is the same as leaving the
+// parameter out.
+enum class ValueKind {
+  Date,      // dd/mm/yyyy
+  Number,    // a whole number
+  Minutes,   // minutes since midnight, 0 to 1439
+  TaxCodes,  // whole numbers separated by ';'
+  Codes,     // whole numbers separated by ';' or ','
+  Text
+};
+
 struct ReportParameter {
   const char* name;
   const char* meaning;
   const char* when_absent;
+  ValueKind kind;
 };
 
 const std::vector<ReportParameter>& ReportParameters();
 // The help text listing every report parameter.
 std::string ReportParametersHelp();
-// The parameter of that name as the module spells it (names compare without regard to case);
-// nullopt for an unknown name.
-std::optional<std::string> KnownParameter(const std::string& name);
+// The parameter of that name (names compare without regard to case); null for an unknown name.
+const ReportParameter* KnownParameter(const std::string& name);
+// Raises Exception "WHERE: NAME: 'VALUE' is not ..." when `value` is not of the parameter's kind.
+void CheckParameterValue(const ReportParameter& parameter, const std::string& value,
+                         const std::string& where);
 
 // The friendly options, as given on the command line (empty or false when not given).
 struct FriendlyOptions {

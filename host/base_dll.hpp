@@ -17,6 +17,7 @@
 #include "host/object.hpp"
 #include "host/progress.hpp"
 #include "host/report.hpp"
+#include "host/report_layout.hpp"
 
 class TnDMReport;
 class TnpqParamItem;
@@ -66,6 +67,9 @@ class NRW_API TnrwBaseDllClass {
   virtual const char* ClassName() const = 0;
   // Allocates an instance of the referenced class and runs its virtual Create.
   TnrwBaseDll* Create(TnrwReport* report) const;
+  // What the class needs of its layout, for a host to check a layout file before a run; null
+  // when the class states nothing.
+  virtual const TLayoutContract* LayoutContract() const { return nullptr; }
 
  protected:
   virtual TnrwBaseDll* NewInstance() const = 0;
@@ -75,12 +79,15 @@ class NRW_API TnrwBaseDllClass {
 template <class T>
 class TnrwClassOf final : public TnrwBaseDllClass {
  public:
-  explicit TnrwClassOf(const char* name) : name_(name) {}
+  explicit TnrwClassOf(const char* name, const TLayoutContract* contract = nullptr)
+      : name_(name), contract_(contract) {}
   const char* ClassName() const override { return name_; }
+  const TLayoutContract* LayoutContract() const override { return contract_; }
 
  protected:
   TnrwBaseDll* NewInstance() const override { return new T(); }
 
  private:
   const char* name_;
+  const TLayoutContract* contract_;
 };

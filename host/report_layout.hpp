@@ -68,6 +68,19 @@ class NRW_API TReportLayout {
   std::map<int32_t, TLayoutSection> sections_;
 };
 
+// What a report needs of its layout: the sections it cannot do without, and the fields each
+// section must hold when the layout has it. A layout may leave out any other section (printing
+// it is then a no-op), but a section without one of its fields would drop a column silently.
+struct NRW_API TLayoutContract {
+  std::vector<int32_t> required_sections;
+  std::map<int32_t, std::vector<std::string>> fields;
+};
+
+// Raises Exception "layout FILE: PROBLEM" for the first section the contract requires that the
+// layout lacks, or the first field a section lacks.
+NRW_API void CheckLayoutContract(const TReportLayout& layout, const TLayoutContract& contract,
+                                 const std::string& file);
+
 // Reads a layout file (JSON). Raises Exception "layout FILE: PROBLEM" for a file that cannot be
 // read, is not JSON, or does not describe a layout (missing or mistyped members, a section
 // number given twice, a field without a name).

@@ -16,6 +16,27 @@ constexpr int32_t kLinhaNota = 12;
 
 }  // namespace
 
+// Band 1, the two column headings, the document lines and the total lines are the report itself;
+// the rules, notes, markers, other information and legends may be left out of a layout. Products
+// and natures print when asked for, so a layout must hold them too.
+const TLayoutContract& TnFisORResumoConfLctoFis::ContratoLayout() {
+  static const TLayoutContract kContrato = {
+      {kFaixaCabecalho, kColunasListagem, kColunasTotais, 13, 14, 17, 18},
+      {{kLinhaNota, {"RTexto"}},
+       {13,
+        {"RDataLctoFis", "RDataEmissao", "RChaveLctoFis", "RNumeroNF", "RSerieNF", "REspecieNF",
+         "RPessoa", "RUF", "RModelo", "RCodigoCFOP", "RTipo", "RAliquota", "RValorContabil",
+         "RBaseCalculo", "RValor", "RIsentas", "ROutras"}},
+       {14, {"RTexto", "RTipo", "RValorContabil", "RBaseCalculo", "RValor", "RIsentas", "ROutras"}},
+       {16, {"RTexto", "RValor", "RTexto2", "RValor2"}},
+       {17,
+        {"pSeq", "pProduto", "pClassificacao", "pQtde", "pValUnit", "pValTotal", "pVlrPis",
+         "pVlrCofins"}},
+       {18, {"RNatureza"}},
+       {19, {"CTexto"}}}};
+  return kContrato;
+}
+
 std::vector<int32_t> TnFisORResumoConfLctoFis::CriarListaSectionsParaZebrar() {
   if (StrToIntDef(RepParam("ReportFor"), kModeloSemZebra) == kModeloSemZebra) {
     return {};

@@ -3,7 +3,8 @@
 namespace nfis {
 
 const TnrwBaseDllClass* TnFisORResumoConfLctoFis::ClassType() {
-  static const TnrwClassOf<TnFisORResumoConfLctoFis> kClass("TnFisORResumoConfLctoFis");
+  static const TnrwClassOf<TnFisORResumoConfLctoFis> kClass("TnFisORResumoConfLctoFis",
+                                                            &ContratoLayout());
   return &kClass;
 }
 

@@ -30,6 +30,8 @@ class TnFisORResumoConfLctoFis : public TnrwBaseDll {
  public:
   // The class reference stored in FClassDll.
   static const TnrwBaseDllClass* ClassType();
+  // The sections and fields the report prints through (output/layout_contract.cpp).
+  static const TLayoutContract& ContratoLayout();
 
   std::string Versao() override;
   std::vector<int32_t> CriarListaSectionsParaZebrar() override;

@@ -1,5 +1,9 @@
 #include "host/report_layout.hpp"
 
+#include <algorithm>
+
+#include "host/exception.hpp"
+
 void TReportLayout::AddSection(TLayoutSection section) {
   const int32_t number = section.number;
   sections_[number] = std::move(section);
@@ -16,4 +20,26 @@ std::vector<int32_t> TReportLayout::SectionNumbers() const {
     numbers.push_back(number);
   }
   return numbers;
+}
+
+void CheckLayoutContract(const TReportLayout& layout, const TLayoutContract& contract,
+                         const std::string& file) {
+  for (const int32_t number : contract.required_sections) {
+    if (!layout.HasSection(number)) {
+      throw Exception("layout " + file + ": the report needs section " + std::to_string(number));
+    }
+  }
+  for (const auto& [number, fields] : contract.fields) {
+    const TLayoutSection* section = layout.Section(number);
+    if (section == nullptr) {
+      continue;
+    }
+    for (const std::string& field : fields) {
+      if (std::find(section->fields.begin(), section->fields.end(), field) ==
+          section->fields.end()) {
+        throw Exception("layout " + file + ": section " + std::to_string(number) +
+                        " lacks the field \"" + field + "\"");
+      }
+    }
+  }
 }

@@ -175,6 +175,119 @@ TEST_F(NrwReportEndToEnd, ValidationMessagesExitOneWithoutOutput) {
   }
 }
 
+// Every parameter the program reads, given a text of the wrong kind: refused before the run,
+// naming the option or parameter and the text, never taken as the module's default.
+TEST_F(NrwReportEndToEnd, MalformedValuesOfEveryParameterAreRefused) {
+  const Refusal refusals[] = {
+      {"--from 1/1/26x --to 31/01/2026", "--from: '1/1/26x' is not a date (dd/mm/yyyy)"},
+      {"--from 01/01/2026 --to 2026-01-31", "--to: '2026-01-31' is not a date (dd/mm/yyyy)"},
+      {"--from-time 8h", "--from-time: '8h' is not a time (HH:MM)"},
+      {"--from-time 07:60", "--from-time: '07:60' is not a time (HH:MM)"},
+      {"--to-time 24:00", "--to-time: '24:00' is not a time (HH:MM)"},
+      {"--to-time :30", "--to-time: ':30' is not a time (HH:MM)"},
+      {"--taxes icms,,iss",
+       "--taxes: '' is not a tax (icms, iss, ipi, funrural, complementar, st, pis)"},
+      {"--summary month", "--summary: 'month' is not cfop or day"},
+      {"--order 9", "--order: Value 9 not in range 1 to 5"},
+      {"--order first", "--order: Value first not in range 1 to 5"},
+      {"--keys 5", "--keys: '5' is not FIRST-LAST"},
+      {"--keys 5-x", "--keys: '5-x' is not FIRST-LAST"},
+      {"--estab 1:", "--estab: expected COMPANY:ESTAB, got '1:'"},
+      {"--estab :1", "--estab: expected COMPANY:ESTAB, got ':1'"},
+      {"--set pDataInicial=abc", "--set: pDataInicial: 'abc' is not a date (dd/mm/yyyy)"},
+      {"--set pDataFinal=31/02/2026", "--set: pDataFinal: '31/02/2026' is not a date (dd/mm/yyyy)"},
+      {"--set pTipoPeriodo=2x", "--set: pTipoPeriodo: '2x' is not a whole number"},
+      {"--set pHoraInicial=8h",
+       "--set: pHoraInicial: '8h' is not a time in minutes since midnight (0 to 1439)"},
+      {"--set pHoraFinal=1440",
+       "--set: pHoraFinal: '1440' is not a time in minutes since midnight (0 to 1439)"},
+      {"--set pTipoMovimento=both", "--set: pTipoMovimento: 'both' is not a whole number"},
+      {"--set 'pTipoImposto=1,2'",
+       "--set: pTipoImposto: '1,2' is not a list of tax codes separated by ';'"},
+      {"--set 'pTipoImposto=1;;2'",
+       "--set: pTipoImposto: '1;;2' is not a list of tax codes separated by ';'"},
+      {"--set pTotalizar=cfop", "--set: pTotalizar: 'cfop' is not a whole number"},
+      {"--set pListarTotalImposto=sim", "--set: pListarTotalImposto: 'sim' is not a whole number"},
+      {"--set pListarOutrasInfo=yes", "--set: pListarOutrasInfo: 'yes' is not a whole number"},
+      {"--set pExibirDadosPessoa=x", "--set: pExibirDadosPessoa: 'x' is not a whole number"},
+      {"--set pExibirDadosProduto=1.0", "--set: pExibirDadosProduto: '1.0' is not a whole number"},
+      {"--set pExibirDadosNatureza=t", "--set: pExibirDadosNatureza: 't' is not a whole number"},
+      {"--set pLinhaHorizontal=on", "--set: pLinhaHorizontal: 'on' is not a whole number"},
+      {"--set pArquivoMagOrdemProd=s", "--set: pArquivoMagOrdemProd: 's' is not a whole number"},
+      {"--set pOrdenacao=data", "--set: pOrdenacao: 'data' is not a whole number"},
+      {"--set ReportFor=pdf", "--set: ReportFor: 'pdf' is not a whole number"},
+      {"--set pChaveInicial=1e3", "--set: pChaveInicial: '1e3' is not a whole number"},
+      {"--set pChaveFinal=99999999999", "--set: pChaveFinal: '99999999999' is not a whole number"},
+      {"--set 'pCodigoPessoa=1;dois'",
+       "--set: pCodigoPessoa: '1;dois' is not a list of whole numbers separated by ';' or ','"},
+      {"--set pCodigoCFOP=5.102",
+       "--set: pCodigoCFOP: '5.102' is not a list of whole numbers separated by ';' or ','"},
+      {"--set 'pCodigoUsuario=ana'",
+       "--set: pCodigoUsuario: 'ana' is not a list of whole numbers separated by ';' or ','"}};
+  for (const Refusal& r : refusals) {
+    const std::string out = scratch->File("refused.txt");
+    const std::string options = r.options;
+    const std::string taxes = options.find("--taxes") == std::string::npos ? " --taxes icms" : "";
+    const Result result = Program("print --quiet --entries --db " + database +
+                                  " --format text --output " + out + taxes + " " + options);
+    EXPECT_EQ(result.status, 1) << r.options;
+    EXPECT_EQ(result.output, std::string("nrw-report: ") + r.message + "\n") << r.options;
+    EXPECT_FALSE(std::filesystem::exists(out)) << r.options;
+  }
+  // The same check applies to a parameter file, naming its line.
+  const std::string file = scratch->File("bad-params.txt");
+  std::ofstream(file) << "pDataInicial=01/01/2026\npDataFinal=31/1/2026x\n";
+  const Result from_file =
+      Program("print --quiet --entries --taxes icms --db " + database + " --params " + file);
+  EXPECT_EQ(from_file.status, 1);
+  EXPECT_EQ(
+      from_file.output,
+      "nrw-report: " + file + ", line 2: pDataFinal: '31/1/2026x' is not a date (dd/mm/yyyy)\n");
+  // Empty texts are the same as leaving the parameter out; separators around a tax list are
+  // the module's own stored form.
+  const Result accepted = Program(std::string(kBase) +
+                                  "--entries --estab 1:1 --set 'pTipoImposto=;1;2;' "
+                                  "--set pCodigoPessoa= --set pChaveFinal= --db " +
+                                  database);
+  EXPECT_EQ(accepted.status, 0) << accepted.output.substr(0, 200);
+}
+
+// A layout file the report cannot print through: refused before the database is read.
+TEST_F(NrwReportEndToEnd, LayoutFilesThatCannotPrintTheReportAreRefused) {
+  const std::string shipped = std::string(NRW_SOURCE_DIR) + "/layouts/ResumoConfLctoFis.json";
+  const std::string layout_text = Read(shipped);
+  struct Case {
+    const char* name;
+    std::string text;
+    std::string message;
+  };
+  auto replaced = [&](const std::string& from, const std::string& to) {
+    std::string text = layout_text;
+    const size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+  };
+  const Case cases[] = {
+      {"malformed.json", layout_text.substr(0, layout_text.size() / 2), "not valid JSON"},
+      {"twice.json", replaced("\"number\": 14,", "\"number\": 13,"), "section 13 is given twice"},
+      {"lacking-field.json", replaced("\"name\": \"RNumeroNF\"", "\"name\": \"RNumeroDoc\""),
+       "section 13 lacks the field \"RNumeroNF\""},
+      {"lacking-section.json", replaced("\"number\": 18,", "\"number\": 28,"),
+       "the report needs section 18"}};
+  for (const Case& c : cases) {
+    const std::string path = scratch->File(c.name);
+    std::ofstream(path, std::ios::binary) << c.text;
+    const std::string out = scratch->File("layout.pdf");
+    const Result result = Program(std::string(kBase) + "--entries --taxes icms --db " + database +
+                                  " --layout " + path + " --format pdf --output " + out);
+    EXPECT_EQ(result.status, 1) << c.name;
+    EXPECT_EQ(result.output.rfind("nrw-report: layout " + path + ": " + c.message, 0), 0u)
+        << c.name << ": " << result.output;
+    EXPECT_EQ(result.output.find('\n'), result.output.size() - 1) << "one line";
+    EXPECT_FALSE(std::filesystem::exists(out)) << c.name;
+  }
+}
+
 TEST_F(NrwReportEndToEnd, ParameterFileLikeSetOptions) {
   const std::string file = scratch->File("params.txt");
   std::ofstream(file) << "# January, entries\npDataInicial=01/01/2026\n\npdatafinal=31/01/2026\n"

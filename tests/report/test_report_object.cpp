@@ -75,3 +75,48 @@ TEST_F(ReportObject, InvalidParametersStopTheRunWithTheProgressShown) {
 
 }  // namespace
 }  // namespace nfis::testing
+
+namespace nfis::testing {
+namespace {
+
+std::string ContractProblem(const std::string& file) {
+  try {
+    CheckLayoutContract(LoadLayoutFile(file),
+                        *TnFisORResumoConfLctoFis::ClassType()->LayoutContract(), file);
+  } catch (const Exception& e) {
+    return e.what();
+  }
+  return "";
+}
+
+TEST(LayoutContract, TheShippedLayoutAndTheVariantsWithoutOptionalSectionsHoldIt) {
+  const std::string root = std::string(NRW_SOURCE_DIR);
+  EXPECT_EQ(ContractProblem(root + "/layouts/ResumoConfLctoFis.json"), "");
+  EXPECT_EQ(ContractProblem(root + "/tests/data/layouts/without_15_16.json"), "");
+  EXPECT_EQ(ContractProblem(root + "/tests/data/layouts/without_11_12_19.json"), "");
+}
+
+TEST(LayoutContract, ALayoutWithoutAFieldOrARequiredSectionIsRefused) {
+  const TLayoutContract& contract = TnFisORResumoConfLctoFis::ContratoLayout();
+  TReportLayout layout =
+      LoadLayoutFile(std::string(NRW_SOURCE_DIR) + "/layouts/ResumoConfLctoFis.json");
+  TLayoutSection tax_line = *layout.Section(13);
+  std::erase(tax_line.fields, "RNumeroNF");
+  layout.AddSection(tax_line);
+  try {
+    CheckLayoutContract(layout, contract, "x.json");
+    FAIL() << "a tax line without the document number was accepted";
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "layout x.json: section 13 lacks the field \"RNumeroNF\"");
+  }
+  layout.RemoveSection(13);
+  try {
+    CheckLayoutContract(layout, contract, "x.json");
+    FAIL() << "a layout without the document lines was accepted";
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "layout x.json: the report needs section 13");
+  }
+}
+
+}  // namespace
+}  // namespace nfis::testing
