@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <utility>
 
@@ -12,9 +14,13 @@
 TAtomicOutputFile::TAtomicOutputFile(std::string path) : path_(std::move(path)) {
   temporary_ = path_ + ".partial-" + std::to_string(getpid());
   RegisterTemporaryFile(temporary_);
+  errno = 0;
   stream_.open(temporary_, std::ios::binary | std::ios::trunc);
   if (!stream_) {
-    throw Exception("cannot write the output file '" + path_ + "'");
+    // The stream keeps no reason; the open(2) under it left one in errno.
+    const int reason = errno;
+    throw Exception("cannot write the output file '" + path_ + "'" +
+                    (reason != 0 ? std::string(": ") + std::strerror(reason) : std::string()));
   }
 }
 

@@ -1,5 +1,6 @@
 #include "runtime/postgres_connection.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <exception>
 #include <memory>
@@ -171,8 +172,23 @@ std::string PostgresConnection::Description() const {
   return std::string("postgresql://") + PQhost(conn_) + ":" + PQport(conn_) + "/" + PQdb(conn_);
 }
 
-void PostgresConnection::Fail(const std::string& what) const {
-  throw Exception(what + ": " + Trim(PQerrorMessage(conn_)));
+// One line for the user: libpq's first line and its DETAIL line, without the statement excerpt
+// and caret; when the server went away, which server.
+void PostgresConnection::ThrowSqlError(const std::string& message) const {
+  std::string text;
+  size_t start = 0;
+  while (start < message.size()) {
+    const size_t end = std::min(message.find('\n', start), message.size());
+    const std::string line = Trim(message.substr(start, end - start));
+    if (start == 0 || line.rfind("DETAIL:", 0) == 0) {
+      text += (text.empty() ? "" : " ") + line;
+    }
+    start = end + 1;
+  }
+  if (PQstatus(conn_) == CONNECTION_BAD) {
+    throw Exception("lost the connection to PostgreSQL at " + Description() + ": " + text);
+  }
+  throw Exception("SQL error: " + text);
 }
 
 void PostgresConnection::Send(const std::string& sql, const TVariantArray& params) {
@@ -193,7 +209,7 @@ void PostgresConnection::Send(const std::string& sql, const TVariantArray& param
   }
   if (PQsendQueryParams(conn_, rewritten.text.c_str(), static_cast<int>(count), nullptr,
                         values.data(), nullptr, nullptr, 0) == 0) {
-    Fail("SQL error");
+    ThrowSqlError(PQerrorMessage(conn_));
   }
 }
 
@@ -239,7 +255,7 @@ void PostgresConnection::Query(const std::string& sql, const TVariantArray& para
     }
   }
   if (!error.empty()) {
-    throw Exception("SQL error: " + error);
+    ThrowSqlError(error);
   }
   if (failure) {
     std::rethrow_exception(failure);
@@ -261,7 +277,7 @@ int64_t PostgresConnection::Execute(const std::string& sql, const TVariantArray&
     }
   }
   if (!error.empty()) {
-    throw Exception("SQL error: " + error);
+    ThrowSqlError(error);
   }
   return changed;
 }
@@ -271,7 +287,7 @@ void PostgresConnection::ExecuteScript(const std::string& sql) {
   Result result(PQexec(conn_, sql.c_str()));
   const ExecStatusType status = PQresultStatus(result.get());
   if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
-    throw Exception("SQL error: " + Trim(PQresultErrorMessage(result.get())));
+    ThrowSqlError(PQresultErrorMessage(result.get()));
   }
 }
 

@@ -30,7 +30,7 @@ class PostgresConnection : public TSQLConnection {
   PGconn* Handle() const { return conn_; }
 
  private:
-  [[noreturn]] void Fail(const std::string& what) const;
+  [[noreturn]] void ThrowSqlError(const std::string& message) const;
   void Send(const std::string& sql, const TVariantArray& params);
 
   PGconn* conn_ = nullptr;

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # A throwaway PostgreSQL cluster for the tests, on 127.0.0.1 and a free port, in a temporary
-# folder, run as an unprivileged user (the postgres account when started as root).
+# folder, run as an unprivileged user (the postgres account when started as root). The postgres
+# role is trusted; other roles log in with a password.
 #   pg-throwaway.sh start DIR   prints the connection URL; the cluster lives in DIR
 #   pg-throwaway.sh stop DIR    stops it and removes DIR
 #   pg-throwaway.sh halt DIR    stops it and keeps DIR: a later start reuses the cluster and
@@ -37,6 +38,14 @@ case "$command" in
     if [ ! -f "$dir/data/PG_VERSION" ]; then
       run_as "$bin_dir/initdb" -D "$dir/data" -A trust -U postgres -E UTF8 --locale=C.UTF-8 >"$dir/initdb.log" 2>&1
     fi
+    # The postgres account gets in without a password (the tests' own administration); every
+    # other role must give its password, so the password paths of libpq can be tested.
+    run_as tee "$dir/data/pg_hba.conf" >/dev/null <<'HBA'
+local all postgres trust
+host  all postgres 127.0.0.1/32 trust
+local all all scram-sha-256
+host  all all 127.0.0.1/32 scram-sha-256
+HBA
     port=$(free_port)
     run_as "$bin_dir/pg_ctl" -D "$dir/data" -l "$dir/server.log" -w -t 60 \
       -o "-p $port -k $dir -c listen_addresses=127.0.0.1 -c fsync=off -c full_page_writes=off" \

@@ -2,6 +2,7 @@
 // with golden files, the same with SQLite storage and on PostgreSQL; and every validation message
 // with its exit status and no output file.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -368,8 +369,37 @@ TEST_F(NrwReportEndToEnd, AnOutputFolderThatDoesNotExist) {
       Program("print --quiet --from 01/01/2026 --to 31/01/2026 --entries --taxes icms --db " +
               database + " --format text --output " + out);
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.output, "nrw-report: cannot write the output file '" + out + "'\n");
+  EXPECT_EQ(r.output,
+            "nrw-report: cannot write the output file '" + out + "': No such file or directory\n");
   EXPECT_FALSE(std::filesystem::exists(out));
+}
+
+// A folder that exists but may not be written. Root writes anywhere, so a test run as root runs
+// the program without the capability that lets it ignore permissions.
+TEST_F(NrwReportEndToEnd, AnOutputFolderThatCannotBeWritten) {
+  std::string without_override;
+  if (geteuid() == 0) {
+    if (std::system("command -v setpriv > /dev/null") != 0) {
+      GTEST_SKIP() << "running as root without setpriv: a folder's permissions cannot be tested";
+    }
+    without_override =
+        "setpriv --bounding-set=-dac_override,-dac_read_search "
+        "--inh-caps=-dac_override,-dac_read_search --";
+  }
+  const std::string folder = scratch->File("read-only");
+  std::filesystem::create_directories(folder);
+  std::filesystem::permissions(
+      folder, std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  const std::string out = folder + "/report.pdf";
+  const Result r =
+      RunNrwReport("print --quiet --from 01/01/2026 --to 31/01/2026 --entries --taxes icms --db " +
+                       database + " --format pdf --output " + out,
+                   without_override);
+  std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.output,
+            "nrw-report: cannot write the output file '" + out + "': Permission denied\n");
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
 TEST_F(NrwReportEndToEnd, UnreachableDatabaseAndMissingTable) {

@@ -24,6 +24,8 @@ class TestDatabase {
   TSQLConnection& Connection() { return *connection_; }
   // What the host program would take as --db for this database.
   const std::string& Target() const { return target_; }
+  // The PostgreSQL schema the test works in (empty on SQLite).
+  const std::string& Schema() const { return schema_; }
   static std::string SkipReason(Backend backend);
 
  private:
