@@ -15,6 +15,7 @@
 
 #include "app/commands.hpp"
 #include "app/report_parameters.hpp"
+#include "app/report_sheet.hpp"
 #include "app/terminal_progress.hpp"
 #include "host/base_dll.hpp"
 #include "host/exception.hpp"
@@ -24,6 +25,7 @@
 #include "host/renderers.hpp"
 #include "host/report.hpp"
 #include "host/report_layout.hpp"
+#include "host/sheet_export.hpp"
 #include "host/sql.hpp"
 #include "host/sysutils.hpp"
 
@@ -180,9 +182,21 @@ void PrepareEngine(TnrwReport& engine, const PrintOptions& options,
   }
 }
 
+std::unique_ptr<TSectionSink> CreateSink(const PrintOptions& options, TAtomicOutputFile* file,
+                                         const TReportLayout& layout) {
+  std::ostream& out = file != nullptr ? file->Stream() : std::cout;
+  if (options.format == "csv" || options.format == "xlsx") {
+    TSheetOptions sheet;
+    sheet.notice = [](const std::string& text) { std::cerr << "nrw-report: " << text << "\n"; };
+    return CreateSheetRenderer(options.format, out, file != nullptr ? file->TemporaryPath() : "",
+                               layout, ReportSheetMapping(), sheet);
+  }
+  return CreateRenderer(options.format, out, layout);
+}
+
 int RunPrint(const PrintOptions& options) {
-  if (options.format == "pdf" && options.output.empty()) {
-    throw Exception("--format pdf needs --output FILE");
+  if ((options.format == "pdf" || options.format == "xlsx") && options.output.empty()) {
+    throw Exception("--format " + options.format + " needs --output FILE");
   }
   const ReportModule module = LoadModule(options.module_path);
   Nutildb::SetConexaoPadrao(OpenConnection(options.database, false));
@@ -199,8 +213,7 @@ int RunPrint(const PrintOptions& options) {
   if (!options.output.empty()) {
     file = std::make_unique<TAtomicOutputFile>(options.output);
   }
-  std::unique_ptr<TSectionSink> sink =
-      CreateRenderer(options.format, file ? file->Stream() : std::cout, engine->Layout());
+  std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
   engine->AddSink(sink.get());
   module.imprimir(ReportAddressAsInt32(engine.get()));
   engine->EndReport();
@@ -239,8 +252,9 @@ std::function<int()> AddPrintCommand(CLI::App& app) {
   print->add_option("--keys", o->friendly.keys, "entry key range FIRST-LAST");
   print
       ->add_option("--format", o->format,
-                   "output: pdf, text, or sections (one JSON object per printed section)")
-      ->check(CLI::IsMember({"sections", "text", "pdf"}))
+                   "output: pdf, text, sections (one JSON object per printed section), csv or "
+                   "xlsx (one row per printed line)")
+      ->check(CLI::IsMember({"sections", "text", "pdf", "csv", "xlsx"}))
       ->capture_default_str();
   print->add_option("--output", o->output,
                     "output file (default: standard output for text and sections)");

@@ -18,6 +18,9 @@ class NRW_API TAtomicOutputFile {
   explicit TAtomicOutputFile(std::string path);
   ~TAtomicOutputFile();  // removes the temporary file unless committed
   std::ostream& Stream() { return stream_; }
+  // The file being written, for writers that take a file name rather than a stream (write it
+  // instead of the stream, then Commit).
+  const std::string& TemporaryPath() const { return temporary_; }
   // Flushes, checks the writes and renames into place; raises Exception on failure.
   void Commit();
 

@@ -48,6 +48,16 @@ struct NRW_API TLayoutPage {
   double BodyWidth() const { return width - margin_left - margin_right; }
 };
 
+// How a report's titled blocks (the totals by tax type, a summary) are recognised among its
+// printed sections: the title section, carrying the title in a field, printed right before the
+// section that opens the block (its column headings). Page furniture in between (band 1, the page
+// header) does not break the pair. A zero title section: the report has no blocks.
+struct NRW_API TLayoutBlocks {
+  int32_t title_section = 0;
+  std::string title_field;
+  int32_t opening_section = 0;
+};
+
 class NRW_API TReportLayout {
  public:
   void AddSection(TLayoutSection section);
@@ -63,6 +73,7 @@ class NRW_API TReportLayout {
   double font_size = 7;  // points
   std::string accent_color = "#1F4E79";
   std::string stripe_color = "#EEF3F8";
+  TLayoutBlocks blocks;
 
  private:
   std::map<int32_t, TLayoutSection> sections_;

@@ -36,6 +36,14 @@ class LayoutReader {
     }
     layout.accent_color = String(root, "accent_color", layout.accent_color, "layout");
     layout.stripe_color = String(root, "stripe_color", layout.stripe_color, "layout");
+    if (root.contains("blocks")) {
+      const json& blocks = Object(root, "blocks", "layout");
+      layout.blocks.title_section =
+          static_cast<int32_t>(Number(blocks, "title_section", 0, "blocks"));
+      layout.blocks.title_field = String(blocks, "title_field", "", "blocks");
+      layout.blocks.opening_section =
+          static_cast<int32_t>(Number(blocks, "opening_section", 0, "blocks"));
+    }
     if (!root.contains("sections") || !root["sections"].is_array()) {
       Fail("\"sections\" must be an array");
     }

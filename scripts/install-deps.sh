@@ -9,7 +9,7 @@ PACKAGES=(
   libsqlite3-dev sqlite3
   libpq-dev postgresql postgresql-client
   libcairo2-dev libpango1.0-dev fonts-dejavu-core
-  nlohmann-json3-dev libcli11-dev libfmt-dev
+  nlohmann-json3-dev libcli11-dev libfmt-dev libxlsxwriter-dev unzip
   poppler-utils time
 )
 
