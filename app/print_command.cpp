@@ -62,6 +62,7 @@ struct PrintOptions {
   std::vector<std::string> estabs;
   FriendlyOptions friendly;
   bool quiet = false;
+  std::string page_total = "auto";  // "Página n de N": yes, no, or auto (for PDF only)
 };
 
 std::pair<std::string, std::string> Assignment(const std::string& text, const std::string& where) {
@@ -194,6 +195,24 @@ std::unique_ptr<TSectionSink> CreateSink(const PrintOptions& options, TAtomicOut
   return CreateRenderer(options.format, out, layout);
 }
 
+// The pagination pass: the whole report printed to a sink that keeps only its page numbers.
+TPageTotals CountPages(const ReportModule& module, const PrintOptions& options) {
+  auto engine = std::make_unique<TnrwReport>();
+  PrepareEngine(*engine, options, module.contract);
+  TPageCountSink counter;
+  engine->AddSink(&counter);
+  module.imprimir(ReportAddressAsInt32(engine.get()));
+  engine->EndReport();
+  return counter.Totals();
+}
+
+bool WantsPageTotals(const PrintOptions& options) {
+  if (options.page_total == "auto") {
+    return options.format == "pdf";
+  }
+  return options.page_total == "yes";
+}
+
 int RunPrint(const PrintOptions& options) {
   if ((options.format == "pdf" || options.format == "xlsx") && options.output.empty()) {
     throw Exception("--format " + options.format + " needs --output FILE");
@@ -201,8 +220,13 @@ int RunPrint(const PrintOptions& options) {
   const ReportModule module = LoadModule(options.module_path);
   Nutildb::SetConexaoPadrao(OpenConnection(options.database, false));
   SetUsarSQLitePadrao(options.storage == "sqlite");
+  TPageTotals page_totals;
+  if (WantsPageTotals(options)) {
+    page_totals = CountPages(module, options);
+  }
   auto engine = std::make_unique<TnrwReport>();
   PrepareEngine(*engine, options, module.contract);
+  engine->SetPageTotals(std::move(page_totals));
   std::unique_ptr<TerminalProgress> progress;
   if (!options.quiet && isatty(STDERR_FILENO)) {
     progress = std::make_unique<TerminalProgress>(std::cerr, TerminalProgress::SteadyClock(),
@@ -265,6 +289,12 @@ std::function<int()> AddPrintCommand(CLI::App& app) {
       ->check(CLI::IsMember({"memory", "sqlite"}))
       ->capture_default_str();
   print->add_option("--module", o->module_path, "report module library (name or path)");
+  print
+      ->add_option("--page-total", o->page_total,
+                   "\"Página n de N\" in the header, counted by a pagination pass over the "
+                   "whole report before drawing: yes, no, or auto (for pdf)")
+      ->check(CLI::IsMember({"auto", "yes", "no"}))
+      ->capture_default_str();
   print->add_flag("--quiet", o->quiet, "no progress line");
   return [o] { return RunPrint(*o); };
 }

@@ -20,6 +20,7 @@
 #include "host/memory_data_set.hpp"
 #include "host/object.hpp"
 #include "host/page_flow.hpp"
+#include "host/page_totals.hpp"
 #include "host/progress.hpp"
 #include "host/report_layout.hpp"
 #include "host/section_sink.hpp"
@@ -72,6 +73,9 @@ class NRW_API TnrwReport : public TComponent {
   void SetCSLIsPageEnd(bool page_end) { page_end_ = page_end; }
   bool CSLIsPageEnd() const { return page_end_; }
   int32_t PageNumber() const { return page_number_; }
+  // The page counts of a pagination pass over the same report (none by default).
+  void SetPageTotals(TPageTotals totals) { page_totals_ = std::move(totals); }
+  const TPageTotals& PageTotals() const { return page_totals_; }
   void CSLShowProgress(int32_t current, int32_t total);
 
   // Hands the standard page header to the sinks, on the current page.
@@ -128,6 +132,7 @@ class NRW_API TnrwReport : public TComponent {
   TSectionStyle style_;
   TPageFlow flow_{0};
   TDateTime emission_ = 0;  // 0: now
+  TPageTotals page_totals_;
   std::vector<TSectionSink*> sinks_;
   TnClientDataSetMem* establishments_;  // owned as a component
   TnDM* dm_power_;                      // owned as a component

@@ -4,6 +4,7 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -13,6 +14,7 @@
 
 #include "host/exception.hpp"
 #include "host/renderers.hpp"
+#include "host/report_position.hpp"
 #include "runtime/text_renderer.hpp"
 
 namespace nrw {
@@ -152,7 +154,8 @@ class PdfRenderer : public TSectionSink {
       : layout_(layout),
         black_(ParseColor("#000000")),
         accent_(ParseColor(layout.accent_color)),
-        stripe_(ParseColor(layout.stripe_color)) {
+        stripe_(ParseColor(layout.stripe_color)),
+        position_(layout.blocks) {
     surface_ = cairo_pdf_surface_create_for_stream(
         &WriteToStream, &out, layout.page.width * kPointsPerMm, layout.page.height * kPointsPerMm);
     if (cairo_surface_status(surface_) != CAIRO_STATUS_SUCCESS) {
@@ -177,12 +180,18 @@ class PdfRenderer : public TSectionSink {
     cairo_surface_destroy(surface_);
   }
 
-  void BeginPage(int32_t) override { y_ = 0; }
+  void BeginPage(int32_t) override {
+    y_ = 0;
+    ++pdf_page_;
+  }
   void EndPage(int32_t) override {
     Flush();
     cairo_show_page(cr_);
   }
   void Finish() override {
+    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_AUTHOR, authors_.c_str());
+    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_SUBJECT, subject_.c_str());
+    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_CREATOR, "nrw-report");
     cairo_surface_finish(surface_);
     if (cairo_surface_status(surface_) != CAIRO_STATUS_SUCCESS) {
       throw Exception("cannot write the PDF output");
@@ -192,6 +201,7 @@ class PdfRenderer : public TSectionSink {
 
   void PrintHeader(int32_t, const std::vector<TPrintedField>& fields, int32_t title_size,
                    int32_t text_size) override {
+    Bookmark(fields);
     const double width = layout_.page.BodyWidth();
     const double line = kHeaderLineMm;
     Text(FieldValue(fields, "Empresa"), 0, 0, width - 40, TLayoutAlign::Left, text_size, true);
@@ -202,7 +212,11 @@ class PdfRenderer : public TSectionSink {
     if (const std::string cnpj = FieldValue(fields, "CNPJ"); !cnpj.empty()) {
       estab += "    CNPJ: " + cnpj + "    IE: " + FieldValue(fields, "InscricaoEstadual");
     }
-    Text(estab, 0, line, width, TLayoutAlign::Left, text_size, false);
+    const std::string folha = FieldValue(fields, "Folha");
+    Text(estab, 0, line, folha.empty() ? width : width - 40, TLayoutAlign::Left, text_size, false);
+    if (!folha.empty()) {
+      Text("Folha: " + folha, width - 40, line, 40, TLayoutAlign::Right, text_size, false);
+    }
     Text(FieldValue(fields, "Titulo"), 0, 2 * line, width, TLayoutAlign::Center, title_size + 3,
          true);
     // The title is taller than a text line: the period line goes one and a half lines lower.
@@ -217,6 +231,9 @@ class PdfRenderer : public TSectionSink {
   }
 
   void PrintSection(int32_t, int32_t section, const std::vector<TPrintedField>& fields) override {
+    if (position_.OnSection(section, fields)) {
+      AddOutline(establishment_outline_, position_.Block());
+    }
     const TLayoutSection* s = layout_.Section(section);
     if (s == nullptr || s->height <= 0) {
       return;
@@ -243,6 +260,32 @@ class PdfRenderer : public TSectionSink {
 
  private:
   static double Pt(double mm) { return mm * kPointsPerMm; }
+
+  // The outline: a company, its establishments under it, and each establishment's blocks (the
+  // totals by tax type, the summaries) under the establishment.
+  void Bookmark(const std::vector<TPrintedField>& fields) {
+    if (!position_.OnHeader(fields)) {
+      return;
+    }
+    if (position_.CompanyChanged()) {
+      company_outline_ =
+          AddOutline(CAIRO_PDF_OUTLINE_ROOT, position_.Company(), CAIRO_PDF_OUTLINE_FLAG_OPEN);
+      authors_ += (authors_.empty() ? "" : "; ") + position_.Company();
+    }
+    establishment_outline_ = AddOutline(company_outline_, position_.Establishment());
+    if (subject_.empty() && !position_.Period().empty()) {
+      subject_ = "Período: " + position_.Period();
+    }
+  }
+
+  // An entry pointing at the current position of the current page.
+  int AddOutline(int parent, const std::string& title, int flags = 0) {
+    char target[96];
+    std::snprintf(target, sizeof target, "page=%d pos=[%.2f %.2f]", pdf_page_,
+                  Pt(layout_.page.margin_left), Pt(layout_.page.margin_top + y_));
+    return cairo_pdf_surface_add_outline(surface_, parent, title.c_str(), target,
+                                         static_cast<cairo_pdf_outline_flags_t>(flags));
+  }
 
   void Color(const Rgb& color) { cairo_set_source_rgb(cr_, color.r, color.g, color.b); }
 
@@ -371,6 +414,10 @@ class PdfRenderer : public TSectionSink {
   std::vector<Run> runs_;  // the current page's texts, by font and colour
   TSectionStyle style_;
   double y_ = 0;  // millimetres used on the page's body
+  int pdf_page_ = 0;
+  TReportPosition position_;
+  int company_outline_ = CAIRO_PDF_OUTLINE_ROOT, establishment_outline_ = CAIRO_PDF_OUTLINE_ROOT;
+  std::string authors_, subject_;
 };
 
 }  // namespace

@@ -131,7 +131,16 @@ std::vector<TPrintedField> TnCabecalhoRelatorio::Campos() const {
     fields.push_back({"Emissao", FormatDateTime("dd/mm/yyyy hh:nn", report_->DataHoraEmissao())});
   }
   if (!hide_page_) {
-    fields.push_back({"Pagina", PageText()});
+    // With the counts of a pagination pass: "n de N", and the sheet of the whole report when
+    // numbering restarts for each establishment.
+    const TPageTotals& totals = report_->PageTotals();
+    const int32_t page = report_->PageNumber();
+    const int32_t run_total = totals.RunTotal(page);
+    fields.push_back(
+        {"Pagina", PageText() + (run_total > 0 ? " de " + std::to_string(run_total) : "")});
+    if (run_total > 0 && per_establishment_) {
+      fields.push_back({"Folha", std::to_string(page) + " de " + std::to_string(totals.pages)});
+    }
   }
   return fields;
 }

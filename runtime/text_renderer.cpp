@@ -124,7 +124,11 @@ void TextRenderer::PrintHeader(int32_t, const std::vector<TPrintedField>& fields
       estab += "   " + label + v;
     }
   }
-  PlaceText(line, 0, width_, TLayoutAlign::Left, estab);
+  const std::string folha = FieldValue(fields, "Folha");
+  PlaceText(line, 0, folha.empty() ? width_ : width_ - 20, TLayoutAlign::Left, estab);
+  if (!folha.empty()) {
+    PlaceText(line, width_ - 20, 20, TLayoutAlign::Right, "Folha: " + folha);
+  }
   Write(line);
   line.clear();
   PlaceText(line, 0, width_, TLayoutAlign::Center, FieldValue(fields, "Titulo"));
