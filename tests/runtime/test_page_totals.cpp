@@ -1,0 +1,43 @@
+#include <gtest/gtest.h>
+
+#include "host/page_totals.hpp"
+
+namespace {
+
+void Page(TPageCountSink& sink, int32_t page, const std::string& number) {
+  sink.BeginPage(page);
+  if (!number.empty()) {
+    sink.PrintHeader(page, {{"Empresa", "1 - A"}, {"Pagina", number}}, 12, 8);
+  }
+  sink.PrintSection(page, 13, {});
+  sink.EndPage(page);
+}
+
+TEST(PageTotals, EachNumberingRunEndsAtItsLastPage) {
+  TPageCountSink sink;
+  // Three pages of one establishment, two of the next, one of a third.
+  for (const auto& [page, number] : std::vector<std::pair<int32_t, std::string>>{
+           {1, "1"}, {2, "2"}, {3, "3"}, {4, "1"}, {5, "2"}, {6, "1"}}) {
+    Page(sink, page, number);
+  }
+  const TPageTotals& totals = sink.Totals();
+  EXPECT_EQ(totals.pages, 6);
+  EXPECT_EQ(totals.run_last, (std::vector<int32_t>{3, 3, 3, 2, 2, 1}));
+  EXPECT_EQ(totals.RunTotal(2), 3);
+  EXPECT_EQ(totals.RunTotal(6), 1);
+  EXPECT_EQ(totals.RunTotal(0), 0);
+  EXPECT_EQ(totals.RunTotal(7), 0);
+}
+
+TEST(PageTotals, NumberingThatRunsOnAndPagesWithoutAHeader) {
+  TPageCountSink sink;
+  Page(sink, 1, "5");  // a first page number other than 1
+  Page(sink, 2, "6");
+  Page(sink, 3, "");  // no header: its count is unknown
+  Page(sink, 4, "1");
+  const TPageTotals& totals = sink.Totals();
+  EXPECT_EQ(totals.pages, 4);
+  EXPECT_EQ(totals.run_last, (std::vector<int32_t>{6, 6, 0, 1}));
+}
+
+}  // namespace
