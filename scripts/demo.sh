@@ -15,7 +15,8 @@ params=(--db out/demo.db --quiet
 "$build_dir/bin/nrw-report" print "${params[@]}" --format pdf --output out/resumo.pdf
 "$build_dir/bin/nrw-report" print "${params[@]}" --format text --output out/resumo.txt
 "$build_dir/bin/nrw-report" print "${params[@]}" --format sections --output out/resumo.sections.jsonl
-echo "demo: out/resumo.pdf, out/resumo.txt and out/resumo.sections.jsonl (company database: out/demo.db)"
+"$build_dir/bin/nrw-report" print "${params[@]}" --format xlsx --output out/resumo.xlsx
+echo "demo: out/resumo.pdf, out/resumo.txt, out/resumo.sections.jsonl and out/resumo.xlsx (company database: out/demo.db)"
 
 # A second report, of real books: an EFD ICMS/IPI file imported into its own database (a public
 # sample from ../shared when present, else the project's own example file).
