@@ -196,9 +196,11 @@ std::unique_ptr<TSectionSink> CreateSink(const PrintOptions& options, TAtomicOut
 }
 
 // The pagination pass: the whole report printed to a sink that keeps only its page numbers.
-TPageTotals CountPages(const ReportModule& module, const PrintOptions& options) {
+TPageTotals CountPages(const ReportModule& module, const PrintOptions& options,
+                       TProgressView* progress) {
   auto engine = std::make_unique<TnrwReport>();
   PrepareEngine(*engine, options, module.contract);
+  engine->DMPower()->SetView(progress);
   TPageCountSink counter;
   engine->AddSink(&counter);
   module.imprimir(ReportAddressAsInt32(engine.get()));
@@ -220,23 +222,24 @@ int RunPrint(const PrintOptions& options) {
   const ReportModule module = LoadModule(options.module_path);
   Nutildb::SetConexaoPadrao(OpenConnection(options.database, false));
   SetUsarSQLitePadrao(options.storage == "sqlite");
-  TPageTotals page_totals;
-  if (WantsPageTotals(options)) {
-    page_totals = CountPages(module, options);
-  }
-  auto engine = std::make_unique<TnrwReport>();
-  PrepareEngine(*engine, options, module.contract);
-  engine->SetPageTotals(std::move(page_totals));
   std::unique_ptr<TerminalProgress> progress;
   if (!options.quiet && isatty(STDERR_FILENO)) {
     progress = std::make_unique<TerminalProgress>(std::cerr, TerminalProgress::SteadyClock(),
                                                   kProgressWidth);
-    engine->DMPower()->SetView(progress.get());
   }
+  // The output file first: a folder that cannot be written stops the run before any work.
   std::unique_ptr<TAtomicOutputFile> file;
   if (!options.output.empty()) {
     file = std::make_unique<TAtomicOutputFile>(options.output);
   }
+  TPageTotals page_totals;
+  if (WantsPageTotals(options)) {
+    page_totals = CountPages(module, options, progress.get());
+  }
+  auto engine = std::make_unique<TnrwReport>();
+  PrepareEngine(*engine, options, module.contract);
+  engine->SetPageTotals(std::move(page_totals));
+  engine->DMPower()->SetView(progress.get());
   std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
   engine->AddSink(sink.get());
   module.imprimir(ReportAddressAsInt32(engine.get()));
