@@ -1,4 +1,4 @@
-// Runs nrw-report as a user does, for the end-to-end tests.
+// Runs nrw-report as a user does, and other programs, for the end-to-end tests.
 #pragma once
 
 #include <string>
@@ -12,6 +12,12 @@ struct ProgramResult {
 
 // `nrw-report ARGUMENTS` through the shell, with `environment` ("NAME=value ...") before it.
 ProgramResult RunNrwReport(const std::string& arguments, const std::string& environment = "");
+
+// The standard output of a shell command.
+std::string CommandOutput(const std::string& command);
+
+// A member of a zip file (an xlsx workbook's sheet), through unzip.
+std::string Unzipped(const std::string& zip, const std::string& member);
 
 // Single quotes for the shell.
 std::string ShellQuoted(const std::string& text);

@@ -10,24 +10,11 @@
 #include <regex>
 #include <sstream>
 
+#include "tests/app/demo_month.hpp"
 #include "tests/app/program.hpp"
-#include "tests/runtime/data_set_kinds.hpp"
 
 namespace nrw::testing {
 namespace {
-
-std::string Output(const std::string& command) {
-  std::string text;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[65536];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      text.append(buffer, n);
-    }
-    pclose(pipe);
-  }
-  return text;
-}
 
 // A PDF string as UTF-8: (literal) with backslash escapes, or <FEFF...> UTF-16BE hex.
 std::string PdfText(const std::string& token) {
@@ -80,15 +67,8 @@ std::vector<std::string> OutlinePaths(const std::string& pdf) {
   return paths;
 }
 
-class PdfNavigation : public ::testing::Test {
+class PdfNavigation : public DemoMonthTest {
  protected:
-  static void SetUpTestSuite() {
-    scratch = new ScratchDir();
-    database = scratch->File("demo.db");
-    ASSERT_EQ(RunNrwReport("demo-db " + database + " --docs 120 --seed 3 --ref '' --quiet").status,
-              0);
-  }
-  static void TearDownTestSuite() { delete scratch; }
   static ProgramResult Print(const std::string& options) {
     return RunNrwReport(
         "print --quiet --from 01/01/2026 --to 31/01/2026 --entries --exits "
@@ -96,12 +76,7 @@ class PdfNavigation : public ::testing::Test {
             database + " " + options,
         "SOURCE_DATE_EPOCH=1769940000");
   }
-  static ScratchDir* scratch;
-  static std::string database;
 };
-
-ScratchDir* PdfNavigation::scratch = nullptr;
-std::string PdfNavigation::database;
 
 TEST_F(PdfNavigation, OutlineAndMetadata) {
   if (std::system("command -v pdfinfo > /dev/null") != 0) {
@@ -119,11 +94,11 @@ TEST_F(PdfNavigation, OutlineAndMetadata) {
       expected.push_back(path + " > Total Natureza");
     }
   }
-  std::vector<std::string> paths = OutlinePaths(Output("cat '" + pdf + "'"));
+  std::vector<std::string> paths = OutlinePaths(CommandOutput("cat '" + pdf + "'"));
   std::sort(paths.begin(), paths.end());
   std::sort(expected.begin(), expected.end());
   EXPECT_EQ(paths, expected);
-  const std::string info = Output("pdfinfo '" + pdf + "'");
+  const std::string info = CommandOutput("pdfinfo '" + pdf + "'");
   EXPECT_NE(info.find("Title:           Resumo de Conferência de Lançamentos Fiscais\n"),
             std::string::npos)
       << info;
@@ -141,7 +116,7 @@ TEST_F(PdfNavigation, PageNumbersOfATotal) {
   }
   const std::string pdf = scratch->File("pages.pdf");
   ASSERT_EQ(Print("--format pdf --output " + pdf).status, 0);
-  const std::string info = Output("pdfinfo '" + pdf + "'");
+  const std::string info = CommandOutput("pdfinfo '" + pdf + "'");
   const std::smatch pages_match = [&] {
     std::smatch m;
     std::regex_search(info, m, std::regex(R"(Pages:\s+(\d+))"));
@@ -150,7 +125,7 @@ TEST_F(PdfNavigation, PageNumbersOfATotal) {
   ASSERT_FALSE(pages_match.empty());
   const int pages = std::stoi(pages_match[1]);
   ASSERT_GT(pages, 8);
-  const std::string text = Output("pdftotext -layout '" + pdf + "' -");
+  const std::string text = CommandOutput("pdftotext -layout '" + pdf + "' -");
   std::vector<std::string> sheets;
   std::stringstream split(text);
   for (std::string page; std::getline(split, page, '\f');) {

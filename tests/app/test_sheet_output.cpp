@@ -8,8 +8,8 @@
 #include <map>
 #include <sstream>
 
+#include "tests/app/demo_month.hpp"
 #include "tests/app/program.hpp"
-#include "tests/runtime/data_set_kinds.hpp"
 
 namespace nrw::testing {
 namespace {
@@ -66,19 +66,6 @@ std::string Read(const std::string& path) {
   return text.str();
 }
 
-std::string Unzipped(const std::string& file, const std::string& member) {
-  std::string text;
-  if (FILE* pipe = popen(("unzip -p '" + file + "' '" + member + "'").c_str(), "r")) {
-    char buffer[65536];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      text.append(buffer, n);
-    }
-    pclose(pipe);
-  }
-  return text;
-}
-
 // A sheet's cells: row number -> column letters -> (is a number, text or number as written).
 struct Cell {
   bool number = false;
@@ -109,15 +96,8 @@ Sheet ReadSheet(const std::string& xml) {
   return sheet;
 }
 
-class SheetOutput : public ::testing::Test {
+class SheetOutput : public DemoMonthTest {
  protected:
-  static void SetUpTestSuite() {
-    scratch = new ScratchDir();
-    database = scratch->File("demo.db");
-    ASSERT_EQ(RunNrwReport("demo-db " + database + " --docs 120 --seed 3 --ref '' --quiet").status,
-              0);
-  }
-  static void TearDownTestSuite() { delete scratch; }
   static std::string Print(const std::string& format, const std::string& extra = "") {
     const std::string out = scratch->File("report." + format);
     const ProgramResult r = RunNrwReport(
@@ -128,12 +108,7 @@ class SheetOutput : public ::testing::Test {
     EXPECT_EQ(r.status, 0) << r.output;
     return out;
   }
-  static ScratchDir* scratch;
-  static std::string database;
 };
-
-ScratchDir* SheetOutput::scratch = nullptr;
-std::string SheetOutput::database;
 
 TEST_F(SheetOutput, TheLinesAddUpToTheTotalsByTaxType) {
   const std::vector<Row> rows = ParseCsv(Read(Print("csv")));

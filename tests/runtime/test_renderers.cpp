@@ -2,6 +2,8 @@
 // PDF (checked through poppler's pdfinfo and pdftotext).
 #include <gtest/gtest.h>
 
+#include "tests/app/program.hpp"
+
 #include <cairo.h>
 #include <pango/pangocairo.h>
 
@@ -172,19 +174,6 @@ TEST(Renderers, UnknownFormatIsRefused) {
   }
 }
 
-std::string Command(const std::string& command) {
-  std::string output;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      output.append(buffer, n);
-    }
-    pclose(pipe);
-  }
-  return output;
-}
-
 TEST(Renderers, PdfReadsBackThroughPoppler) {
   if (std::system("command -v pdftotext >/dev/null 2>&1 && command -v pdfinfo >/dev/null 2>&1") !=
       0) {
@@ -197,13 +186,13 @@ TEST(Renderers, PdfReadsBackThroughPoppler) {
     out.Stream() << RunTo("pdf");
     out.Commit();
   }
-  const std::string info = Command("pdfinfo '" + file + "'");
+  const std::string info = nrw::testing::CommandOutput("pdfinfo '" + file + "'");
   EXPECT_NE(info.find("Title:           Resumo de Conferência de Lançamentos Fiscais"),
             std::string::npos)
       << info;
   EXPECT_NE(info.find("Pages:           2"), std::string::npos) << info;
   EXPECT_NE(info.find("841.89 x 595.276 pts (A4)"), std::string::npos) << "A4 landscape: " << info;
-  const std::string text = Command("pdftotext -layout '" + file + "' -");
+  const std::string text = nrw::testing::CommandOutput("pdftotext -layout '" + file + "' -");
   for (const char* expected :
        {"Resumo de Conferência de Lançamentos Fiscais", "Total Tipo", "Total Natureza",
         "Observação: obs 1", "Vr. Contábil", "Página: 2", "Fornecedor A"}) {
@@ -236,7 +225,7 @@ TEST(Renderers, PdfCutsALongTextWithAnEllipsis) {
     pdf->Finish();
     out.Commit();
   }
-  const std::string text = Command("pdftotext '" + file + "' -");
+  const std::string text = nrw::testing::CommandOutput("pdftotext '" + file + "' -");
   EXPECT_NE(text.find("Conceição"), std::string::npos) << text;
   const size_t cut = text.find("Descrição");
   ASSERT_NE(cut, std::string::npos) << text;
@@ -267,15 +256,15 @@ TEST(NrwReport, AFailedRunLeavesNoOutputFile) {
   const std::string out = dir.File("r.pdf");
   const std::string base = std::string(NRW_BIN_DIR) + "/nrw-report print --quiet --db " + db +
                            " --estab 1:1 --format pdf --output " + out;
-  const std::string message =
-      Command(base + " --set pDataInicial=02/01/2026 --set pDataFinal=01/01/2026 2>&1; echo rc=$?");
+  const std::string message = nrw::testing::CommandOutput(
+      base + " --set pDataInicial=02/01/2026 --set pDataFinal=01/01/2026 2>&1; echo rc=$?");
   EXPECT_EQ(message, "nrw-report: Data inicial deve ser inferior a data final.\nrc=1\n");
   EXPECT_FALSE(std::filesystem::exists(out));
-  EXPECT_EQ(
-      Command(base +
-              " --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026 --set pTipoMovimento=1 "
-              "--set pTipoImposto=1 2>&1; echo rc=$?"),
-      "rc=0\n");
+  EXPECT_EQ(nrw::testing::CommandOutput(
+                base +
+                " --set pDataInicial=01/01/2026 --set pDataFinal=31/01/2026 --set pTipoMovimento=1 "
+                "--set pTipoImposto=1 2>&1; echo rc=$?"),
+            "rc=0\n");
   EXPECT_TRUE(std::filesystem::exists(out));
 }
 

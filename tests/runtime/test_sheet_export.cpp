@@ -9,6 +9,7 @@
 
 #include "host/report_position.hpp"
 #include "host/sheet_export.hpp"
+#include "tests/app/program.hpp"
 #include "tests/runtime/data_set_kinds.hpp"
 
 namespace {
@@ -108,19 +109,6 @@ TEST(SheetExport, BlocksOpenOnlyWhenTheirHeadingsFollowTheTitle) {
   EXPECT_FALSE(position.CompanyChanged());
 }
 
-std::string Unzipped(const std::string& file, const std::string& member) {
-  std::string text;
-  if (FILE* pipe = popen(("unzip -p '" + file + "' '" + member + "'").c_str(), "r")) {
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      text.append(buffer, n);
-    }
-    pclose(pipe);
-  }
-  return text;
-}
-
 size_t Count(const std::string& text, const std::string& what) {
   size_t count = 0;
   for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
@@ -143,7 +131,7 @@ TEST(SheetExport, AFullSheetContinuesOnAnotherAndSaysSo) {
   auto sink = CreateSheetRenderer("xlsx", unused, path, BlockLayout(), Mapping(), options);
   PrintReport(*sink);
   // Six listing rows, two to a sheet; the summary's one row on its own sheet.
-  const std::string workbook = Unzipped(path, "xl/workbook.xml");
+  const std::string workbook = nrw::testing::Unzipped(path, "xl/workbook.xml");
   EXPECT_NE(workbook.find("name=\"Linhas\""), std::string::npos) << workbook;
   EXPECT_NE(workbook.find("name=\"Linhas 2\""), std::string::npos);
   EXPECT_NE(workbook.find("name=\"Linhas 3\""), std::string::npos);
@@ -153,7 +141,7 @@ TEST(SheetExport, AFullSheetContinuesOnAnotherAndSaysSo) {
                          "'Linhas 2'",
                          "the sheet 'Linhas 2' is full (2 rows): the rows continue on the sheet "
                          "'Linhas 3'"}));
-  const std::string first = Unzipped(path, "xl/worksheets/sheet1.xml");
+  const std::string first = nrw::testing::Unzipped(path, "xl/worksheets/sheet1.xml");
   EXPECT_EQ(Count(first, "<row "), 3u) << "the heading and two rows";
   EXPECT_NE(first.find("<pane ySplit=\"1\""), std::string::npos) << "the heading row is frozen";
   EXPECT_NE(first.find("<autoFilter ref=\"A1:J3\""), std::string::npos) << first;
