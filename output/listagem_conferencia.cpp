@@ -163,10 +163,20 @@ void TListagemConferencia::IniciarEstado() {
 
 // One turn of the walk: a tax line of types 1, 2, 10 or 11 with the lines of types 12 and 13
 // that follow it, and the document's closing blocks when its last line has gone.
+// The progress text names the table's record count; it is built again only when the count
+// changes, not for every line.
+const std::string& TListagemConferencia::TextoProgresso(int64_t registros) {
+  if (registros != registros_progresso_ || texto_progresso_.empty()) {
+    registros_progresso_ = registros;
+    texto_progresso_ = "Imposto Total Reg: " + FormatFloat("#,##0", static_cast<double>(registros));
+  }
+  return texto_progresso_;
+}
+
 void TListagemConferencia::TratarTurno() {
   TDataSet* imposto = r_.cdsImposto;
-  r_.GetDMPower()->GetProgresso()->IncProgressoTotal(
-      "Imposto Total Reg: " + FormatFloat("#,##0", imposto->RecordCount()), kPassoProgresso);
+  r_.GetDMPower()->GetProgresso()->IncProgressoTotal(TextoProgresso(imposto->RecordCount()),
+                                                     kPassoProgresso);
   const bool documento = r_.LocalizarChave(r_.cdsDocFiscal, {imposto->GetFloat(imp_.chave)});
   if (!documento || GrupoDe(static_cast<int32_t>(imposto->GetInteger(imp_.tipo))) < 0) {
     imposto->Next();

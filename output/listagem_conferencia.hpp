@@ -56,6 +56,7 @@ class TListagemConferencia {
 
   // PIS and COFINS lines (listagem_pis_cofins.cpp).
   void ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t ATipo);
+  const std::string& TextoProgresso(int64_t registros);
 
   // The page-end fallback for layouts without the marker section 15.
   void FimDePaginaSemMarcador();
@@ -78,6 +79,8 @@ class TListagemConferencia {
   std::vector<std::string> ListaOutrasInfo;
   std::string TextoPessoa;
   std::string TextoObservacao;
+  std::string texto_progresso_;
+  int64_t registros_progresso_ = -1;
   bool municipio_encontrado_ = false;
 
   // Field positions, resolved once.

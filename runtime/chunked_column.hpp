@@ -36,10 +36,17 @@ class ChunkedVector {
     ++size_;
   }
   void Reserve(size_t values) { chunks_.reserve((values + kMask) >> kShift); }
+  // Keeps a first chunk that no copy shares, for the rows to come: a table emptied and filled
+  // again and again (a look-up cursor) then allocates nothing.
   void Clear() {
-    chunks_.clear();
-    size_ = capacity_ = 0;
-    first_ = 0;
+    if (!chunks_.empty() && chunks_[0].use_count() == 1) {
+      chunks_.resize(1);
+      capacity_ = first_;
+    } else {
+      chunks_.clear();
+      capacity_ = first_ = 0;
+    }
+    size_ = 0;
   }
 
  private:
@@ -100,9 +107,15 @@ class NRW_API TextArena {
   }
   // Stores a text (at most kMaxLength bytes: the caller checks) and returns its handle.
   Handle Add(std::string_view text);
+  // Keeps a first block that no copy shares (texts are written over from its start).
   void Clear() {
-    blocks_.clear();
-    used_ = kBlock;
+    if (!blocks_.empty() && blocks_[0].use_count() == 1) {
+      blocks_.resize(1);
+      used_ = 0;
+    } else {
+      blocks_.clear();
+      used_ = kBlock;
+    }
   }
 
  private:

@@ -750,6 +750,14 @@ void TMemoryDataSet::SetIndexFieldNames(const std::string& names) {
   CheckActive();
   Post();
   Impl& d = *impl_;
+  if (!names.empty() && names == IndexFieldNames()) {
+    // The list it already has (resolved against these fields when it was set).
+    d.has_range = false;
+    d.count_cache.reset();
+    d.ApplyRange();
+    d.GoFirst();
+    return;
+  }
   std::vector<int> fields = ResolveFieldList(names);
   StoreIndexFieldNames(names);
   d.has_range = false;

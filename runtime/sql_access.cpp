@@ -23,12 +23,6 @@ bool IsPostgresUrl(const std::string& target) {
   return target.rfind("postgresql://", 0) == 0 || target.rfind("postgres://", 0) == 0;
 }
 
-bool SameFields(const std::vector<TFieldDef>& a, const std::vector<TFieldDef>& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& x, const auto& y) {
-    return x.name == y.name && x.type == y.type;
-  });
-}
-
 // Fills an in-memory cursor from a query result, keeping at most `max_rows` rows (-1: all).
 class CursorFiller : public TSQLRowSink {
  public:
@@ -37,16 +31,16 @@ class CursorFiller : public TSQLRowSink {
   // A cursor that already has these columns is only emptied (look-ups refill one cursor over
   // and over).
   void Columns(const std::vector<TSQLColumn>& columns) override {
+    if (cursor_.Active() && HasColumns(columns)) {
+      cursor_.EmptyDataSet();
+      return;
+    }
     std::vector<TFieldDef> defs;
     defs.reserve(columns.size());
     for (const TSQLColumn& column : columns) {
       defs.push_back({column.name, column.type});
     }
-    if (cursor_.Active() && SameFields(cursor_.FieldDefs(), defs)) {
-      cursor_.EmptyDataSet();
-    } else {
-      cursor_.CreateDataSet(defs);
-    }
+    cursor_.CreateDataSet(defs);
   }
 
   void Row(const std::vector<Variant>& values) override {
@@ -62,6 +56,19 @@ class CursorFiller : public TSQLRowSink {
   }
 
  private:
+  bool HasColumns(const std::vector<TSQLColumn>& columns) const {
+    if (cursor_.FieldCount() != static_cast<int>(columns.size())) {
+      return false;
+    }
+    for (size_t i = 0; i < columns.size(); ++i) {
+      const TField* field = cursor_.Fields(static_cast<int>(i));
+      if (field->FieldName() != columns[i].name || field->DataType() != columns[i].type) {
+        return false;
+      }
+    }
+    return true;
+  }
+
   TMemoryDataSet& cursor_;
   int32_t max_rows_;
   int64_t rows_ = 0;
