@@ -56,6 +56,8 @@ NRW_API std::string IntToHex(uint32_t value, int digits);
 NRW_API std::string Trim(std::string_view text);
 // Upper case by the user's locale rules: ASCII and the accented Latin letters, in UTF-8.
 NRW_API std::string AnsiUpperCase(std::string_view text);
+// AnsiUpperCase(a) compared with AnsiUpperCase(b) (negative, zero, positive), without copies.
+NRW_API int CompareUpperCase(std::string_view a, std::string_view b);
 // Case-insensitive comparison of ASCII names (field and parameter names).
 NRW_API bool SameText(std::string_view a, std::string_view b);
 // True when `needle` occurs in `haystack`, ignoring the case of ASCII and Latin letters.

@@ -1,6 +1,8 @@
 // The blocks printed under a document: its products with their PIS and COFINS, and the
 // other-information block in two columns.
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 #include "host/sql.hpp"
 #include "output/listagem_conferencia.hpp"
@@ -15,7 +17,7 @@ constexpr size_t kPrefixoOrdem = 3;
 constexpr size_t kLimiteTextoComAliquota = 40;
 
 // Characters (not bytes) of a UTF-8 text, from `first` on, at most `count` of them.
-std::string Caracteres(const std::string& text, size_t first, size_t count) {
+std::string Caracteres(std::string_view text, size_t first, size_t count) {
   size_t index = 0, begin = text.size(), end = text.size();
   for (size_t i = 0; i <= text.size(); ++i) {
     if (i == text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) {
@@ -29,18 +31,21 @@ std::string Caracteres(const std::string& text, size_t first, size_t count) {
       ++index;
     }
   }
-  return begin >= text.size() ? "" : text.substr(begin, end - begin);
+  return begin >= text.size() ? "" : std::string(text.substr(begin, end - begin));
 }
 
-std::vector<std::string> Partes(const std::string& linha) {
-  std::vector<std::string> partes;
+// The first three ';'-separated parts of a line (text, rate, value); missing parts are empty.
+std::array<std::string_view, 3> Partes(std::string_view linha) {
+  std::array<std::string_view, 3> partes;
   size_t start = 0;
-  for (size_t pos = linha.find(';'); pos != std::string::npos; pos = linha.find(';', start)) {
-    partes.push_back(linha.substr(start, pos - start));
+  for (std::string_view& parte : partes) {
+    if (start > linha.size()) {
+      break;
+    }
+    const size_t pos = std::min(linha.find(';', start), linha.size());
+    parte = linha.substr(start, pos - start);
     start = pos + 1;
   }
-  partes.push_back(linha.substr(start));
-  partes.resize(std::max<size_t>(partes.size(), 3));
   return partes;
 }
 
@@ -122,10 +127,9 @@ void TListagemConferencia::ImprimirOutrasInfo() {
     }
   }
   // Sorted, duplicates kept: products, freight, operations, then the value-added exclusion.
-  std::stable_sort(ListaOutrasInfo.begin(), ListaOutrasInfo.end(),
-                   [](const std::string& a, const std::string& b) {
-                     return AnsiUpperCase(a) < AnsiUpperCase(b);
-                   });
+  std::stable_sort(
+      ListaOutrasInfo.begin(), ListaOutrasInfo.end(),
+      [](const std::string& a, const std::string& b) { return CompareUpperCase(a, b) < 0; });
   int contador = 0;
   for (size_t i = 0; i < ListaOutrasInfo.size(); ++i) {
     bool direita = contador % 2 == 1;
@@ -145,7 +149,7 @@ void TListagemConferencia::ImprimirLinhaOutrasInfo(const std::string& linha, boo
                                                    bool imprimir) {
   Campo("RTexto2", "");
   Campo("RValor2", "");
-  const std::vector<std::string> partes = Partes(linha);
+  const auto partes = Partes(linha);
   const double aliquota = StrToFloatDef(partes[1], 0);
   const double valor = StrToFloatDef(partes[2], 0);
   const std::string sufixo = aliquota != 0 ? " (" + FormatFloat("#0.##", aliquota) + "%)" : "";

@@ -30,21 +30,55 @@ std::string Trim(std::string_view text) {
   return std::string(text.substr(first, last - first));
 }
 
-std::string AnsiUpperCase(std::string_view text) {
-  std::string out(text);
-  for (size_t i = 0; i < out.size(); ++i) {
-    const auto c = static_cast<unsigned char>(out[i]);
-    if (c < 0x80) {
-      out[i] = static_cast<char>(AsciiUpper(c));
-    } else if (c == kLatin1Lead && i + 1 < out.size()) {
-      const auto next = static_cast<unsigned char>(out[i + 1]);
-      if (next >= kLowerFirst && next <= kLowerLast && next != kDivisionSign) {
-        out[i + 1] = static_cast<char>(next - kCaseDistance);
-      }
-      ++i;
+namespace {
+
+// Reads a text byte by byte as AnsiUpperCase writes it: the same length, each byte upper-cased
+// (ASCII letters, and the continuation byte of an accented lower-case Latin letter).
+class UpperBytes {
+ public:
+  explicit UpperBytes(std::string_view text) : text_(text) {}
+  bool Done() const { return i_ >= text_.size(); }
+  unsigned char Next() {
+    const auto c = static_cast<unsigned char>(text_[i_++]);
+    if (after_lead_) {
+      after_lead_ = false;
+      return c >= kLowerFirst && c <= kLowerLast && c != kDivisionSign
+                 ? static_cast<unsigned char>(c - kCaseDistance)
+                 : c;
     }
+    if (c < 0x80) {
+      return AsciiUpper(c);
+    }
+    after_lead_ = c == kLatin1Lead && i_ < text_.size();
+    return c;
+  }
+
+ private:
+  std::string_view text_;
+  size_t i_ = 0;
+  bool after_lead_ = false;
+};
+
+}  // namespace
+
+std::string AnsiUpperCase(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (UpperBytes bytes(text); !bytes.Done();) {
+    out += static_cast<char>(bytes.Next());
   }
   return out;
+}
+
+int CompareUpperCase(std::string_view a, std::string_view b) {
+  UpperBytes x(a), y(b);
+  while (!x.Done() && !y.Done()) {
+    const unsigned char cx = x.Next(), cy = y.Next();
+    if (cx != cy) {
+      return cx < cy ? -1 : 1;
+    }
+  }
+  return x.Done() ? (y.Done() ? 0 : -1) : 1;
 }
 
 bool SameText(std::string_view a, std::string_view b) {

@@ -62,6 +62,27 @@ TEST(Text, TrimUpperAndCompare) {
   EXPECT_FALSE(ContainsText("3", "1"));
 }
 
+// CompareUpperCase orders as the upper-cased copies would, for ASCII, accented letters, a lone
+// lead byte at the end, and texts of which one begins the other.
+TEST(Text, CompareUpperCaseOrdersAsTheUpperCasedCopies) {
+  const std::vector<std::string> texts = {"",         "a",        "A",        "ab",
+                                          "aB",       "b",        "çã",       "ÇÃ",
+                                          "ção",      "cão",      "c",        "Z",
+                                          "zz",       "\xC3",     "a\xC3",    "é",
+                                          "÷",        "\xC3\xB7", "01-Valor", "01-valor total",
+                                          "02-Frete", "Exclusão", "EXCLUSÃO"};
+  for (const std::string& a : texts) {
+    for (const std::string& b : texts) {
+      const int expected = AnsiUpperCase(a).compare(AnsiUpperCase(b));
+      const int actual = CompareUpperCase(a, b);
+      EXPECT_EQ(actual < 0, expected < 0) << a << " / " << b;
+      EXPECT_EQ(actual == 0, expected == 0) << a << " / " << b;
+    }
+  }
+  EXPECT_EQ(AnsiUpperCase("a\xC3"), "A\xC3") << "a lead byte at the end stays";
+  EXPECT_EQ(AnsiUpperCase("\xC3\xB7"), "\xC3\xB7") << "the division sign has no upper case";
+}
+
 TEST(Text, IntToHexPadsUpperCase) {
   EXPECT_EQ(IntToHex(4660, 8), "00001234");
   EXPECT_EQ(IntToHex(0xFFFFFFFFu, 8), "FFFFFFFF");
