@@ -284,7 +284,7 @@ std::function<int()> AddPrintCommand(CLI::App& app) {
       ->check(CLI::IsMember({"sections", "text", "pdf", "csv", "xlsx"}))
       ->capture_default_str();
   print->add_option("--output", o->output,
-                    "output file (default: standard output for text and sections)");
+                    "output file (default: standard output for text, sections and csv)");
   print->add_option("--layout", o->layout, "layout file")->capture_default_str();
   print
       ->add_option("--storage", o->storage,
