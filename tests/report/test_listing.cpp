@@ -377,11 +377,12 @@ TEST_P(GoldenReports, SameTraceEverywhere) {
         run->Set(name, value);
       }
       // The layouts without sections are the test layout files.
-      const std::string file = GetParam().without.empty()     ? ""
+      const std::string file = GetParam().without.empty()       ? ""
                                : GetParam().without.size() == 2 ? "without_15_16.json"
                                                                 : "without_11_12_19.json";
       run->Engine().SetLayout(file.empty() ? ReportLayout()
-                                           : LoadLayoutFile(std::string(NRW_SOURCE_DIR) + "/tests/data/layouts/" + file));
+                                           : LoadLayoutFile(std::string(NRW_SOURCE_DIR) +
+                                                            "/tests/data/layouts/" + file));
       ASSERT_EQ(run->Print(sqlite_storage), "");
       const std::string trace = Trace(run->Sink());
       if (first.empty()) {
