@@ -25,7 +25,7 @@ const TSheetMapping& ReportSheetMapping() {
        {"UF", "RUF", V::Text, 5, false, false},
        {"Modelo", "RModelo", V::Text, 7, false, false},
        {"CFOP", "RCodigoCFOP", V::Text, 8, false, false},
-       {"Descrição", "RTexto", V::Text, 40, false, true},
+       {"Descrição", "RTexto", V::TextOrDate, 40, false, true},
        {"Tipo", "RTipo", V::Text, 14, false, true},
        {"Alíquota", "RAliquota", V::Rate, 9, false, false},
        {"Valor Contábil", "RValorContabil", V::Amount, 15, false, true},

@@ -20,10 +20,11 @@
 
 enum class TSheetValue {
   Text,
-  Amount,    // "1.234,56" printed, a number in the sheet shown with two decimals
-  Integer,   // "12" printed, a whole number in the sheet
-  Rate,      // "1,65" printed, a number in the sheet as it is
-  DayMonth,  // "dd/mm" printed, a date in the sheet (the year from the header's period)
+  Amount,      // "1.234,56" printed, a number in the sheet shown with two decimals
+  Integer,     // "12" printed, a whole number in the sheet
+  Rate,        // "1,65" printed, a number in the sheet as it is
+  DayMonth,    // "dd/mm" printed, a date in the sheet (the year from the header's period)
+  TextOrDate,  // a text, or a date when it is one ("dd/mm/yyyy": the day summary's days)
 };
 
 struct NRW_API TSheetColumn {

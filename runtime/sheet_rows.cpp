@@ -119,6 +119,14 @@ class SheetRowBuilder : public TSectionSink {
     if (text.empty() || type == TSheetValue::Text) {
       return cell;
     }
+    if (type == TSheetValue::TextOrDate) {
+      const auto date = text.size() == 10 ? TryStrToDate(text) : std::nullopt;
+      if (date) {
+        cell.kind = SheetCell::Kind::Date;
+        cell.number = *date;
+      }
+      return cell;
+    }
     if (type != TSheetValue::DayMonth) {
       if (const auto number = PrintedNumber(text)) {
         cell.kind = SheetCell::Kind::Number;

@@ -35,7 +35,7 @@ TSheetMapping Mapping() {
                      {"Chave", "Chave", TSheetValue::Integer, 8, true, false},
                      {"Pessoa", "Pessoa", TSheetValue::Text, 20, true, false},
                      {"CFOP", "CFOP", TSheetValue::Text, 8, false, false},
-                     {"Texto", "Texto", TSheetValue::Text, 20, false, true},
+                     {"Texto", "Texto", TSheetValue::TextOrDate, 20, false, true},
                      {"Valor", "Valor", TSheetValue::Amount, 12, false, true}};
   return mapping;
 }
@@ -69,6 +69,7 @@ void PrintReport(TSectionSink& sink) {
   sink.PrintHeader(2, Header("1 - Matriz"), 12, 8);  // a new page between title and headings
   sink.PrintSection(2, 10, {});
   sink.PrintSection(2, 14, {{"Texto", "5.102  Venda"}, {"Valor", "1.234,06"}});
+  sink.PrintSection(2, 14, {{"Texto", "02/01/2026"}, {"Valor", "1.234,06"}});
   sink.PrintHeader(3, Header("2 - Filial"), 12, 8);
   sink.PrintSection(3, 13, Line("03/01", "9", "Caio", "5.102", "5,00"));
   sink.Finish();
@@ -86,7 +87,8 @@ TEST(SheetExport, CsvRowsCarryTheDocumentAndKeepEveryAmount) {
                 ";Imposto;02/01/2026;7;\"Ana; \"\"A\"\"\";5.102;;-0,5\r\n" + lead +
                 ";Imposto;31/12/2025;8;Bia;1.102;;10\r\n" + lead +
                 ";Subtotal;;;;Total ;;1244,06\r\n" + lead + "Total Tipo;Total;;;;;;1244,06\r\n" +
-                lead + "Total Natureza;Total;;;;;5.102  Venda;1234,06\r\n" +
+                lead + "Total Natureza;Total;;;;;5.102  Venda;1234,06\r\n" + lead +
+                "Total Natureza;Total;;;;;02/01/2026;1234,06\r\n" +
                 "1 - Comercial;2 - Filial;;Imposto;03/01/2026;9;Caio;5.102;;5\r\n");
 }
 
@@ -130,7 +132,8 @@ TEST(SheetExport, AFullSheetContinuesOnAnotherAndSaysSo) {
   options.notice = [&](const std::string& text) { notices.push_back(text); };
   auto sink = CreateSheetRenderer("xlsx", unused, path, BlockLayout(), Mapping(), options);
   PrintReport(*sink);
-  // Six listing rows, two to a sheet; the summary's one row on its own sheet.
+  // Six listing rows, two to a sheet; the summary's two rows on a sheet of their own, the day
+  // as a date.
   const std::string workbook = nrw::testing::Unzipped(path, "xl/workbook.xml");
   EXPECT_NE(workbook.find("name=\"Linhas\""), std::string::npos) << workbook;
   EXPECT_NE(workbook.find("name=\"Linhas 2\""), std::string::npos);
@@ -149,6 +152,9 @@ TEST(SheetExport, AFullSheetContinuesOnAnotherAndSaysSo) {
   EXPECT_NE(first.find("<v>1234.56</v>"), std::string::npos) << first;
   EXPECT_NE(first.find("<v>46024</v>"), std::string::npos);
   EXPECT_NE(first.find("<v>7</v>"), std::string::npos);
+  const std::string resumo = nrw::testing::Unzipped(path, "xl/worksheets/sheet4.xml");
+  EXPECT_EQ(Count(resumo, "<row "), 3u) << resumo;
+  EXPECT_NE(resumo.find("<v>46024</v>"), std::string::npos) << "the day as a date: " << resumo;
 }
 
 }  // namespace
