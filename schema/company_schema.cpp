@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 
 #include "host/exception.hpp"
 #include "host/sysutils.hpp"
@@ -67,6 +68,72 @@ ReferenceCounts LoadReferenceData(TSQLConnection& connection, const std::string&
   counts.operations = LoadRows(connection, "OPERACAOFIS", {"CODIGOOPERACAOFIS", "DESCROPERACAOFIS"},
                                ParseCsv(kOperacoesFiscaisCsv, "reference/operacoes_fiscais.csv"));
   return counts;
+}
+
+namespace {
+
+std::vector<std::string> Lcto(const std::string& k) {
+  return {
+      "CODIGOEMPRESA", "CODIGOESTAB",  "CHAVELCTOFIS" + k,  "DATALCTOFIS", "DATAHORALCTOFIS",
+      "DATAEMISSAO",   "NUMERONF",     "NUMERONFFINAL",     "SERIENF",     "SUBSERIENF",
+      "ESPECIENF",     "CODIGOPESSOA", "SIGLAESTADOORIGEM", "COMPLHIST",   "CODIGOTIPODCTOSINTEGRA",
+      "FINALIDADE",    "CODIGOUSUARIO"};
+}
+std::vector<std::string> Imposto(const std::string& k) {
+  return {"CODIGOEMPRESA",         "CODIGOESTAB",      "CHAVELCTOFIS" + k, "SEQ",
+          "TIPOIMPOSTO",           "CODIGOCFOP",       "ALIQIMPOSTO",      "VALORCONTABIL",
+          "BASEIMPOSTO",           "VALORIMPOSTO",     "ISENTASIMPOSTO",   "OUTRASIMPOSTO",
+          "VALOREXVALORADICIONAL", "CODIGOOPERACAOFIS"};
+}
+std::vector<std::string> Produto(const std::string& k) {
+  return {"CODIGOEMPRESA", "CODIGOESTAB",   "CHAVELCTOFIS" + k, "DATALCTOFIS", "SEQ",
+          "CODIGOPRODUTO", "ORIGEM",        "CODIGOCFOP",       "QUANTIDADE",  "VALORUNITARIO",
+          "VALORTOTAL",    "VALORCONTABIL", "BASEPISCOFINS",    "ALIQPIS",     "VALORPIS",
+          "ALIQCOFINS",    "VALORCOFINS"};
+}
+
+const std::map<std::string, std::vector<std::string>>& ColumnLists() {
+  static const std::map<std::string, std::vector<std::string>> kColumns = {
+      {"EMPRESA", {"CODIGOEMPRESA", "NOMEEMPRESA", "INSCRFEDERAL"}},
+      {"ESTAB",
+       {"CODIGOEMPRESA", "CODIGOESTAB", "NOMEESTAB", "INSCRFEDERAL", "INSCRESTAD", "SIGLAESTADO",
+        "CODIGOMUNIC"}},
+      {"PESSOA",
+       {"CODIGOPESSOA", "NOMEPESSOA", "INSCRFEDERAL", "SIGLAESTADO", "CODIGOMUNIC", "INSCRESTAD",
+        "PRODUTRURAL", "INSCRPROD"}},
+      {"PRODUTO", {"CODIGOEMPRESA", "CODIGOPRODUTO", "DESCRPRODUTO", "CODIGONCM"}},
+      {"LCTOFISENT", Lcto("ENT")},
+      {"LCTOFISSAI", Lcto("SAI")},
+      {"LCTOFISENTIMPOSTO", Imposto("ENT")},
+      {"LCTOFISSAIIMPOSTO", Imposto("SAI")},
+      {"LCTOFISENTPRODUTO", Produto("ENT")},
+      {"LCTOFISSAIPRODUTO", Produto("SAI")},
+      {"LCTOFISSAICONFRETE",
+       {"CODIGOEMPRESA", "CODIGOESTAB", "CHAVELCTOFISSAI", "DATALCTOFIS", "SEQ", "NUMEROCONHEC",
+        "SERIECONHEC", "VALORTOTALNF"}}};
+  return kColumns;
+}
+
+}  // namespace
+
+const std::vector<std::string>& RowColumns(const std::string& table) {
+  const auto found = ColumnLists().find(table);
+  if (found == ColumnLists().end()) {
+    throw Exception("no column list for rows of table " + table);
+  }
+  return found->second;
+}
+
+void WriteRows(TSQLConnection& connection, const std::string& table,
+               const std::vector<std::vector<Variant>>& rows) {
+  if (rows.empty()) {
+    return;
+  }
+  auto writer = connection.BulkInsert(table, RowColumns(table));
+  for (const auto& row : rows) {
+    writer->Add(row);
+  }
+  writer->Finish();
 }
 
 }  // namespace nrw::schema

@@ -2,12 +2,21 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/sql.hpp"
 
 namespace nrw::schema {
 
 void CreateTables(TSQLConnection& connection);
+
+// The columns a row of a company table gives, in order, wherever rows are written in bulk (the
+// demo database, imported EFD books, the tests' books). Raises Exception for a table without a
+// list.
+const std::vector<std::string>& RowColumns(const std::string& table);
+// Writes the rows of `table` (values in RowColumns order) in one bulk write.
+void WriteRows(TSQLConnection& connection, const std::string& table,
+               const std::vector<std::vector<Variant>>& rows);
 void CreateIndexes(TSQLConnection& connection);
 
 // The folder of the national reference tables: NRW_REF_DIR when set, else ../shared/data/ref

@@ -1,59 +1,12 @@
 #include "schema/demo_rows.hpp"
 
 #include "host/exception.hpp"
+#include "schema/company_schema.hpp"
 
 namespace nrw::schema {
-namespace {
-
-std::vector<std::string> Lcto(const std::string& k) {
-  return {
-      "CODIGOEMPRESA", "CODIGOESTAB",  "CHAVELCTOFIS" + k,  "DATALCTOFIS", "DATAHORALCTOFIS",
-      "DATAEMISSAO",   "NUMERONF",     "NUMERONFFINAL",     "SERIENF",     "SUBSERIENF",
-      "ESPECIENF",     "CODIGOPESSOA", "SIGLAESTADOORIGEM", "COMPLHIST",   "CODIGOTIPODCTOSINTEGRA",
-      "FINALIDADE",    "CODIGOUSUARIO"};
-}
-std::vector<std::string> Imposto(const std::string& k) {
-  return {"CODIGOEMPRESA",         "CODIGOESTAB",      "CHAVELCTOFIS" + k, "SEQ",
-          "TIPOIMPOSTO",           "CODIGOCFOP",       "ALIQIMPOSTO",      "VALORCONTABIL",
-          "BASEIMPOSTO",           "VALORIMPOSTO",     "ISENTASIMPOSTO",   "OUTRASIMPOSTO",
-          "VALOREXVALORADICIONAL", "CODIGOOPERACAOFIS"};
-}
-std::vector<std::string> Produto(const std::string& k) {
-  return {"CODIGOEMPRESA", "CODIGOESTAB",   "CHAVELCTOFIS" + k, "DATALCTOFIS", "SEQ",
-          "CODIGOPRODUTO", "ORIGEM",        "CODIGOCFOP",       "QUANTIDADE",  "VALORUNITARIO",
-          "VALORTOTAL",    "VALORCONTABIL", "BASEPISCOFINS",    "ALIQPIS",     "VALORPIS",
-          "ALIQCOFINS",    "VALORCOFINS"};
-}
-
-// The columns each demo row fills, in the order the rows give them.
-const std::map<std::string, std::vector<std::string>>& Columns() {
-  static const std::map<std::string, std::vector<std::string>> kColumns = {
-      {"EMPRESA", {"CODIGOEMPRESA", "NOMEEMPRESA", "INSCRFEDERAL"}},
-      {"ESTAB",
-       {"CODIGOEMPRESA", "CODIGOESTAB", "NOMEESTAB", "INSCRFEDERAL", "INSCRESTAD", "SIGLAESTADO",
-        "CODIGOMUNIC"}},
-      {"PESSOA",
-       {"CODIGOPESSOA", "NOMEPESSOA", "INSCRFEDERAL", "SIGLAESTADO", "CODIGOMUNIC", "INSCRESTAD",
-        "PRODUTRURAL", "INSCRPROD"}},
-      {"PRODUTO", {"CODIGOEMPRESA", "CODIGOPRODUTO", "DESCRPRODUTO", "CODIGONCM"}},
-      {"LCTOFISENT", Lcto("ENT")},
-      {"LCTOFISSAI", Lcto("SAI")},
-      {"LCTOFISENTIMPOSTO", Imposto("ENT")},
-      {"LCTOFISSAIIMPOSTO", Imposto("SAI")},
-      {"LCTOFISENTPRODUTO", Produto("ENT")},
-      {"LCTOFISSAIPRODUTO", Produto("SAI")},
-      {"LCTOFISSAICONFRETE",
-       {"CODIGOEMPRESA", "CODIGOESTAB", "CHAVELCTOFISSAI", "DATALCTOFIS", "SEQ", "NUMEROCONHEC",
-        "SERIECONHEC", "VALORTOTALNF"}}};
-  return kColumns;
-}
-
-}  // namespace
 
 void DemoRows::Add(const std::string& table, std::vector<Variant> row) {
-  if (Columns().count(table) == 0) {
-    throw Exception("demo data: no column list for table " + table);
-  }
+  RowColumns(table);  // a table without a column list is refused before any row is kept
   pending_[table].push_back(std::move(row));
   ++counts_[table];
   ++buffered_;
@@ -67,11 +20,7 @@ void DemoRows::Flush(bool force) {
     if (rows.empty()) {
       continue;
     }
-    auto writer = connection_.BulkInsert(table, Columns().at(table));
-    for (const auto& row : rows) {
-      writer->Add(row);
-    }
-    writer->Finish();
+    WriteRows(connection_, table, rows);
     rows.clear();
   }
   buffered_ = 0;

@@ -427,59 +427,13 @@ class Importer {
     }
   }
 
-  void Write(const std::string& table, const std::vector<std::string>& columns,
-             const std::vector<std::vector<Variant>>& rows) {
-    if (rows.empty()) {
-      return;
-    }
-    auto writer = db_.BulkInsert(table, columns);
-    for (const auto& row : rows) {
-      writer->Add(row);
-    }
-    writer->Finish();
-  }
-
   void Flush() {
-    const auto document_columns = [](const char* suffix) {
-      return std::vector<std::string>{
-          "CODIGOEMPRESA",     "CODIGOESTAB",     std::string("CHAVELCTOFIS") + suffix,
-          "DATALCTOFIS",       "DATAHORALCTOFIS", "DATAEMISSAO",
-          "NUMERONF",          "NUMERONFFINAL",   "SERIENF",
-          "SUBSERIENF",        "ESPECIENF",       "CODIGOPESSOA",
-          "SIGLAESTADOORIGEM", "COMPLHIST",       "CODIGOTIPODCTOSINTEGRA",
-          "FINALIDADE",        "CODIGOUSUARIO"};
-    };
-    const auto line_columns = [](const char* suffix) {
-      return std::vector<std::string>{"CODIGOEMPRESA",
-                                      "CODIGOESTAB",
-                                      std::string("CHAVELCTOFIS") + suffix,
-                                      "SEQ",
-                                      "TIPOIMPOSTO",
-                                      "CODIGOCFOP",
-                                      "ALIQIMPOSTO",
-                                      "VALORCONTABIL",
-                                      "BASEIMPOSTO",
-                                      "VALORIMPOSTO",
-                                      "ISENTASIMPOSTO",
-                                      "OUTRASIMPOSTO",
-                                      "VALOREXVALORADICIONAL",
-                                      "CODIGOOPERACAOFIS"};
-    };
-    const auto item_columns = [](const char* suffix) {
-      return std::vector<std::string>{
-          "CODIGOEMPRESA", "CODIGOESTAB", std::string("CHAVELCTOFIS") + suffix,
-          "DATALCTOFIS",   "SEQ",         "CODIGOPRODUTO",
-          "ORIGEM",        "CODIGOCFOP",  "QUANTIDADE",
-          "VALORUNITARIO", "VALORTOTAL",  "VALORCONTABIL",
-          "BASEPISCOFINS", "ALIQPIS",     "VALORPIS",
-          "ALIQCOFINS",    "VALORCOFINS"};
-    };
-    Write("LCTOFISENT", document_columns("ENT"), entries_);
-    Write("LCTOFISSAI", document_columns("SAI"), exits_);
-    Write("LCTOFISENTIMPOSTO", line_columns("ENT"), entry_lines_);
-    Write("LCTOFISSAIIMPOSTO", line_columns("SAI"), exit_lines_);
-    Write("LCTOFISENTPRODUTO", item_columns("ENT"), entry_items_);
-    Write("LCTOFISSAIPRODUTO", item_columns("SAI"), exit_items_);
+    schema::WriteRows(db_, "LCTOFISENT", entries_);
+    schema::WriteRows(db_, "LCTOFISSAI", exits_);
+    schema::WriteRows(db_, "LCTOFISENTIMPOSTO", entry_lines_);
+    schema::WriteRows(db_, "LCTOFISSAIIMPOSTO", exit_lines_);
+    schema::WriteRows(db_, "LCTOFISENTPRODUTO", entry_items_);
+    schema::WriteRows(db_, "LCTOFISSAIPRODUTO", exit_items_);
   }
 
   TSQLConnection& db_;
