@@ -10,8 +10,10 @@
 #include "host/section_sink.hpp"
 
 struct NRW_API TPageTotals {
-  // For every page (index: engine page - 1), the last number of its numbering run: the
-  // establishment's page count when numbering restarts for each establishment.
+  // For every page (index: engine page - 1), its numbering run (an establishment's pages when
+  // numbering restarts for each establishment); -1 for a page without a numbered header.
+  std::vector<int32_t> page_run;
+  // For every run, the number its last page shows.
   std::vector<int32_t> run_last;
   int32_t pages = 0;  // the report's page count; 0: not counted
 
@@ -30,6 +32,5 @@ class NRW_API TPageCountSink : public TSectionSink {
 
  private:
   TPageTotals totals_;
-  size_t run_start_ = 0;  // index of the first page of the current run
   int32_t last_number_ = 0;
 };

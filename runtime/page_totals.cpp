@@ -4,27 +4,30 @@
 #include "host/sysutils.hpp"
 
 int32_t TPageTotals::RunTotal(int32_t page) const {
-  return page >= 1 && static_cast<size_t>(page) <= run_last.size() ? run_last[page - 1] : 0;
+  if (page < 1 || static_cast<size_t>(page) > page_run.size() || page_run[page - 1] < 0) {
+    return 0;
+  }
+  return run_last[static_cast<size_t>(page_run[page - 1])];
 }
 
 void TPageCountSink::BeginPage(int32_t page) {
   totals_.pages = page;
-  totals_.run_last.resize(static_cast<size_t>(page), 0);
+  totals_.page_run.resize(static_cast<size_t>(page), -1);
 }
 
+// O(1) per page: the page joins the current run, or a number that does not follow the last one
+// starts another run (another establishment); the run's last number is its count.
 void TPageCountSink::PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t,
                                  int32_t) {
   const int32_t number = StrToIntDef(PrintedField(fields, "Pagina"), 0);
   const size_t index = static_cast<size_t>(page) - 1;
-  if (page < 1 || number == 0 || index >= totals_.run_last.size()) {
+  if (page < 1 || number == 0 || index >= totals_.page_run.size()) {
     return;
   }
-  // A number that does not follow the last one starts another run (another establishment).
-  if (number != last_number_ + 1) {
-    run_start_ = index;
+  if (totals_.run_last.empty() || number != last_number_ + 1) {
+    totals_.run_last.push_back(number);
   }
   last_number_ = number;
-  for (size_t i = run_start_; i <= index; ++i) {
-    totals_.run_last[i] = number;
-  }
+  totals_.run_last.back() = number;
+  totals_.page_run[index] = static_cast<int32_t>(totals_.run_last.size()) - 1;
 }

@@ -22,7 +22,8 @@ TEST(PageTotals, EachNumberingRunEndsAtItsLastPage) {
   }
   const TPageTotals& totals = sink.Totals();
   EXPECT_EQ(totals.pages, 6);
-  EXPECT_EQ(totals.run_last, (std::vector<int32_t>{3, 3, 3, 2, 2, 1}));
+  EXPECT_EQ(totals.run_last, (std::vector<int32_t>{3, 2, 1}));
+  EXPECT_EQ(totals.page_run, (std::vector<int32_t>{0, 0, 0, 1, 1, 2}));
   EXPECT_EQ(totals.RunTotal(2), 3);
   EXPECT_EQ(totals.RunTotal(6), 1);
   EXPECT_EQ(totals.RunTotal(0), 0);
@@ -37,7 +38,11 @@ TEST(PageTotals, NumberingThatRunsOnAndPagesWithoutAHeader) {
   Page(sink, 4, "1");
   const TPageTotals& totals = sink.Totals();
   EXPECT_EQ(totals.pages, 4);
-  EXPECT_EQ(totals.run_last, (std::vector<int32_t>{6, 6, 0, 1}));
+  EXPECT_EQ(totals.run_last, (std::vector<int32_t>{6, 1}));
+  EXPECT_EQ(totals.RunTotal(1), 6);
+  EXPECT_EQ(totals.RunTotal(2), 6);
+  EXPECT_EQ(totals.RunTotal(3), 0) << "no header on that page";
+  EXPECT_EQ(totals.RunTotal(4), 1);
 }
 
 }  // namespace
