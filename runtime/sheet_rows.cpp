@@ -3,6 +3,8 @@
 #include <charconv>
 #include <map>
 #include <optional>
+#include <string_view>
+#include <unordered_map>
 
 #include "host/exception.hpp"
 #include "host/report_position.hpp"
@@ -12,20 +14,23 @@
 
 namespace nrw {
 
-std::optional<double> PrintedNumber(const std::string& text) {
-  std::string plain;
-  plain.reserve(text.size());
+std::optional<double> PrintedNumber(std::string_view text) {
+  // The digits without the thousands dots, the decimal comma as a point, in a buffer on the
+  // stack: a printed number is short.
+  char plain[64] = {};
+  size_t length = 0;
   for (const char c : text) {
-    if (c == ',') {
-      plain += '.';
-    } else if (c != '.') {
-      plain += c;
+    if (c == '.') {
+      continue;
     }
+    if (length == sizeof plain) {
+      return std::nullopt;
+    }
+    plain[length++] = c == ',' ? '.' : c;
   }
   double value = 0;
-  const char* end = plain.data() + plain.size();
-  const auto [ptr, error] = std::from_chars(plain.data(), end, value);
-  if (plain.empty() || error != std::errc() || ptr != end) {
+  const auto [end, error] = std::from_chars(plain, plain + length, value);
+  if (length == 0 || error != std::errc() || end != plain + length) {
     return std::nullopt;
   }
   return value;
@@ -40,13 +45,10 @@ const std::vector<TSheetColumn> kLeadColumns = {
     {"Bloco", "", TSheetValue::Text, 14, false, true},
     {"Linha", "", TSheetValue::Text, 10, false, true}};
 
-SheetCell TextCell(const std::string& text) {
-  SheetCell cell;
-  if (!text.empty()) {
-    cell.kind = SheetCell::Kind::Text;
-    cell.text = text;
-  }
-  return cell;
+// A cell holding `text` as a text (empty: an empty cell); its buffer is reused row after row.
+void SetText(SheetCell& cell, std::string_view text) {
+  cell.kind = text.empty() ? SheetCell::Kind::Empty : SheetCell::Kind::Text;
+  cell.text.assign(text);
 }
 
 class SheetRowBuilder : public TSectionSink {
@@ -71,7 +73,8 @@ class SheetRowBuilder : public TSectionSink {
 
   void PrintSection(int32_t, int32_t section, const std::vector<TPrintedField>& fields) override {
     position_.OnSection(section, fields);
-    const TSheetRowRule* rule = RuleFor(section, fields);
+    const SectionFields& at = FieldsOf(section, fields);
+    const TSheetRowRule* rule = RuleFor(section, at, fields);
     if (rule == nullptr) {
       return;
     }
@@ -79,24 +82,26 @@ class SheetRowBuilder : public TSectionSink {
     const bool listing =
         block.empty() || std::find(mapping_.listing_blocks.begin(), mapping_.listing_blocks.end(),
                                    block) != mapping_.listing_blocks.end();
-    if (rule->document_line && !PrintedField(fields, mapping_.document_key).empty()) {
-      std::fill(carried_.begin(), carried_.end(), std::string());
+    if (rule->document_line && !Value(fields, at.document_key).empty()) {
+      for (std::string& carried : carried_) {
+        carried.clear();
+      }
     }
-    cells_[0] = TextCell(position_.Company());
-    cells_[1] = TextCell(position_.Establishment());
-    cells_[2] = TextCell(block);
-    cells_[3] = TextCell(rule->kind);
+    SetText(cells_[0], position_.Company());
+    SetText(cells_[1], position_.Establishment());
+    SetText(cells_[2], block);
+    SetText(cells_[3], rule->kind);
     for (size_t i = 0; i < mapping_.columns.size(); ++i) {
       const TSheetColumn& column = mapping_.columns[i];
-      std::string value = PrintedField(fields, column.field);
+      std::string_view value = Value(fields, at.columns[i]);
       if (rule->document_line && column.document) {
         if (value.empty()) {
           value = carried_[i];
         } else {
-          carried_[i] = value;
+          carried_[i].assign(value);
         }
       }
-      cells_[kLeadColumns.size() + i] = Cell(column.type, value);
+      Fill(cells_[kLeadColumns.size() + i], column.type, value);
     }
     writer_->Row(listing ? SheetPart::Listing : SheetPart::Summary, cells_);
   }
@@ -104,35 +109,77 @@ class SheetRowBuilder : public TSectionSink {
   void Finish() override { writer_->Finish(); }
 
  private:
-  const TSheetRowRule* RuleFor(int32_t section, const std::vector<TPrintedField>& fields) const {
+  // Where the mapping's fields stand in a section's printed fields (-1: not in the section). A
+  // section prints its fields in the layout's order every time, so positions are found once.
+  struct SectionFields {
+    size_t count = 0;
+    std::vector<int> columns;  // by mapping column
+    std::vector<int> rules;    // by row rule: its field
+    int document_key = -1;
+  };
+
+  const SectionFields& FieldsOf(int32_t section, const std::vector<TPrintedField>& fields) {
+    SectionFields& at = sections_[section];
+    if (at.count == fields.size() && !at.columns.empty()) {
+      return at;
+    }
+    const auto position = [&](const std::string& name) {
+      for (size_t i = 0; i < fields.size(); ++i) {
+        if (fields[i].name == name) {
+          return static_cast<int>(i);
+        }
+      }
+      return -1;
+    };
+    at.count = fields.size();
+    at.columns.clear();
+    for (const TSheetColumn& column : mapping_.columns) {
+      at.columns.push_back(position(column.field));
+    }
+    at.rules.clear();
     for (const TSheetRowRule& rule : mapping_.rows) {
+      at.rules.push_back(position(rule.field));
+    }
+    at.document_key = position(mapping_.document_key);
+    return at;
+  }
+
+  static std::string_view Value(const std::vector<TPrintedField>& fields, int position) {
+    return position < 0 ? std::string_view() : std::string_view(fields[position].value);
+  }
+
+  const TSheetRowRule* RuleFor(int32_t section, const SectionFields& at,
+                               const std::vector<TPrintedField>& fields) const {
+    for (size_t r = 0; r < mapping_.rows.size(); ++r) {
+      const TSheetRowRule& rule = mapping_.rows[r];
       if (rule.section == section &&
-          (rule.prefix.empty() || PrintedField(fields, rule.field).rfind(rule.prefix, 0) == 0)) {
+          (rule.prefix.empty() || Value(fields, at.rules[r]).starts_with(rule.prefix))) {
         return &rule;
       }
     }
     return nullptr;
   }
 
-  SheetCell Cell(TSheetValue type, const std::string& text) const {
-    SheetCell cell = TextCell(text);
+  // The cell of a printed text as the column's type reads it; a text that is not of the type
+  // stays a text.
+  void Fill(SheetCell& cell, TSheetValue type, std::string_view text) const {
+    SetText(cell, text);
     if (text.empty() || type == TSheetValue::Text) {
-      return cell;
+      return;
     }
     if (type == TSheetValue::TextOrDate) {
-      const auto date = text.size() == 10 ? TryStrToDate(text) : std::nullopt;
-      if (date) {
+      if (const auto date = text.size() == 10 ? TryStrToDate(text) : std::nullopt) {
         cell.kind = SheetCell::Kind::Date;
         cell.number = *date;
       }
-      return cell;
+      return;
     }
     if (type != TSheetValue::DayMonth) {
       if (const auto number = PrintedNumber(text)) {
         cell.kind = SheetCell::Kind::Number;
         cell.number = *number;
       }
-      return cell;
+      return;
     }
     // dd/mm within the year before the period's end: an issue date may fall in the year before.
     const auto day = text.size() == 5 ? TryStrToInt(text.substr(0, 2)) : std::nullopt;
@@ -148,7 +195,6 @@ class SheetRowBuilder : public TSectionSink {
         cell.number = *date;
       }
     }
-    return cell;
   }
 
   const TSheetMapping mapping_;
@@ -158,6 +204,7 @@ class SheetRowBuilder : public TSectionSink {
   std::vector<SheetCell> cells_;
   std::vector<std::string> carried_;
   std::optional<TDateTime> period_end_;
+  std::unordered_map<int32_t, SectionFields> sections_;
 };
 
 }  // namespace

@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/sheet_export.hpp"
@@ -33,6 +35,6 @@ std::unique_ptr<SheetWriter> MakeXlsxWriter(const std::string& path, const TShee
                                             const TSheetOptions& options);
 
 // A printed number ("1.234,56", "-7", "12") as a double; nullopt when it is not one.
-std::optional<double> PrintedNumber(const std::string& text);
+std::optional<double> PrintedNumber(std::string_view text);
 
 }  // namespace nrw
