@@ -157,15 +157,29 @@ ReportModule LoadModule(const std::string& path) {
   return loaded;
 }
 
-void PrepareEngine(TnrwReport& engine, const PrintOptions& options,
-                   const TLayoutContract* contract) {
-  TReportLayout layout = LoadLayoutFile(options.layout);
+// What the passes of a run print from, read once: the layout (checked against the report's
+// contract), the report parameters and the establishments.
+struct RunInput {
+  TReportLayout layout;
+  std::map<std::string, std::string> parameters;
+  std::vector<std::pair<int32_t, int32_t>> establishments;
+};
+
+RunInput ReadRunInput(const PrintOptions& options, const TLayoutContract* contract) {
+  RunInput input;
+  input.layout = LoadLayoutFile(options.layout);
   if (contract != nullptr) {
-    CheckLayoutContract(layout, *contract, options.layout);
+    CheckLayoutContract(input.layout, *contract, options.layout);
   }
-  engine.SetLayout(std::move(layout));
+  input.parameters = CollectParameters(options);
+  input.establishments = Establishments(options);
+  return input;
+}
+
+void PrepareEngine(TnrwReport& engine, const RunInput& input) {
+  engine.SetLayout(input.layout);
   engine.RepParam("TituloRelatorio", engine.Layout().title);
-  for (const auto& [name, value] : CollectParameters(options)) {
+  for (const auto& [name, value] : input.parameters) {
     engine.RepParam(name, value);
   }
   // A fixed emission time makes two runs of the same report print the same header.
@@ -175,7 +189,7 @@ void PrepareEngine(TnrwReport& engine, const PrintOptions& options,
     }
   }
   TnClientDataSetMem* table = engine.Estabelecimentos();
-  for (const auto& [company, estab] : Establishments(options)) {
+  for (const auto& [company, estab] : input.establishments) {
     table->Append();
     table->SetValue(0, company);
     table->SetValue(1, estab);
@@ -196,10 +210,9 @@ std::unique_ptr<TSectionSink> CreateSink(const PrintOptions& options, TAtomicOut
 }
 
 // The pagination pass: the whole report printed to a sink that keeps only its page numbers.
-TPageTotals CountPages(const ReportModule& module, const PrintOptions& options,
-                       TProgressView* progress) {
+TPageTotals CountPages(const ReportModule& module, const RunInput& input, TProgressView* progress) {
   auto engine = std::make_unique<TnrwReport>();
-  PrepareEngine(*engine, options, module.contract);
+  PrepareEngine(*engine, input);
   engine->DMPower()->SetView(progress);
   TPageCountSink counter;
   engine->AddSink(&counter);
@@ -232,12 +245,13 @@ int RunPrint(const PrintOptions& options) {
   if (!options.output.empty()) {
     file = std::make_unique<TAtomicOutputFile>(options.output);
   }
+  const RunInput input = ReadRunInput(options, module.contract);
   TPageTotals page_totals;
   if (WantsPageTotals(options)) {
-    page_totals = CountPages(module, options, progress.get());
+    page_totals = CountPages(module, input, progress.get());
   }
   auto engine = std::make_unique<TnrwReport>();
-  PrepareEngine(*engine, options, module.contract);
+  PrepareEngine(*engine, input);
   engine->SetPageTotals(std::move(page_totals));
   engine->DMPower()->SetView(progress.get());
   std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
