@@ -52,6 +52,42 @@ TEST(ChunkedVector, ASmallFirstChunkSharedAndGrown) {
   EXPECT_EQ(copy[100], 99);
 }
 
+// A cleared vector keeps its unshared first chunk for the next rows; one it shares with a copy
+// is let go, so the copy keeps its values.
+TEST(ChunkedVector, ClearedAndFilledAgainBesideACopy) {
+  ChunkedVector<int64_t> values;
+  for (int i = 0; i < 40; ++i) {
+    values.PushBack(i);
+  }
+  values.Clear();
+  EXPECT_EQ(values.Size(), 0u);
+  for (int i = 0; i < 50; ++i) {
+    values.PushBack(100 + i);
+  }
+  EXPECT_EQ(values[0], 100);
+  EXPECT_EQ(values[49], 149);
+  const ChunkedVector<int64_t> copy = values;
+  values.Clear();
+  values.PushBack(-1);
+  EXPECT_EQ(values[0], -1);
+  EXPECT_EQ(copy.Size(), 50u);
+  EXPECT_EQ(copy[0], 100) << "the copy's chunk was not written over";
+  EXPECT_EQ(copy[49], 149);
+}
+
+TEST(TextArena, ClearedAndFilledAgainBesideACopy) {
+  TextArena arena;
+  arena.Add("first text");
+  arena.Clear();
+  const TextArena::Handle again = arena.Add("again");
+  EXPECT_EQ(arena.Text(again), "again");
+  const TextArena copy = arena;
+  arena.Clear();
+  const TextArena::Handle after = arena.Add("written after the copy");
+  EXPECT_EQ(arena.Text(after), "written after the copy");
+  EXPECT_EQ(copy.Text(again), "again") << "the copy's block was not written over";
+}
+
 TEST(TextArena, TextsKeepTheirBytesAcrossBlocksAndCopies) {
   TextArena arena;
   std::vector<TextArena::Handle> handles;
