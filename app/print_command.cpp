@@ -17,6 +17,7 @@
 #include "app/report_parameters.hpp"
 #include "app/report_sheet.hpp"
 #include "app/terminal_progress.hpp"
+#include "host/background_sink.hpp"
 #include "host/base_dll.hpp"
 #include "host/exception.hpp"
 #include "host/fiscal_provider.hpp"
@@ -255,7 +256,9 @@ int RunPrint(const PrintOptions& options) {
   engine->SetPageTotals(std::move(page_totals));
   engine->DMPower()->SetView(progress.get());
   std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
-  engine->AddSink(sink.get());
+  // The output is drawn and written on a second thread while the report lists.
+  TBackgroundSink background(*sink);
+  engine->AddSink(&background);
   module.imprimir(ReportAddressAsInt32(engine.get()));
   engine->EndReport();
   if (file) {

@@ -1,0 +1,179 @@
+// The background sink replays on its worker exactly the calls made on it, in order; raises the
+// target's errors on the caller's thread; stops without finishing when destroyed early; and
+// keeps the caller waiting rather than queueing without bound.
+#include "host/background_sink.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Writes every call it receives as one line of text.
+class CallLog : public TSectionSink {
+ public:
+  std::vector<std::string> calls;
+  std::thread::id thread;
+
+  void SetStyle(const TSectionStyle& style) override {
+    Add("style " + std::to_string(style.shaded) + std::to_string(style.accent));
+  }
+  void BeginPage(int32_t page) override { Add("begin " + std::to_string(page)); }
+  void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t title_size,
+                   int32_t text_size) override {
+    Add("header " + std::to_string(page) + " " + std::to_string(title_size) + " " +
+        std::to_string(text_size) + Fields(fields));
+  }
+  void PrintSection(int32_t page, int32_t section,
+                    const std::vector<TPrintedField>& fields) override {
+    Add("section " + std::to_string(page) + " " + std::to_string(section) + Fields(fields));
+  }
+  void EndPage(int32_t page) override { Add("end " + std::to_string(page)); }
+  void Finish() override { Add("finish"); }
+
+ private:
+  void Add(std::string call) {
+    thread = std::this_thread::get_id();
+    calls.push_back(std::move(call));
+  }
+  static std::string Fields(const std::vector<TPrintedField>& fields) {
+    std::string text;
+    for (const TPrintedField& field : fields) {
+      text += " " + field.name + "=[" + field.value + "]";
+    }
+    return text;
+  }
+};
+
+// A report's worth of calls: sections of varying fields (an empty value, a value with a
+// zero byte, a long one), styles and pages.
+void PrintSample(TSectionSink& sink, int pages) {
+  for (int page = 1; page <= pages; ++page) {
+    sink.BeginPage(page);
+    sink.PrintHeader(page, {{"Empresa", "ACME"}, {"Pagina", std::to_string(page)}}, 14, 8);
+    for (int line = 0; line < 40; ++line) {
+      sink.SetStyle(TSectionStyle{line % 2 == 0, line % 7 == 0});
+      const std::string number = std::to_string(page * 100 + line);
+      if (line % 3 == 0) {
+        sink.PrintSection(page, 13, {{"RNumeroNF", number}, {"RValor", ""}});
+      } else if (line % 3 == 1) {
+        sink.PrintSection(page, 14, {{"RNatureza", std::string("a\0b", 3) + number}});
+      } else {
+        sink.PrintSection(page, 20, {{"CTexto", std::string(300, 'x') + number}, {"V", "1"}});
+      }
+    }
+    sink.EndPage(page);
+  }
+  sink.Finish();
+}
+
+TEST(BackgroundSink, ReplaysEveryCallInOrderOnItsOwnThread) {
+  CallLog direct;
+  PrintSample(direct, 30);
+  for (const size_t block : {size_t{1}, size_t{100}, TBackgroundSink::kBlockBytes}) {
+    CallLog replayed;
+    {
+      TBackgroundSink background(replayed, block);
+      PrintSample(background, 30);
+    }
+    EXPECT_EQ(replayed.calls, direct.calls) << "block of " << block << " bytes";
+    EXPECT_NE(replayed.thread, std::this_thread::get_id());
+  }
+}
+
+// Fails at its nth section.
+class FailingSink : public CallLog {
+ public:
+  explicit FailingSink(int fail_at) : fail_at_(fail_at) {}
+  void PrintSection(int32_t page, int32_t section,
+                    const std::vector<TPrintedField>& fields) override {
+    if (++sections_ == fail_at_) {
+      throw std::runtime_error("cannot write the output file 'x': No space left on device");
+    }
+    CallLog::PrintSection(page, section, fields);
+  }
+
+ private:
+  int fail_at_;
+  int sections_ = 0;
+};
+
+TEST(BackgroundSink, RaisesTheTargetsErrorOnTheCallersThread) {
+  for (const int fail_at : {1, 500, 1199}) {
+    FailingSink target(fail_at);
+    TBackgroundSink background(target, 64);
+    try {
+      PrintSample(background, 30);
+      FAIL() << "no error for a failure at section " << fail_at;
+    } catch (const std::runtime_error& e) {
+      EXPECT_STREQ(e.what(), "cannot write the output file 'x': No space left on device");
+    }
+    EXPECT_TRUE(target.calls.empty() || target.calls.back() != "finish");
+  }
+}
+
+TEST(BackgroundSink, DestroyedBeforeFinishStopsWithoutFinishingTheTarget) {
+  CallLog target;
+  {
+    TBackgroundSink background(target, 64);
+    background.BeginPage(1);
+    background.PrintSection(1, 13, {{"RNumeroNF", "1"}});
+  }
+  for (const std::string& call : target.calls) {
+    EXPECT_NE(call, "finish");
+  }
+}
+
+// Holds the worker in its first call until released.
+class GatedSink : public CallLog {
+ public:
+  void BeginPage(int32_t page) override {
+    std::unique_lock lock(mutex_);
+    opened_.wait(lock, [this] { return open_; });
+    CallLog::BeginPage(page);
+  }
+  void Open() {
+    std::lock_guard lock(mutex_);
+    open_ = true;
+    opened_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable opened_;
+  bool open_ = false;
+};
+
+TEST(BackgroundSink, TheCallerWaitsWhileTheWorkerIsBehind) {
+  constexpr size_t kBlock = 1024;
+  constexpr int kSections = 20000;  // far more blocks than may wait
+  GatedSink target;
+  TBackgroundSink background(target, kBlock);
+  std::atomic<int> printed = 0;
+  std::thread caller([&] {
+    background.BeginPage(1);
+    for (; printed < kSections; ++printed) {
+      background.PrintSection(1, 13, {{"RNumeroNF", std::to_string(printed.load())}});
+    }
+    background.Finish();
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  // Each section takes about 30 bytes: the blocks in flight, the one replaying and the one
+  // being filled hold a few hundred sections at most.
+  const int bound = static_cast<int>((TBackgroundSink::kBlocksInFlight + 2) * kBlock / 30);
+  EXPECT_LE(printed.load(), bound);
+  target.Open();
+  caller.join();
+  ASSERT_EQ(target.calls.size(), static_cast<size_t>(kSections) + 2);
+  EXPECT_EQ(target.calls[kSections],
+            "section 1 13 RNumeroNF=[" + std::to_string(kSections - 1) + "]");
+}
+
+}  // namespace
