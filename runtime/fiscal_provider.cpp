@@ -15,6 +15,7 @@
 #include "host/sysutils.hpp"
 #include "runtime/fiscal_queries.hpp"
 #include "runtime/fiscal_results.hpp"
+#include "runtime/query_pipe.hpp"
 
 namespace {
 
@@ -33,27 +34,6 @@ constexpr int kTotalByCfop = 4, kTotalByDay = 7;
 const std::pair<const char*, int32_t> kTaxSwitches[] = {
     {"pListarICMS", 1},      {"pListarISS", 2},           {"pListarIPI", 10},
     {"pListarFunRural", 11}, {"pListarComplementar", 12}, {"pListarSubTribut", 13}};
-
-// Hands the rows of a query to a function, each converted to the columns' types.
-class RowHandler : public TSQLRowSink {
- public:
-  RowHandler(const std::vector<TFieldDef>& fields,
-             std::function<void(std::vector<Variant>&)> handle)
-      : fields_(fields), handle_(std::move(handle)) {}
-  void Columns(const std::vector<TSQLColumn>&) override {}
-  void Row(const std::vector<Variant>& values) override {
-    row_.resize(fields_.size());
-    for (size_t i = 0; i < fields_.size(); ++i) {
-      row_[i] = VarAsType(values.at(i), fields_[i].type);
-    }
-    handle_(row_);
-  }
-
- private:
-  const std::vector<TFieldDef>& fields_;
-  std::function<void(std::vector<Variant>&)> handle_;
-  std::vector<Variant> row_;
-};
 
 // Sums of the five amounts of a summary row.
 using Amounts = std::array<double, 5>;
@@ -134,10 +114,10 @@ struct TnFisDPListarLctoFisTotal::Impl {
     return f;
   }
 
+  // The database reads and converts the rows on a second thread while this one stores them.
   void Run(const nrw::SqlText& query, const std::vector<TFieldDef>& fields,
-           std::function<void(std::vector<Variant>&)> handle) {
-    RowHandler handler(fields, std::move(handle));
-    Connection().Query(query.sql, query.params, handler);
+           const std::function<void(std::vector<Variant>&)>& handle) {
+    nrw::PipeQuery(Connection(), query.sql, query.params, fields, handle);
   }
 
   void Execute() {
