@@ -10,6 +10,7 @@
 
 #include "runtime/column_store.hpp"
 #include "runtime/filter_program.hpp"
+#include "runtime/sort_runs.hpp"
 
 using nrw::RowId;
 
@@ -228,7 +229,10 @@ struct TMemoryDataSet::Impl {
         item.key[k] = null ? 0 : store->SortKey(item.row, index_fields[k]);
       }
     }
-    std::sort(items.begin(), items.end(), [&](const Item& a, const Item& b) {
+    const auto lead_less = [](const Item& a, const Item& b) {
+      return a.null[0] != b.null[0] ? a.null[0] > b.null[0] : a.key[0] < b.key[0];
+    };
+    const auto item_less = [&](const Item& a, const Item& b) {
       for (size_t k = 0; k < keys; ++k) {
         if (a.null[k] != b.null[k]) {
           return a.null[k] > b.null[k];  // null first
@@ -238,7 +242,19 @@ struct TMemoryDataSet::Impl {
         }
       }
       return LessFrom(keys, a.row, b.row);
-    });
+    };
+    if (std::is_sorted(items.begin(), items.end(), lead_less)) {
+      // Already in order by the leading field (a new index that extends the key): only the
+      // groups of equal leading value, a few rows each, are sorted.
+      for (auto group = items.begin(); group != items.end();) {
+        const auto next = std::find_if(group + 1, items.end(),
+                                       [&](const Item& item) { return lead_less(*group, item); });
+        std::sort(group, next, item_less);
+        group = next;
+      }
+    } else {
+      nrw::SortRuns(items.begin(), items.end(), item_less);
+    }
     for (size_t p = 0; p < order.size(); ++p) {
       order[p] = items[p].row;
     }

@@ -92,6 +92,34 @@ TEST_P(DataSetBehaviour, IndexOrdersByFieldsThenInsertion) {
   EXPECT_EQ(table->GetInteger(2), 11403) << "equal keys keep their insertion order";
 }
 
+// An index that extends the current one (rows already in order by the leading field), and rows
+// that arrive as two ascending runs (entries then exits, each by key).
+TEST_P(DataSetBehaviour, IndexOrdersRowsInOrderByTheLeadingFieldAndRowsInTwoRuns) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  table->SetIndexFieldNames("CHAVELCTOFIS;VALORIMPOSTO;CODIGOOPERACAOFIS");
+  std::vector<std::pair<double, int64_t>> rows;
+  for (table->First(); !table->Eof(); table->Next()) {
+    rows.emplace_back(table->GetFloat(0), table->GetInteger(2));
+  }
+  const std::vector<std::pair<double, int64_t>> by_amount = {
+      {10, 0}, {10, 11403}, {10, 11407}, {20, 0}, {30, 0}};
+  EXPECT_EQ(rows, by_amount);
+
+  auto runs = factory.Make(GetParam(), "cdsRuns", kTaxFields, {});
+  for (const double key : {1.0, 4.0, 6.0, 9.0, 2.0, 3.0, 5.0, 9.0, 10.0}) {
+    runs->Append();
+    runs->SetValue(0, key);
+    runs->SetValue(1, static_cast<int>(key) % 3);
+    runs->Post();
+  }
+  runs->SetIndexFieldNames("CHAVELCTOFIS;TIPOIMPOSTO");
+  std::vector<double> keys;
+  for (runs->First(); !runs->Eof(); runs->Next()) {
+    keys.push_back(runs->GetFloat(0));
+  }
+  EXPECT_EQ(keys, (std::vector<double>{1, 2, 3, 4, 5, 6, 9, 9, 10}));
+}
+
 TEST_P(DataSetBehaviour, UnknownIndexFieldRaises) {
   EXPECT_THROW(table->SetIndexFieldNames("CHAVELCTOFIS;NOPE"), Exception);
 }

@@ -1,0 +1,61 @@
+// SortRuns gives std::sort's order for every shape of input: one run, two runs (a union of two
+// ordered reads), the most runs it merges, one more (the fallback), equal values, and stability
+// not being promised but a total order being respected.
+#include "runtime/sort_runs.hpp"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// `runs` ascending runs of `length` values each, the runs interleaving in value.
+std::vector<int> Runs(size_t runs, size_t length) {
+  std::vector<int> values;
+  for (size_t r = 0; r < runs; ++r) {
+    for (size_t i = 0; i < length; ++i) {
+      values.push_back(static_cast<int>(i * runs + (runs - r)));
+    }
+  }
+  return values;
+}
+
+void ExpectSortedLikeStdSort(std::vector<int> values) {
+  std::vector<int> expected = values;
+  std::sort(expected.begin(), expected.end());
+  nrw::SortRuns(values.begin(), values.end(), std::less<int>());
+  EXPECT_EQ(values, expected);
+}
+
+TEST(SortRuns, SortsEveryNumberOfRuns) {
+  for (const size_t runs : {size_t{1}, size_t{2}, size_t{3}, size_t{7}, nrw::kMaxRuns,
+                            nrw::kMaxRuns + 1, size_t{500}}) {
+    SCOPED_TRACE(runs);
+    ExpectSortedLikeStdSort(Runs(runs, 50));
+  }
+}
+
+TEST(SortRuns, EmptyOneValueEqualValuesAndRandomInput) {
+  ExpectSortedLikeStdSort({});
+  ExpectSortedLikeStdSort({5});
+  ExpectSortedLikeStdSort({3, 3, 3, 1, 1, 2, 2, 2});
+  std::mt19937 random(7);
+  std::vector<int> values(10000);
+  for (int& v : values) {
+    v = static_cast<int>(random() % 100);
+  }
+  ExpectSortedLikeStdSort(values);
+}
+
+TEST(SortRuns, KeepsTheTotalOrderOfItsComparison) {
+  // Pairs ordered by key, then by their row number: two runs of equal keys.
+  std::vector<std::pair<int, int>> rows = {{1, 0}, {2, 1}, {2, 2}, {1, 3}, {2, 4}, {3, 5}};
+  nrw::SortRuns(rows.begin(), rows.end(), std::less<std::pair<int, int>>());
+  const std::vector<std::pair<int, int>> expected = {{1, 0}, {1, 3}, {2, 1},
+                                                     {2, 2}, {2, 4}, {3, 5}};
+  EXPECT_EQ(rows, expected);
+}
+
+}  // namespace
