@@ -8,6 +8,7 @@
 // membership test without dereferencing unknown addresses.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -122,7 +123,18 @@ class NRW_API TnrwReport : public TComponent {
   const Slot* FindSlot(std::string_view name) const;
   SectionFields& FieldsOf(const TLayoutSection& section);
 
+  // Slots are never removed: their addresses and their names' stay valid while the engine lives.
   std::unordered_map<std::string, Slot, nrw::CaseFoldHash, nrw::CaseFoldEqual> values_;
+  // The slots found last, placed by the address of the name's text. A module names its fields
+  // with literals, whose addresses repeat, so most look-ups compare a few bytes instead of
+  // hashing the name; an entry counts only when the text still reads exactly the slot's name.
+  struct RecentSlot {
+    const char* text = nullptr;
+    const std::string* name = nullptr;
+    Slot* slot = nullptr;
+  };
+  static constexpr size_t kRecentSlots = 256;
+  std::array<RecentSlot, kRecentSlots> recent_{};
   std::unordered_map<int32_t, SectionFields> section_fields_;
   TReportLayout layout_;
   bool page_end_ = true;

@@ -53,6 +53,23 @@ TEST_F(EngineTest, NamesFoldAccentedLettersAsAnsiUpperCaseDoes) {
   EXPECT_FALSE(report->HasRepParam("RDescricao")) << "an accented letter is not its plain letter";
 }
 
+// Names are remembered by the address of their text; a buffer that now reads another name, or
+// the same name in other letters' case, still reaches the right value.
+TEST_F(EngineTest, ANameBufferReusedForAnotherNameSetsThatName) {
+  std::string name = "RValorA";
+  for (int round = 0; round < 3; ++round) {
+    name.back() = 'A';
+    report->RepParam(name, "a" + std::to_string(round));
+    name.back() = 'B';
+    report->RepParam(name, "b" + std::to_string(round));
+    name = "rvalora";
+    report->RepParam(name, "lower" + std::to_string(round));
+    name = "RValorA";
+  }
+  EXPECT_EQ(report->RepParam("RVALORA"), "lower2");
+  EXPECT_EQ(report->RepParam("RVALORB"), "b2");
+}
+
 TEST_F(EngineTest, ALayoutFieldThatWasNeverSetIsNotAParameter) {
   report->RepPrintSection(13);
   EXPECT_FALSE(report->HasRepParam("RValor")) << "printing a section sets none of its fields";
