@@ -48,19 +48,30 @@ TDataSet* TnFisORResumoConfLctoFis::ClonarDataSet(TDataSet* ADataSet, const std:
   return tabela.release();
 }
 
-bool TnFisORResumoConfLctoFis::LocalizarChave(TDataSet* ADataSet, const TVariantArray& AValores) {
+bool TnFisORResumoConfLctoFis::LocalizarChave(TDataSet* ADataSet,
+                                              std::initializer_list<Variant> AValores) {
+  chave_.assign(AValores);
   if (UsarSQLite()) {
-    return Nutildb::FDTSQLite(ADataSet)->FindKey(AValores);
+    return Nutildb::FDTSQLite(ADataSet)->FindKey(chave_);
   }
-  return Nutildb::CDSM(ADataSet)->FindKey(AValores);
+  return Nutildb::CDSM(ADataSet)->FindKey(chave_);
 }
 
-void TnFisORResumoConfLctoFis::DefinirFaixa(TDataSet* ADataSet, const TVariantArray& AInicio,
-                                            const TVariantArray& AFim) {
+bool TnFisORResumoConfLctoFis::BuscarChave(TDataSet* ADataSet,
+                                           std::initializer_list<Variant> AValores) {
+  chave_.assign(AValores);
+  return ADataSet->FindKey(chave_);
+}
+
+void TnFisORResumoConfLctoFis::DefinirFaixa(TDataSet* ADataSet,
+                                            std::initializer_list<Variant> AInicio,
+                                            std::initializer_list<Variant> AFim) {
+  inicio_.assign(AInicio);
+  fim_.assign(AFim);
   if (UsarSQLite()) {
-    Nutildb::FDTSQLite(ADataSet)->SetRange(AInicio, AFim);
+    Nutildb::FDTSQLite(ADataSet)->SetRange(inicio_, fim_);
   } else {
-    Nutildb::CDSM(ADataSet)->SetRange(AInicio, AFim);
+    Nutildb::CDSM(ADataSet)->SetRange(inicio_, fim_);
   }
 }
 

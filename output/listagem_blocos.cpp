@@ -86,7 +86,7 @@ void TListagemConferencia::ImprimirProduto() {
   Campo("pSeq", itens->GetString(r_.ixLCP_Seq));
   const auto produto = static_cast<int32_t>(itens->GetInteger(r_.ixLCP_CodigoProduto));
   // A product missing from the cursor keeps the description printed last.
-  if (r_.curProduto->FindKey({produto})) {
+  if (r_.BuscarChave(r_.curProduto, {produto})) {
     Campo("pProduto", r_.curProduto->GetString(r_.ixPRO_DescrProduto));
     const std::string ncm = r_.curProduto->GetString(r_.ixPRO_CodigoNCM);
     if (!r_.curProduto->IsNull(r_.ixPRO_CodigoNCM) && ncm != kSemClassificacao) {
@@ -115,12 +115,12 @@ void TListagemConferencia::ImprimirProduto() {
 
 void TListagemConferencia::ImprimirOutrasInfo() {
   if (r_.FListarOutrasInfo) {
-    if (r_.curTotalProduto->FindKey({ChaveAtual})) {
+    if (r_.BuscarChave(r_.curTotalProduto, {ChaveAtual})) {
       ListaOutrasInfo.push_back("01-Valor Total Produtos/Serviços (Qdte " +
                                 r_.curTotalProduto->GetString(r_.ixTPR_QtdeTotal) + ");0;" +
                                 r_.curTotalProduto->GetString(r_.ixTPR_ValorTotal) + ";");
     }
-    if (r_.curTotalFrete->FindKey({ChaveAtual})) {
+    if (r_.BuscarChave(r_.curTotalFrete, {ChaveAtual})) {
       ListaOutrasInfo.push_back("02-Valor Total Conhecimento Frete (Qdte NFs " +
                                 r_.curTotalFrete->GetString(r_.ixTFR_QtdeNotas) + ");0;" +
                                 r_.curTotalFrete->GetString(r_.ixTFR_ValorTotal) + ";");

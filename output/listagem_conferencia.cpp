@@ -226,7 +226,7 @@ void TListagemConferencia::ImprimirLinhasOperacao() {
         r_.CarregarCurOperacaoFis();
       }
       const auto codigo = static_cast<int32_t>(imposto->GetInteger(imp_.operacao));
-      if (r_.curOperacaoFis->FindKey({codigo})) {
+      if (r_.BuscarChave(r_.curOperacaoFis, {codigo})) {
         ListaOutrasInfo.push_back("05-" + r_.curOperacaoFis->GetString(r_.ixOPE_DescrOperacaoFis) +
                                   ";" + imposto->GetString(imp_.aliquota) + ";" +
                                   imposto->GetString(imp_.valor) + ";");
@@ -304,7 +304,7 @@ void TListagemConferencia::ImprimirTotaisTipo() {
   for (const TRecTotal& total : TotaisOperacao) {
     std::string descricao = FloatToStr(total.CodigoOperacao);
     if (r_.curOperacaoFis != nullptr &&
-        r_.curOperacaoFis->FindKey({static_cast<int32_t>(total.CodigoOperacao)})) {
+        r_.BuscarChave(r_.curOperacaoFis, {static_cast<int32_t>(total.CodigoOperacao)})) {
       descricao += "  " + r_.curOperacaoFis->GetString(r_.ixOPE_DescrOperacaoFis);
     }
     r_.ImprimirTotal(descricao, kTipoComplementar, total, true);

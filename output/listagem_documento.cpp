@@ -54,7 +54,7 @@ void TListagemConferencia::ImprimirLinhaImposto() {
   Campo("RIsentas", r_.FormatValor(TotalLinha.IsentasImposto));
   Campo("ROutras", r_.FormatValor(TotalLinha.OutrasImposto));
   if (r_.FExibirDadosNatureza &&
-      r_.cdsNatureza->FindKey({static_cast<int32_t>(i->GetInteger(imp_.cfop))})) {
+      r_.BuscarChave(r_.cdsNatureza, {static_cast<int32_t>(i->GetInteger(imp_.cfop))})) {
     ListaNatureza.insert("Natureza: " + FormatarCFOP(cfop) + " - " +
                          r_.cdsNatureza->GetString(nat_descricao_));
   }
@@ -79,7 +79,7 @@ void TListagemConferencia::PreencherDadosDocumento(TDataSet* ADataSet) {
   const std::string pessoa = d->GetString(doc_.pessoa);
   Campo("RPessoa", pessoa);
   TDataSet* p = r_.cdsPessoa;
-  if (p->FindKey({static_cast<int32_t>(d->GetInteger(doc_.pessoa))})) {
+  if (r_.BuscarChave(p, {static_cast<int32_t>(d->GetInteger(doc_.pessoa))})) {
     LocalizarMunicipio();
     if (r_.FExibirDadosPessoa) {
       const std::string prefixo = r_.FTipoMovimento == 1 ? "Fornecedor: " : "Cliente: ";
@@ -107,7 +107,7 @@ void TListagemConferencia::LocalizarMunicipio() {
   const Variant codigo =
       p->IsNull(pes_.municipio) ? Variant() : Variant(p->GetInteger(pes_.municipio));
   const Variant uf(p->GetString(pes_.uf));
-  if (r_.curMunicipio != nullptr && r_.curMunicipio->FindKey({codigo, uf})) {
+  if (r_.curMunicipio != nullptr && r_.BuscarChave(r_.curMunicipio, {codigo, uf})) {
     return;
   }
   municipio_encontrado_ = TnDMSQLDataSet::PegarRegistroSQL(

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -47,8 +48,13 @@ class TnFisORResumoConfLctoFis : public TnrwBaseDll {
   void AdicionarPISCOFINS();
   // Storage-neutral table operations and the operation control (data/working_copies.cpp).
   TDataSet* ClonarDataSet(TDataSet* ADataSet, const std::string& ASufixo);
-  bool LocalizarChave(TDataSet* ADataSet, const TVariantArray& AValores);
-  void DefinirFaixa(TDataSet* ADataSet, const TVariantArray& AInicio, const TVariantArray& AFim);
+  // Key searches and ranges take their values as a list, copied into vectors kept for the next
+  // call: once the vectors have grown, a search per line allocates nothing.
+  bool LocalizarChave(TDataSet* ADataSet, std::initializer_list<Variant> AValores);
+  void DefinirFaixa(TDataSet* ADataSet, std::initializer_list<Variant> AInicio,
+                    std::initializer_list<Variant> AFim);
+  // FindKey on a data set of any kind (a look-up cursor, the provider's tables).
+  bool BuscarChave(TDataSet* ADataSet, std::initializer_list<Variant> AValores);
   void CancelarFaixa(TDataSet* ADataSet);
   void ControleOpFis(TDataSet*& _ACdsImposto);
   // Lookup cursors and product and freight totals (data/lookup_cursors.cpp, totals_loaders.cpp).
@@ -146,6 +152,9 @@ class TnFisORResumoConfLctoFis : public TnrwBaseDll {
   double FChaveFinal = 0;
   std::string FEspecie;
   TnDMPowerParam* ADM = nullptr;  // the data provider, owned by the run
+
+ private:
+  TVariantArray chave_, inicio_, fim_;  // the last search's and range's values, reused
 };
 
 }  // namespace nfis
