@@ -30,18 +30,33 @@ struct ColunasPisCofins {
 };
 
 // Copies one item row: text columns as text, the others as doubles; `valor` and `aliquota` are
-// the tax's own amount and rate columns.
+// the tax's own amount and rate columns. A value that is there is copied as it is stored (the
+// same text, number or double); an empty one goes as its text or as 0, not as empty.
 void Copiar(TDataSet* origem, TDataSet* destino, const ColunasPisCofins& c, int32_t valor,
             int32_t aliquota) {
+  auto texto = [&](int32_t campo) {
+    if (origem->IsNull(campo)) {
+      destino->SetValue(campo, Variant(origem->GetString(campo)));
+    } else {
+      destino->CopyValue(campo, *origem);
+    }
+  };
+  auto numero = [&](int32_t campo) {
+    if (origem->IsNull(campo)) {
+      destino->SetValue(campo, Variant(origem->GetFloat(campo)));
+    } else {
+      destino->CopyValue(campo, *origem);
+    }
+  };
   destino->Append();
-  destino->SetValue(c.origem, Variant(origem->GetString(c.origem)));
-  destino->SetValue(c.chave, Variant(origem->GetFloat(c.chave)));
-  destino->SetValue(c.produto, Variant(origem->GetString(c.produto)));
-  destino->SetValue(c.cfop, Variant(origem->GetString(c.cfop)));
-  destino->SetValue(c.contabil, Variant(origem->GetFloat(c.contabil)));
-  destino->SetValue(valor, Variant(origem->GetFloat(valor)));
-  destino->SetValue(aliquota, Variant(origem->GetFloat(aliquota)));
-  destino->SetValue(c.base, Variant(origem->GetFloat(c.base)));
+  texto(c.origem);
+  numero(c.chave);
+  texto(c.produto);
+  texto(c.cfop);
+  numero(c.contabil);
+  numero(valor);
+  numero(aliquota);
+  numero(c.base);
   destino->Post();
 }
 

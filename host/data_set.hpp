@@ -88,6 +88,12 @@ class NRW_API TDataSet : public TComponent {
   virtual std::string GetString(int field) const = 0;
   virtual Variant GetValue(int field) const = 0;
   virtual void SetValue(int field, const Variant& value) = 0;
+  // Sets `field` of the row being edited to the value the same field holds in `source`'s
+  // current row (the two data sets share their field list), as SetValue(source.GetValue()) does.
+  // In-memory tables copy the stored cell without building a Variant.
+  virtual void CopyValue(int field, const TDataSet& source) {
+    SetValue(field, source.GetValue(field));
+  }
 
   // Editing: Append or Edit, set values, then Post (or Cancel). Delete removes the current row
   // and moves to the next visible one.

@@ -50,6 +50,7 @@ class NRW_API TMemoryDataSet : public TDataSet {
   std::string GetString(int field) const override;
   Variant GetValue(int field) const override;
   void SetValue(int field, const Variant& value) override;
+  void CopyValue(int field, const TDataSet& source) override;
 
   void Append() override;
   void Edit() override;

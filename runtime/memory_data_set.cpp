@@ -652,6 +652,20 @@ void TMemoryDataSet::SetValue(int field, const Variant& value) {
   impl_->store->Set(CurrentRow(), field, value);
 }
 
+void TMemoryDataSet::CopyValue(int field, const TDataSet& source) {
+  const auto* memory = dynamic_cast<const TMemoryDataSet*>(&source);
+  uint32_t source_row = 0;
+  if (memory == nullptr || !memory->ReadRow(source_row) ||
+      memory->impl_->store->Defs()[field].type != impl_->store->Defs()[field].type) {
+    TDataSet::CopyValue(field, source);
+    return;
+  }
+  if (State() != TDataSetState::Insert && State() != TDataSetState::Edit) {
+    throw Exception(DisplayName() + ": Dataset not in edit or insert mode");
+  }
+  impl_->store->CopyCell(CurrentRow(), field, *memory->impl_->store, source_row);
+}
+
 void TMemoryDataSet::Append() {
   CheckWritable();
   Post();

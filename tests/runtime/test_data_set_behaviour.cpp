@@ -120,6 +120,32 @@ TEST_P(DataSetBehaviour, IndexOrdersRowsInOrderByTheLeadingFieldAndRowsInTwoRuns
   EXPECT_EQ(keys, (std::vector<double>{1, 2, 3, 4, 5, 6, 9, 9, 10}));
 }
 
+TEST_P(DataSetBehaviour, CopyValueCopiesEveryKindOfCellIncludingAnEmptyOne) {
+  table->Append();
+  table->SetValue(0, 40.0);  // the other fields stay empty
+  table->Post();
+  auto copy = factory.Make(GetParam(), "cdsCopia", kTaxFields, {});
+  for (table->First(); !table->Eof(); table->Next()) {
+    copy->Append();
+    for (int f = 0; f < table->FieldCount(); ++f) {
+      copy->CopyValue(f, *table);
+    }
+    copy->Post();
+  }
+  table->First();
+  for (copy->First(); !copy->Eof(); copy->Next(), table->Next()) {
+    for (int f = 0; f < table->FieldCount(); ++f) {
+      EXPECT_EQ(copy->GetValue(f), table->GetValue(f)) << "field " << f;
+      EXPECT_EQ(copy->IsNull(f), table->IsNull(f)) << "field " << f;
+    }
+    if (table->GetFloat(0) == 40.0) {
+      EXPECT_TRUE(copy->IsNull(4)) << "an empty text stays empty";
+    }
+  }
+  EXPECT_TRUE(table->Eof());
+  EXPECT_THROW(copy->CopyValue(0, *table), Exception) << "not in edit or insert mode";
+}
+
 TEST_P(DataSetBehaviour, UnknownIndexFieldRaises) {
   EXPECT_THROW(table->SetIndexFieldNames("CHAVELCTOFIS;NOPE"), Exception);
 }
