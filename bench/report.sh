@@ -73,15 +73,19 @@ sqlite_db() {  # docs -> path of the cached SQLite file
   echo "$file"
 }
 
-pg_server() {  # prints the URL of the server's maintenance database
-  if [ -n "${NRW_BENCH_PG_URL:-}" ]; then
-    echo "$NRW_BENCH_PG_URL"
-    return
+# Sets `pg_url` to the server's maintenance database, starting the cached cluster once (in this
+# shell, so that the exit handler halts it); returns 1 when no server can be had.
+pg_url=""
+pg_server() {
+  if [ -n "$pg_url" ]; then
+    return 0
   fi
-  local url
-  url="$(bash "$root/scripts/pg-throwaway.sh" start "$pg_dir")" || return 1
+  if [ -n "${NRW_BENCH_PG_URL:-}" ]; then
+    pg_url="$NRW_BENCH_PG_URL"
+    return 0
+  fi
+  pg_url="$(bash "$root/scripts/pg-throwaway.sh" start "$pg_dir")" || { pg_url=""; return 1; }
   pg_started=1
-  echo "$url"
 }
 
 pg_db() {  # server-url docs -> URL of the cached database for that size
@@ -147,10 +151,11 @@ for docs in $sizes; do
         ;;
       postgresql)
         command -v psql >/dev/null || { echo "report.sh: psql missing; PostgreSQL skipped" >&2; continue; }
-        if ! server="$(pg_server)"; then
+        if ! pg_server; then
           echo "report.sh: no PostgreSQL server could be started; PostgreSQL skipped" >&2
           continue
         fi
+        server="$pg_url"
         target="$(pg_db "$server" "$docs")"
         baseline="$(measure psql -Xq "$target" -c "\\copy ($(raw_query)) to '/dev/null'")"
         ;;
