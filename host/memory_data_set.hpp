@@ -72,6 +72,7 @@ class NRW_API TMemoryDataSet : public TDataSet {
   void CheckWritable() const;
   // The row that reads come from: false when the cursor has none.
   bool ReadRow(uint32_t& row) const;
+  void CheckEditing() const;
   uint32_t CurrentRow() const;
   std::unique_ptr<Impl> impl_;
   bool read_only_ = false;

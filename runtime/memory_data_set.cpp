@@ -645,10 +645,15 @@ Variant TMemoryDataSet::GetValue(int field) const {
   return ReadRow(row) ? impl_->store->Value(row, field) : Variant();
 }
 
-void TMemoryDataSet::SetValue(int field, const Variant& value) {
+// Values are set only between Append or Edit and Post.
+void TMemoryDataSet::CheckEditing() const {
   if (State() != TDataSetState::Insert && State() != TDataSetState::Edit) {
     throw Exception(DisplayName() + ": Dataset not in edit or insert mode");
   }
+}
+
+void TMemoryDataSet::SetValue(int field, const Variant& value) {
+  CheckEditing();
   impl_->store->Set(CurrentRow(), field, value);
 }
 
@@ -660,9 +665,7 @@ void TMemoryDataSet::CopyValue(int field, const TDataSet& source) {
     TDataSet::CopyValue(field, source);
     return;
   }
-  if (State() != TDataSetState::Insert && State() != TDataSetState::Edit) {
-    throw Exception(DisplayName() + ": Dataset not in edit or insert mode");
-  }
+  CheckEditing();
   impl_->store->CopyCell(CurrentRow(), field, *memory->impl_->store, source_row);
 }
 
