@@ -2,7 +2,10 @@
 // in-memory tables, served by SQLite itself:
 //   - an index field list creates (once) a SQLite index on those fields and orders the cursor
 //     by them (then by rowid); nothing is read into memory;
-//   - FindKey and SetRange are indexed seeks; RecordCount is a count(*) kept until a change;
+//   - FindKey and SetRange are indexed seeks, except that one going forward in index order a
+//     few rows from where the cursor's statement stands steps the statement there (look-ups
+//     that follow a listing's order cost a step, not a statement); RecordCount is a count(*)
+//     kept until a change, the whole table's apart from the range's;
 //   - a filter is translated into the query's where clause, its literals bound as values;
 //   - edits are written to the file; consecutive writes share one transaction, committed at
 //     the next navigation (First, FindKey, SetRange, ...), at Close, or when the connection's

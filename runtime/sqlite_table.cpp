@@ -8,7 +8,10 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <cctype>
 #include <optional>
+#include <string_view>
 #include <unordered_map>
 
 #include "host/exception.hpp"
@@ -32,16 +35,17 @@ std::string QuoteIdentifier(const std::string& name) {
 }
 
 // Lexicographic comparison of (columns) with (values), null ordered before every value, as a
-// where-clause term. Row values let SQLite seek in the index; they cannot hold nulls, so a key
-// with a null is spelled out term by term.
+// where-clause term. Row values let SQLite seek in the index, but a null on either side makes
+// them unknown: a key with a null is spelled out term by term, and so is an upper bound whose
+// rows may hold nulls where they equal the bound (`nulls_below`), which a row value would drop.
 std::string Lexicographic(const std::vector<std::string>& columns, const TVariantArray& values,
-                          Order order, TVariantArray& params) {
-  bool has_null = false;
+                          Order order, TVariantArray& params, bool nulls_below = false) {
+  bool spell_out = nulls_below && order != Order::Ge;
   for (const Variant& v : values) {
-    has_null = has_null || v.IsNull();
+    spell_out = spell_out || v.IsNull();
   }
   const char* op = order == Order::Ge ? ">=" : order == Order::Le ? "<=" : "<";
-  if (!has_null) {
+  if (!spell_out) {
     std::string left = "(", right = "(";
     for (size_t i = 0; i < columns.size(); ++i) {
       left += (i > 0 ? "," : "") + columns[i];
@@ -115,6 +119,113 @@ std::string FilterToSql(const nrw::FilterNode& node, const std::vector<std::stri
          FilterToSql(*node.right, columns, params) + ")";
 }
 
+// A value as SQLite orders it in an index: nulls, then numbers (integers and reals by value),
+// then texts by their bytes (the binary collation). Dates and blobs are left to SQLite.
+struct OrderedValue {
+  enum class Class { Null, Number, Text, Unknown };
+  Class cls = Class::Unknown;
+  bool integer = false;
+  int64_t i = 0;
+  double d = 0;
+  std::string_view text;
+};
+
+OrderedValue ColumnValue(sqlite3_stmt* st, int column) {
+  OrderedValue v;
+  switch (sqlite3_column_type(st, column)) {
+    case SQLITE_NULL:
+      v.cls = OrderedValue::Class::Null;
+      break;
+    case SQLITE_INTEGER:
+      v.cls = OrderedValue::Class::Number;
+      v.integer = true;
+      v.i = sqlite3_column_int64(st, column);
+      break;
+    case SQLITE_FLOAT:
+      v.cls = OrderedValue::Class::Number;
+      v.d = sqlite3_column_double(st, column);
+      break;
+    case SQLITE_TEXT: {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, column));
+      v.cls = OrderedValue::Class::Text;
+      v.text = std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(st, column)));
+      break;
+    }
+    default:
+      break;
+  }
+  return v;
+}
+
+// A key value as it is bound to a statement (see BindSqliteValues).
+OrderedValue KeyValue(const Variant& value) {
+  OrderedValue v;
+  switch (value.GetKind()) {
+    case Variant::Kind::Null:
+      v.cls = OrderedValue::Class::Null;
+      break;
+    case Variant::Kind::Integer:
+    case Variant::Kind::Boolean:
+      v.cls = OrderedValue::Class::Number;
+      v.integer = true;
+      v.i = value.AsInteger();
+      break;
+    case Variant::Kind::Float:
+      v.cls = OrderedValue::Class::Number;
+      v.d = value.AsFloat();
+      break;
+    case Variant::Kind::String:
+      v.cls = OrderedValue::Class::Text;
+      v.text = value.StringRef();
+      break;
+    case Variant::Kind::DateTime:
+      break;
+  }
+  return v;
+}
+
+// -1, 0 or 1, or nothing when either value is not ordered here.
+std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b) {
+  using Class = OrderedValue::Class;
+  if (a.cls == Class::Unknown || b.cls == Class::Unknown) {
+    return std::nullopt;
+  }
+  if (a.cls != b.cls) {
+    return a.cls < b.cls ? -1 : 1;
+  }
+  if (a.cls == Class::Number) {
+    if (a.integer && b.integer) {
+      return (a.i > b.i) - (a.i < b.i);
+    }
+    // A long double holds every 64-bit integer exactly.
+    const long double x = a.integer ? a.i : a.d, y = b.integer ? b.i : b.d;
+    return (x > y) - (x < y);
+  }
+  if (a.cls == Class::Text) {
+    const int c = a.text.compare(b.text);  // unsigned bytes, as memcmp
+    return (c > 0) - (c < 0);
+  }
+  return 0;
+}
+
+// Lexicographic order of two keys of the same length.
+std::optional<int> CompareKeys(const TVariantArray& a, const TVariantArray& b) {
+  for (size_t i = 0; i < a.size(); ++i) {
+    const std::optional<int> c = CompareValues(KeyValue(a[i]), KeyValue(b[i]));
+    if (!c || *c != 0) {
+      return c;
+    }
+  }
+  return 0;
+}
+
+// Whether every value of the key is ordered here.
+bool Orderable(const TVariantArray& key) {
+  return std::all_of(key.begin(), key.end(), [](const Variant& v) {
+    return KeyValue(v).cls != OrderedValue::Class::Unknown;
+  });
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -124,6 +235,18 @@ struct TnFDConnection::Impl {
   std::unique_ptr<nrw::SqliteConnection> sql;
   sqlite3* db = nullptr;
   bool in_write = false;
+  // Writes counted per table (names folded to lower case, as SQLite matches them), and the
+  // statements run outside the tables: a cursor moving forward over rows it read before trusts
+  // them only while both counts stand where they stood when it read them.
+  std::unordered_map<std::string, uint64_t> table_writes;
+  uint64_t other_writes = 0;
+
+  uint64_t& TableWrites(const std::string& table) {
+    std::string folded = table;
+    std::transform(folded.begin(), folded.end(), folded.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return table_writes[folded];
+  }
 
   void Exec(const char* sql) {
     char* error = nullptr;
@@ -195,6 +318,7 @@ TSQLConnection& TnFDConnection::Sql() {
     throw Exception("SQLite connection to '" + params_.database_ + "' is not open");
   }
   CommitPending();
+  ++impl_->other_writes;  // whatever the caller runs may change the tables
   return *impl_->sql;
 }
 
@@ -211,27 +335,47 @@ void TnFDConnection::CommitPending() {
 // ---------------------------------------------------------------------------------------------
 // Cursor
 
+// The cursor reads one statement, its stream: rows in index order from some row on. Key
+// searches and ranges that go forward in index order, as a listing's look-ups do, step the
+// stream instead of opening a new statement whenever what is known of the rows before the
+// stream's row proves that the row sought lies ahead (see Allows); a few steps at most, else a
+// new statement seeks it in the index.
 struct TnFDTableSQLite::Cursor {
+  static constexpr int kMaxSteps = 32;
+
   TnFDConnection::Impl* conn = nullptr;
+  uint64_t* table_writes = nullptr;  // the connection's count for this table
   std::string table;
   std::vector<TFieldDef> fields;
   std::vector<std::string> columns;  // quoted column names
+  std::vector<bool> binary;          // the column orders by the binary collation
   std::vector<int> index;
   bool has_range = false;
-  TVariantArray range_start, range_end;
+  TVariantArray range_start, range_end;  // typed to the index fields
+  bool end_in_sql = true;                // else rows past the range's end are told here
   std::string filter_sql;
   TVariantArray filter_params;
 
-  std::string select_list;      // see SelectList()
-  std::string ascending_order;  // see AscendingOrder()
-  sqlite3_stmt* statement = nullptr;
+  std::string select_list;            // see SelectList()
+  std::string ascending_order;        // see AscendingOrder()
+  sqlite3_stmt* statement = nullptr;  // the stream
   sqlite3_stmt* insert = nullptr;
-  std::vector<Variant> row;
+  std::vector<Variant> row;  // the cursor's row
   int64_t rowid = 0;
   bool has_row = false;
   bool eof = true;
-  bool reseek = false;  // `row` was just written: the statement is not on it
-  std::optional<int> count;
+  bool reseek = false;        // `row` was just written: the stream is not on it
+  bool open_pending = false;  // First() was asked for: the stream opens at the next read
+  bool detached = false;      // the stream stands on another row than the cursor's
+  bool done = false;          // the stream is past its last row
+  bool forward = false;       // the stream has neither filter nor range end in its SQL
+  uint64_t stream_table_writes = 0, stream_other_writes = 0;
+  // Known of the rows before the stream's row: each one's key, cut to the floor's length, is
+  // below the floor (strict) or not above it.
+  TVariantArray floor;
+  bool has_floor = false, floor_strict = false;
+  TVariantArray key;                    // FindKey's, kept for the next search
+  std::optional<int> count, count_all;  // rows in the range; rows in the whole table
   std::vector<Variant> edit;
 
   // Prepared statements not in use, by their text: a key search or range runs the same few
@@ -280,26 +424,41 @@ struct TnFDTableSQLite::Cursor {
     }
     return keys;
   }
-  TVariantArray TypedKey(const TVariantArray& values) const {
-    TVariantArray typed;
+  // `values` converted to the index fields' types, into `typed`.
+  void TypeKey(const TVariantArray& values, TVariantArray& typed) const {
+    typed.clear();
     for (size_t i = 0; i < values.size() && i < index.size(); ++i) {
       typed.push_back(VarAsType(values[i], fields[index[i]].type));
     }
-    return typed;
   }
-  // The range and filter terms of the where clause; their values go to `params` in text order.
-  std::vector<std::string> Conditions(TVariantArray& params) const {
+  // The range and filter terms of the where clause (the range's end only when `with_end`);
+  // their values go to `params` in text order.
+  std::vector<std::string> Conditions(TVariantArray& params, bool with_end) const {
     std::vector<std::string> terms;
     if (has_range) {
-      const TVariantArray start = TypedKey(range_start), end = TypedKey(range_end);
-      terms.push_back(Lexicographic(KeyColumns(start.size()), start, Order::Ge, params));
-      terms.push_back(Lexicographic(KeyColumns(end.size()), end, Order::Le, params));
+      terms.push_back(
+          Lexicographic(KeyColumns(range_start.size()), range_start, Order::Ge, params));
+      if (with_end) {
+        // A start with a null, or shorter than the end, admits rows that equal the end up to
+        // a null.
+        const bool nulls_below = range_start.size() < range_end.size() ||
+                                 std::any_of(range_start.begin(), range_start.end(),
+                                             [](const Variant& v) { return v.IsNull(); });
+        terms.push_back(
+            Lexicographic(KeyColumns(range_end.size()), range_end, Order::Le, params, nulls_below));
+      }
     }
     if (!filter_sql.empty()) {
       terms.push_back(filter_sql);
       params.insert(params.end(), filter_params.begin(), filter_params.end());
     }
     return terms;
+  }
+  // The range's end goes into the statements unless the rows can be held against it here: a
+  // filter could skip every row after the end, and dates and other collations are SQLite's.
+  void ChooseEnd() { end_in_sql = !filter_sql.empty() || !Orderable(range_end) || !BinaryIndex(); }
+  bool BinaryIndex() const {
+    return std::all_of(index.begin(), index.end(), [&](int field) { return binary[field]; });
   }
   static std::string Where(const std::vector<std::string>& terms) {
     std::string where;
@@ -370,22 +529,139 @@ struct TnFDTableSQLite::Cursor {
       row[i] = nrw::ReadSqliteValue(st, static_cast<int>(i) + 1, fields[i].type, fields[i].name);
     }
   }
+
+  // --- The stream ---
+
+  // Makes `st` the stream (the statement it replaces goes back to the idle ones).
+  void SetStream(sqlite3_stmt* st) {
+    if (st != statement) {
+      Release(statement);
+      statement = st;
+    }
+    done = false;
+    detached = false;
+    reseek = false;
+    has_floor = false;
+    forward = filter_sql.empty() && !(has_range && end_in_sql) && BinaryIndex();
+    stream_table_writes = *table_writes;
+    stream_other_writes = conn->other_writes;
+  }
+  bool StreamTrusted() const {
+    return statement != nullptr && forward && !reseek && filter_sql.empty() &&
+           stream_table_writes == *table_writes && stream_other_writes == conn->other_writes;
+  }
+  void SetFloor(const TVariantArray& values, bool strict) {
+    floor = values;
+    has_floor = true;
+    floor_strict = strict;
+  }
+  // The order of the row `st` stands on against `k`, over k's fields.
+  std::optional<int> CompareRow(sqlite3_stmt* st, const TVariantArray& k) const {
+    for (size_t i = 0; i < k.size(); ++i) {
+      const std::optional<int> c = CompareValues(ColumnValue(st, index[i] + 1), KeyValue(k[i]));
+      if (!c || *c != 0) {
+        return c;
+      }
+    }
+    return 0;
+  }
+  // Whether the row `st` stands on is past the range's end (held here, not in the SQL).
+  bool BeyondEnd(sqlite3_stmt* st) const {
+    if (!has_range || end_in_sql) {
+      return false;
+    }
+    const std::optional<int> c = CompareRow(st, range_end);
+    return !c || *c > 0;
+  }
+  // Whether the first row whose key is not below `k` is the stream's row or lies after it.
+  bool Allows(const TVariantArray& k) const {
+    if (has_floor && floor.size() == k.size()) {
+      const std::optional<int> c = CompareKeys(k, floor);
+      if (c && (*c > 0 || (*c == 0 && floor_strict))) {
+        return true;
+      }
+    }
+    // Every row before the stream's row has a key not above that row's.
+    if (done) {
+      return false;
+    }
+    const std::optional<int> c = CompareRow(statement, k);
+    return c && *c < 0;
+  }
+  // Steps the stream to the first row whose key is not below `k`, or past its last row, when
+  // that row provably lies a few steps ahead; false when a seek must find it.
+  bool Advance(const TVariantArray& k) {
+    if (!StreamTrusted() || !Orderable(k) || !Allows(k)) {
+      return false;
+    }
+    for (int steps = 0; !done; ++steps) {
+      const std::optional<int> c = CompareRow(statement, k);
+      if (c && *c >= 0) {
+        break;
+      }
+      if (!c || steps == kMaxSteps) {
+        return false;
+      }
+      const int rc = sqlite3_step(statement);
+      if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
+        Fail("cannot read");
+      }
+      done = rc == SQLITE_DONE;
+      detached = true;
+      SetFloor(k, true);  // the rows passed are below k
+    }
+    SetFloor(k, true);
+    return true;
+  }
+  // The stream's row becomes the cursor's.
+  void TakeStreamRow() {
+    if (detached || !has_row) {
+      Load(statement);
+    }
+    detached = false;
+    has_row = true;
+    eof = false;
+    open_pending = false;
+  }
+  // After the stream stopped on the first row past the range's end: the rows before it are in
+  // the range or before it, so not above its end (when the range is not upside down).
+  void FloorAtEnd() {
+    if (range_start.size() == range_end.size()) {
+      const std::optional<int> c = CompareKeys(range_start, range_end);
+      if (c && *c <= 0) {
+        SetFloor(range_end, false);
+      }
+    }
+  }
+
+  // --- Navigation ---
+
   void Step() {
     const int rc = sqlite3_step(statement);
+    has_floor = false;
     if (rc == SQLITE_ROW) {
+      if (BeyondEnd(statement)) {
+        eof = true;
+        detached = true;
+        FloorAtEnd();
+        return;
+      }
       Load(statement);
       has_row = true;
       eof = false;
+      detached = false;
     } else if (rc == SQLITE_DONE) {
       eof = true;
+      done = true;
     } else {
       Fail("cannot read");
     }
   }
   // Opens the cursor at the first row, or at the first row from the current row on.
   void Open(bool from_current) {
+    open_pending = false;
     TVariantArray params;
-    std::vector<std::string> terms = Conditions(params);
+    std::vector<std::string> terms = Conditions(params, end_in_sql);
     if (from_current) {
       std::vector<std::string> keys;
       TVariantArray values;
@@ -395,8 +671,7 @@ struct TnFDTableSQLite::Cursor {
     const std::string sql = SelectList() + Where(terms) + AscendingOrder();
     Release(statement);
     statement = nullptr;
-    statement = Prepare(sql, params);
-    reseek = false;
+    SetStream(Prepare(sql, params));
     if (!from_current) {
       has_row = false;
     }
@@ -404,15 +679,24 @@ struct TnFDTableSQLite::Cursor {
     if (!from_current && eof) {
       has_row = false;
     }
+    if (!from_current && has_range && !has_floor) {
+      SetFloor(range_start, true);  // the first row of the range
+    }
+  }
+  // First() asked for the first row: the stream opens there now.
+  void Materialize() {
+    if (open_pending) {
+      Open(false);
+    }
   }
   // The row before the current one (after the current row was deleted), if any.
   bool LoadPrevious() {
     TVariantArray params;
-    std::vector<std::string> terms = Conditions(params);
+    std::vector<std::string> terms = Conditions(params, true);
     std::vector<std::string> keys;
     TVariantArray values;
     Position(keys, values);
-    terms.push_back(Lexicographic(keys, values, Order::Lt, params));
+    terms.push_back(Lexicographic(keys, values, Order::Lt, params, true));
     const std::string sql = SelectList() + Where(terms) + OrderBy(true) + " limit 1";
     sqlite3_stmt* st = Prepare(sql, params);
     const int rc = sqlite3_step(st);
@@ -421,6 +705,20 @@ struct TnFDTableSQLite::Cursor {
     }
     Release(st);
     return rc == SQLITE_ROW;
+  }
+  // Whether the row `st` stands on holds `k` in its key fields.
+  bool HoldsKey(sqlite3_stmt* st, const TVariantArray& k) const {
+    for (size_t i = 0; i < k.size(); ++i) {
+      const int field = index[i];
+      if (nrw::ReadSqliteValue(st, field + 1, fields[field].type, fields[field].name) != k[i]) {
+        return false;
+      }
+    }
+    return true;
+  }
+  void ForgetCounts() {
+    count.reset();
+    count_all.reset();
   }
 };
 
@@ -455,9 +753,11 @@ void TnFDTableSQLite::Open() {
   connection_->Open();
   Cursor& c = *cursor_;
   c.conn = &connection_->Internal();
+  c.table_writes = &c.conn->TableWrites(table_name_);
   c.table = table_name_;
   c.fields.clear();
   c.columns.clear();
+  c.binary.clear();
   c.select_list.clear();
   c.ascending_order.clear();
   sqlite3_stmt* info = c.Prepare("pragma table_info(" + QuoteIdentifier(table_name_) + ")", {});
@@ -470,6 +770,13 @@ void TnFDTableSQLite::Open() {
   c.Release(info);
   if (c.fields.empty()) {
     throw Exception("no such table: " + table_name_ + " in " + connection_->Params().Database());
+  }
+  for (const TFieldDef& field : c.fields) {
+    const char* collation = nullptr;
+    const bool known =
+        sqlite3_table_column_metadata(c.Db(), nullptr, table_name_.c_str(), field.name.c_str(),
+                                      nullptr, &collation, nullptr, nullptr, nullptr) == SQLITE_OK;
+    c.binary.push_back(known && collation != nullptr && sqlite3_stricmp(collation, "BINARY") == 0);
   }
   DefineFields(c.fields);
   SetState(TDataSetState::Browse);
@@ -485,8 +792,9 @@ void TnFDTableSQLite::Close() {
   Post();
   cursor_->Finalize();
   cursor_->conn->Commit();
-  cursor_->count.reset();
+  cursor_->ForgetCounts();
   cursor_->has_row = false;
+  cursor_->open_pending = false;
   SetState(TDataSetState::Inactive);
 }
 
@@ -498,7 +806,8 @@ void TnFDTableSQLite::EmptyDataSet() {
   c.statement = nullptr;
   c.conn->BeginWrite();
   c.conn->Exec(("delete from " + QuoteIdentifier(table_name_)).c_str());
-  c.count.reset();
+  ++*c.table_writes;
+  c.ForgetCounts();
   First();
 }
 
@@ -506,18 +815,24 @@ void TnFDTableSQLite::First() {
   CheckOpen();
   Post();
   cursor_->conn->Commit();
-  cursor_->Open(false);
+  // The stream opens at the first row when a row is read: a key search or a range that comes
+  // first goes on from where the stream stands.
+  cursor_->open_pending = true;
 }
 
 void TnFDTableSQLite::Next() {
   CheckOpen();
   Post();
   Cursor& c = *cursor_;
+  c.Materialize();
   if (!c.has_row) {
     c.eof = true;
     return;
   }
-  if (c.reseek) {
+  if (c.eof && !c.reseek) {
+    return;
+  }
+  if (c.reseek || c.detached) {
     c.Open(true);
   }
   if (!c.eof) {
@@ -526,7 +841,11 @@ void TnFDTableSQLite::Next() {
 }
 
 bool TnFDTableSQLite::Eof() const {
-  return !Active() || cursor_->eof;
+  if (!Active()) {
+    return true;
+  }
+  cursor_->Materialize();
+  return cursor_->eof;
 }
 
 int TnFDTableSQLite::RecordCount() {
@@ -534,20 +853,21 @@ int TnFDTableSQLite::RecordCount() {
     return 0;
   }
   Cursor& c = *cursor_;
-  if (!c.count) {
+  std::optional<int>& count = c.has_range ? c.count : c.count_all;
+  if (!count) {
     c.conn->Commit();
     TVariantArray params;
     const std::string sql = "select count(*) from " + QuoteIdentifier(table_name_) +
-                            Cursor::Where(c.Conditions(params));
+                            Cursor::Where(c.Conditions(params, true));
     sqlite3_stmt* st = c.Prepare(sql, params);
     if (sqlite3_step(st) != SQLITE_ROW) {
       c.Release(st);
       c.Fail("cannot count");
     }
-    c.count = static_cast<int>(sqlite3_column_int64(st, 0));
+    count = static_cast<int>(sqlite3_column_int64(st, 0));
     c.Release(st);
   }
-  return *c.count;
+  return *count;
 }
 
 const Variant& TnFDTableSQLite::Current(int field) const {
@@ -556,6 +876,7 @@ const Variant& TnFDTableSQLite::Current(int field) const {
   if (State() == TDataSetState::Insert || State() == TDataSetState::Edit) {
     return c.edit.at(field);
   }
+  cursor_->Materialize();
   return c.has_row ? c.row.at(field) : kNull;
 }
 
@@ -594,6 +915,7 @@ void TnFDTableSQLite::Edit() {
   if (State() != TDataSetState::Browse) {
     return;
   }
+  cursor_->Materialize();
   if (!cursor_->has_row) {
     throw Exception(TableName() + ": no current record");
   }
@@ -637,11 +959,13 @@ void TnFDTableSQLite::Post() {
   } else {
     return;
   }
+  ++*c.table_writes;
   c.row = c.edit;
   c.has_row = true;
   c.eof = false;
   c.reseek = true;
-  c.count.reset();
+  c.open_pending = false;
+  c.ForgetCounts();
   SetState(TDataSetState::Browse);
 }
 
@@ -655,6 +979,7 @@ void TnFDTableSQLite::Delete() {
   CheckOpen();
   Cancel();
   Cursor& c = *cursor_;
+  c.Materialize();
   if (!c.has_row) {
     throw Exception(TableName() + ": no current record");
   }
@@ -666,8 +991,11 @@ void TnFDTableSQLite::Delete() {
   if (rc != SQLITE_DONE) {
     c.Fail("cannot delete");
   }
-  if (c.count) {
-    --*c.count;
+  ++*c.table_writes;
+  for (std::optional<int>* count : {&c.count, &c.count_all}) {
+    if (*count) {
+      --**count;
+    }
   }
   // Go on from where the deleted row stood: the next row, or else the one before it.
   const std::vector<Variant> deleted_row = c.row;
@@ -678,6 +1006,7 @@ void TnFDTableSQLite::Delete() {
     c.rowid = deleted_rowid;
     c.has_row = c.LoadPrevious();
     c.eof = true;
+    c.detached = true;
   }
 }
 
@@ -701,6 +1030,7 @@ void TnFDTableSQLite::SetIndexFieldNames(const std::string& names) {
     c.conn->Exec(("create index if not exists " + QuoteIdentifier(name) + " on " +
                   QuoteIdentifier(table_name_) + " (" + list + ")")
                      .c_str());
+    ++c.conn->other_writes;  // a new index: every stream of the connection opens again
   }
   c.has_range = false;
   c.count.reset();
@@ -715,34 +1045,42 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
     throw Exception(TableName() + ": FindKey needs an index field list");
   }
   c.conn->Commit();
-  // One statement: the cursor opened at the first row whose key fields are not below the key;
-  // when that row holds the key, it becomes the cursor, which goes on in index order from there.
+  c.TypeKey(values, c.key);
+  const TVariantArray& key = c.key;
+  if (c.Advance(key)) {
+    // The stream stands on the first row not below the key, or past its last row.
+    if (c.done || c.BeyondEnd(c.statement) || c.CompareRow(c.statement, key) != 0) {
+      return false;
+    }
+    c.TakeStreamRow();
+    return true;
+  }
+  // One statement: the stream opened at the first row whose key fields are not below the key;
+  // when that row holds the key, it becomes the cursor's row, which goes on in index order from
+  // there. Either way the stream stays, for the searches that come after.
   TVariantArray params;
-  std::vector<std::string> terms = c.Conditions(params);
-  const TVariantArray key = c.TypedKey(values);
+  std::vector<std::string> terms = c.Conditions(params, c.end_in_sql);
   terms.push_back(Lexicographic(c.KeyColumns(key.size()), key, Order::Ge, params));
   sqlite3_stmt* st = c.Prepare(c.SelectList() + Cursor::Where(terms) + c.AscendingOrder(), params);
   const int rc = sqlite3_step(st);
+  c.SetStream(st);
   if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
-    c.Release(st);
     c.Fail("cannot read");
   }
-  bool found = rc == SQLITE_ROW;
-  for (size_t i = 0; found && i < key.size(); ++i) {
-    const int field = c.index[i];
-    found =
-        nrw::ReadSqliteValue(st, field + 1, c.fields[field].type, c.fields[field].name) == key[i];
+  c.done = rc == SQLITE_DONE;
+  // The rows before the stream's row are below the key, unless the range starts above it.
+  if (!c.has_range || (c.range_start.size() == key.size() &&
+                       CompareKeys(key, c.range_start).value_or(-1) >= 0)) {
+    c.SetFloor(key, true);
   }
-  if (!found) {
-    c.Release(st);
+  if (c.done || c.BeyondEnd(st) || !c.HoldsKey(st, key)) {
+    c.detached = true;  // the cursor keeps its row; Next opens again from it
     return false;
   }
-  c.Release(c.statement);
-  c.statement = st;
   c.Load(st);
   c.has_row = true;
   c.eof = false;
-  c.reseek = false;
+  c.open_pending = false;
   return true;
 }
 
@@ -755,9 +1093,22 @@ void TnFDTableSQLite::SetRange(const TVariantArray& start, const TVariantArray& 
   }
   c.conn->Commit();
   c.has_range = true;
-  c.range_start = start;
-  c.range_end = end;
+  c.TypeKey(start, c.range_start);
+  c.TypeKey(end, c.range_end);
+  c.ChooseEnd();
   c.count.reset();
+  if (!c.end_in_sql && c.Advance(c.range_start)) {
+    if (c.done || c.BeyondEnd(c.statement)) {
+      // An empty range.
+      c.has_row = false;
+      c.eof = true;
+      c.detached = true;
+      c.open_pending = false;
+    } else {
+      c.TakeStreamRow();
+    }
+    return;
+  }
   c.Open(false);
 }
 
@@ -772,7 +1123,7 @@ void TnFDTableSQLite::FilterChanged() {
   Cursor& c = *cursor_;
   c.filter_sql.clear();
   c.filter_params.clear();
-  c.count.reset();
+  c.ForgetCounts();
   if (!Active()) {
     return;
   }
@@ -780,6 +1131,7 @@ void TnFDTableSQLite::FilterChanged() {
     const auto root = nrw::ParseFilter(Filter(), c.fields);
     c.filter_sql = FilterToSql(*root, c.columns, c.filter_params);
   }
+  c.ChooseEnd();
   First();
 }
 
