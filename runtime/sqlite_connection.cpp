@@ -148,7 +148,7 @@ void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray&
         break;
       }
       case Variant::Kind::String: {
-        const std::string text = value.AsString();
+        const std::string& text = value.StringRef();
         rc = sqlite3_bind_text(statement, i, text.c_str(), static_cast<int>(text.size()),
                                SQLITE_TRANSIENT);
         break;

@@ -960,7 +960,7 @@ void TnFDTableSQLite::Post() {
     return;
   }
   ++*c.table_writes;
-  c.row = c.edit;
+  c.row.swap(c.edit);  // the next Append or Edit fills `edit` anew
   c.has_row = true;
   c.eof = false;
   c.reseek = true;
