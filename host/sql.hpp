@@ -61,6 +61,12 @@ class NRW_API TSQLConnection : public TObject {
   virtual void BeginTransaction() = 0;
   virtual void Commit() = 0;
   virtual void Rollback() = 0;
+  // Whether a transaction is open here (begun and not yet committed or rolled back).
+  virtual bool InTransaction() const = 0;
+  // Another connection to the same database, for reading beside this one on another thread;
+  // null when there is none to be had: a database that lives in this connection only, or a
+  // transaction open here whose rows another connection would not see.
+  virtual std::unique_ptr<TSQLConnection> Reopen() const { return nullptr; }
 
   // Single-record look-ups (PegarRegistroSQL) are remembered per connection, keyed by their SQL
   // text, until the connection runs anything that may write: a report repeats the same few

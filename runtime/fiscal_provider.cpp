@@ -53,6 +53,10 @@ struct TnFisDPListarLctoFisTotal::Impl {
   bool use_sqlite = DefaultUseSqlite();
   TSQLConnection* connection = nullptr;
   std::unique_ptr<nrw::FiscalStorage> storage;
+  // The second connection, and the connection and database it was opened beside.
+  std::unique_ptr<TSQLConnection> second;
+  TSQLConnection* second_of = nullptr;
+  std::string second_for;
   TnClientDataSetMem* pessoa;
   TnClientDataSetMem* cfop;
   TnClientDataSetMem* total;
@@ -120,31 +124,70 @@ struct TnFisDPListarLctoFisTotal::Impl {
     nrw::PipeQuery(Connection(), query.sql, query.params, fields, handle);
   }
 
+  // A second connection to the database, kept for the next executions; null when the
+  // database offers none, or while a transaction is open on the first (whose rows the second
+  // would not see).
+  TSQLConnection* SecondConnection() {
+    TSQLConnection& first = Connection();
+    if (first.InTransaction()) {
+      return nullptr;
+    }
+    if (second_of != &first || second_for != first.Description()) {
+      second.reset();
+      second_of = &first;
+      second_for = first.Description();
+      try {
+        second = first.Reopen();
+      } catch (const Exception&) {
+        // Then everything is read on the one connection.
+      }
+    }
+    return second.get();
+  }
+
   void Execute() {
     const nrw::FiscalFilter f = ReadFilter();
     const int total_kind = StrToIntDef(P("pTipoTotal").AsString(), 0);
     std::vector<double> keys;
     std::map<std::pair<double, int32_t>, Amounts> sums;
     std::unordered_set<int64_t> people;
-    Storage().BeginRefill();
-    LoadTaxLines(f, total_kind, keys, sums);
-    std::sort(keys.begin(), keys.end());
-    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
-    LoadDocuments(f, keys, people);
-    LoadPisCofins(f, keys);
-    Storage().EndRefill();
+    nrw::FiscalStorage& storage = Storage();
+    storage.BeginRefill();
+    // The tax lines, then the documents that have them, on the provider's connection; the
+    // PIS/COFINS items, filtered by the database to the same documents, beside them on a
+    // second connection when there is one.
+    TSQLConnection* beside = SecondConnection();
+    std::vector<nrw::QueryLane> lanes(beside != nullptr ? 2 : 1);
+    lanes[0].connection = &Connection();
+    lanes[0].queries.push_back(TaxLines(f, total_kind, keys, sums));
+    lanes[0].queries.push_back(Documents(f, keys, people));
+    nrw::QueryLane& items = lanes.back();
+    items.connection = beside != nullptr ? beside : &Connection();
+    items.queries.push_back(PisCofins(f, keys, beside != nullptr));
+    nrw::PipeQueries(lanes);
+    storage.EndRefill();
     LoadPeople(f, people);
     LoadCfops();
     FillTotals(total_kind, sums);
   }
 
-  // The keys of the documents with listed lines, in the order read (sorted afterwards).
-  void LoadTaxLines(const nrw::FiscalFilter& f, int total_kind, std::vector<double>& keys,
-                    std::map<std::pair<double, int32_t>, Amounts>& sums) {
-    const auto fields = nrw::FiscalResultFields(FiscalResult::Imposto, f.extra_field);
+  // A query's text, its rows' columns and what becomes of them, begun in the storage.
+  nrw::PipedQuery Piped(const nrw::SqlText& text, FiscalResult result, const nrw::FiscalFilter& f) {
+    nrw::PipedQuery query;
+    query.sql = text.sql;
+    query.params = text.params;
+    query.fields = nrw::FiscalResultFields(result, f.extra_field);
+    Storage().Begin(result, query.fields);
+    return query;
+  }
+
+  // The tax lines; `keys` gathers their documents' keys, sorted and unique once all are read.
+  nrw::PipedQuery TaxLines(const nrw::FiscalFilter& f, int total_kind, std::vector<double>& keys,
+                           std::map<std::pair<double, int32_t>, Amounts>& sums) {
     nrw::FiscalStorage& storage = Storage();
-    storage.Begin(FiscalResult::Imposto, fields);
-    Run(nrw::TaxLinesQuery(f, !storage.SortsRows()), fields, [&](std::vector<Variant>& row) {
+    nrw::PipedQuery query =
+        Piped(nrw::TaxLinesQuery(f, !storage.SortsRows()), FiscalResult::Imposto, f);
+    query.handle = [&storage, &keys, &sums, total_kind](std::vector<Variant>& row) {
       const double key = row[0].AsFloat();
       if (keys.empty() || keys.back() != key) {
         keys.push_back(key);
@@ -156,9 +199,14 @@ struct TnFisDPListarLctoFisTotal::Impl {
           amounts[i] += row[kFirstAmount + i].AsFloat();
         }
       }
-      storage.Add(row);
-    });
-    storage.End("CHAVELCTOFIS;SEQ");
+      storage.Add(FiscalResult::Imposto, row);
+    };
+    query.done = [&storage, &keys] {
+      std::sort(keys.begin(), keys.end());
+      keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+      storage.End(FiscalResult::Imposto, "CHAVELCTOFIS;SEQ");
+    };
+    return query;
   }
 
   // `keys`: sorted, without repeats.
@@ -166,30 +214,36 @@ struct TnFisDPListarLctoFisTotal::Impl {
     return std::binary_search(keys.begin(), keys.end(), key);
   }
 
-  void LoadDocuments(const nrw::FiscalFilter& f, const std::vector<double>& keys,
-                     std::unordered_set<int64_t>& people) {
-    const auto fields = nrw::FiscalResultFields(FiscalResult::DocFiscal, f.extra_field);
+  // The documents with listed tax lines (read after the tax lines, so `keys` is complete).
+  nrw::PipedQuery Documents(const nrw::FiscalFilter& f, const std::vector<double>& keys,
+                            std::unordered_set<int64_t>& people) {
     nrw::FiscalStorage& storage = Storage();
-    storage.Begin(FiscalResult::DocFiscal, fields);
-    Run(nrw::DocumentsQuery(f, !storage.SortsRows()), fields, [&](std::vector<Variant>& row) {
+    nrw::PipedQuery query =
+        Piped(nrw::DocumentsQuery(f, !storage.SortsRows()), FiscalResult::DocFiscal, f);
+    query.handle = [&storage, &keys, &people](std::vector<Variant>& row) {
       if (HasKey(keys, row[0].AsFloat())) {
         people.insert(row[10].AsInteger());
-        storage.Add(row);
+        storage.Add(FiscalResult::DocFiscal, row);
       }
-    });
-    storage.End("CHAVELCTOFIS");
+    };
+    query.done = [&storage] { storage.End(FiscalResult::DocFiscal, "CHAVELCTOFIS"); };
+    return query;
   }
 
-  void LoadPisCofins(const nrw::FiscalFilter& f, const std::vector<double>& keys) {
-    const auto fields = nrw::FiscalResultFields(FiscalResult::PisCofins, f.extra_field);
+  // The PIS/COFINS items of the documents with listed tax lines: read beside the tax lines
+  // (`beside`), the database keeps only those documents' items; read after them, `keys` does.
+  nrw::PipedQuery PisCofins(const nrw::FiscalFilter& f, const std::vector<double>& keys,
+                            bool beside) {
     nrw::FiscalStorage& storage = Storage();
-    storage.Begin(FiscalResult::PisCofins, fields);
-    Run(nrw::PisCofinsQuery(f, !storage.SortsRows()), fields, [&](std::vector<Variant>& row) {
-      if (HasKey(keys, row[0].AsFloat())) {
-        storage.Add(row);
+    nrw::PipedQuery query =
+        Piped(nrw::PisCofinsQuery(f, !storage.SortsRows(), beside), FiscalResult::PisCofins, f);
+    query.handle = [&storage, &keys, beside](std::vector<Variant>& row) {
+      if (beside || HasKey(keys, row[0].AsFloat())) {
+        storage.Add(FiscalResult::PisCofins, row);
       }
-    });
-    storage.End("CHAVELCTOFIS;SEQ");
+    };
+    query.done = [&storage] { storage.End(FiscalResult::PisCofins, "CHAVELCTOFIS;SEQ"); };
+    return query;
   }
 
   // Counterparties of the documents kept. Without "pListarDadosPessoa" their registration

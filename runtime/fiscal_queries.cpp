@@ -63,6 +63,17 @@ std::string DocumentConditions(const FiscalFilter& f, TVariantArray& params) {
   return where;
 }
 
+// The conditions on the tax line (alias I): its tax types and CFOPs.
+std::string TaxLineConditions(const FiscalFilter& f, TVariantArray& params) {
+  std::string where = f.tax_types.empty()
+                          ? " and 1 = 0"
+                          : " and I.TIPOIMPOSTO in (" + InList(f.tax_types, params) + ")";
+  if (!f.cfops.empty()) {
+    where += " and I.CODIGOCFOP in (" + InList(f.cfops, params) + ")";
+  }
+  return where;
+}
+
 std::vector<Direction> Directions(const FiscalFilter& f) {
   std::vector<Direction> directions;
   if (f.entries) {
@@ -115,12 +126,8 @@ SqlText TaxLinesQuery(const FiscalFilter& f, bool ordered) {
     if (f.extra_field == 2) {
       sql += " left join PESSOA P on P.CODIGOPESSOA = L.CODIGOPESSOA";
     }
-    sql += DocumentConditions(f, params);
-    sql += f.tax_types.empty() ? " and 1 = 0"
-                               : " and I.TIPOIMPOSTO in (" + InList(f.tax_types, params) + ")";
-    if (!f.cfops.empty()) {
-      sql += " and I.CODIGOCFOP in (" + InList(f.cfops, params) + ")";
-    }
+    sql += DocumentConditions(f, params);  // its values go before the tax lines'
+    sql += TaxLineConditions(f, params);
     return sql;
   };
   return Union(f, branch, ordered ? "1, 2" : "");
@@ -139,14 +146,18 @@ SqlText DocumentsQuery(const FiscalFilter& f, bool ordered) {
   return Union(f, branch, ordered ? "1" : "");
 }
 
-SqlText PisCofinsQuery(const FiscalFilter& f, bool ordered) {
-  auto branch = [&f](const Direction& d, TVariantArray& params) {
+SqlText PisCofinsQuery(const FiscalFilter& f, bool ordered, bool only_listed) {
+  auto branch = [&f, only_listed](const Direction& d, TVariantArray& params) {
     std::string sql = "select P." + Key(d) +
                       " CHAVELCTOFIS, P.SEQ, P.CODIGOPRODUTO, P.ORIGEM, P.CODIGOCFOP, "
                       "P.VALORCONTABIL, P.BASEPISCOFINS, P.ALIQPIS, P.VALORPIS, P.ALIQCOFINS, "
                       "P.VALORCOFINS from LCTOFIS" +
                       std::string(d.suffix) + "PRODUTO P join LCTOFIS" + d.suffix + " L on L." +
                       Key(d) + " = P." + Key(d) + DocumentConditions(f, params);
+    if (only_listed) {
+      sql += " and exists (select 1 from LCTOFIS" + std::string(d.suffix) + "IMPOSTO I where I." +
+             Key(d) + " = L." + Key(d) + TaxLineConditions(f, params) + ")";
+    }
     return f.pis_cofins ? sql : sql + " and 1 = 0";
   };
   return Union(f, branch, ordered ? "1, 2" : "");

@@ -42,20 +42,21 @@ class MemoryStorage : public FiscalStorage {
     }
   }
   void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
-    current_ = tables_[static_cast<int>(result)];
-    current_->CreateDataSet(fields);
+    tables_[static_cast<int>(result)]->CreateDataSet(fields);
   }
-  void Add(const std::vector<Variant>& row) override { current_->AppendRecord(row); }
+  void Add(FiscalResult result, const std::vector<Variant>& row) override {
+    tables_[static_cast<int>(result)]->AppendRecord(row);
+  }
   bool SortsRows() const override { return true; }
-  void End(const std::string& key_fields) override {
-    current_->SortRows(key_fields);
-    current_->First();
+  void End(FiscalResult result, const std::string& key_fields) override {
+    TnClientDataSetMem* table = tables_[static_cast<int>(result)];
+    table->SortRows(key_fields);
+    table->First();
   }
   TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
 
  private:
   TnClientDataSetMem* tables_[kFiscalResultCount] = {};
-  TnClientDataSetMem* current_ = nullptr;
 };
 
 class SqliteStorage : public FiscalStorage {
@@ -90,34 +91,47 @@ class SqliteStorage : public FiscalStorage {
     UnregisterTemporaryFile(file_ + "-journal");
   }
 
+  // One transaction for the whole refill (one left open by a failed refill is rolled back).
   void BeginRefill() override {
     for (TnFDTableSQLite* table : tables_) {
       table->Close();
     }
+    TSQLConnection& writer = connection_->Sql();
+    if (refilling_) {
+      refilling_ = false;
+      for (std::unique_ptr<TSQLBulkWriter>& bulk : bulk_) {
+        bulk.reset();
+      }
+      writer.Rollback();
+    }
+    writer.BeginTransaction();
+    refilling_ = true;
   }
   void EndRefill() override {
+    connection_->Sql().Commit();
+    refilling_ = false;
     for (TnFDTableSQLite* table : tables_) {
       table->SetIndexFieldNames("");
       table->Open();
     }
   }
   void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
-    current_ = tables_[static_cast<int>(result)];
     TSQLConnection& writer = connection_->Sql();
-    const std::string name = current_->TableName();
+    const std::string name = tables_[static_cast<int>(result)]->TableName();
     std::vector<std::string> columns;
     for (const TFieldDef& field : fields) {
       columns.push_back(field.name);
     }
     writer.ExecuteScript("drop table if exists " + name + "; " + SqliteCreateTable(name, fields));
-    writer.BeginTransaction();
-    bulk_ = writer.BulkInsert(name, columns);
+    bulk_[static_cast<int>(result)] = writer.BulkInsert(name, columns);
   }
-  void Add(const std::vector<Variant>& row) override { bulk_->Add(row); }
-  void End(const std::string&) override {
-    bulk_->Finish();
-    bulk_.reset();
-    connection_->Sql().Commit();
+  void Add(FiscalResult result, const std::vector<Variant>& row) override {
+    bulk_[static_cast<int>(result)]->Add(row);
+  }
+  void End(FiscalResult result, const std::string&) override {
+    std::unique_ptr<TSQLBulkWriter>& bulk = bulk_[static_cast<int>(result)];
+    bulk->Finish();
+    bulk.reset();
   }
   TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
   std::string File() const override { return file_; }
@@ -137,10 +151,10 @@ class SqliteStorage : public FiscalStorage {
   }
 
   std::string folder_, file_, tag_;
-  std::unique_ptr<TSQLBulkWriter> bulk_;
+  std::unique_ptr<TSQLBulkWriter> bulk_[kFiscalResultCount];
+  bool refilling_ = false;
   TnFDConnection* connection_ = nullptr;
   TnFDTableSQLite* tables_[kFiscalResultCount] = {};
-  TnFDTableSQLite* current_ = nullptr;
 };
 
 }  // namespace

@@ -25,7 +25,8 @@ const char* FiscalResultName(FiscalResult result);
 class FiscalStorage {
  public:
   virtual ~FiscalStorage() = default;
-  // Frames the refill of all three tables (SQLite: they are closed meanwhile).
+  // Frames the refill of all three tables (SQLite: they are closed meanwhile). Within it the
+  // tables may be filled at the same time, rows of one and of another coming in turns.
   virtual void BeginRefill() {}
   virtual void EndRefill() {}
   // Starts refilling a result table with these columns.
@@ -34,9 +35,9 @@ class FiscalStorage {
   // not sort: in memory a sort of row ids is cheaper than the database's sort of whole rows.
   virtual bool SortsRows() const { return false; }
   // One row, its values already of the columns' types.
-  virtual void Add(const std::vector<Variant>& row) = 0;
-  // Ends the refill; a storage that sorts puts the rows in the order of `key_fields`.
-  virtual void End(const std::string& key_fields) = 0;
+  virtual void Add(FiscalResult result, const std::vector<Variant>& row) = 0;
+  // Ends the table's refill; a storage that sorts puts the rows in the order of `key_fields`.
+  virtual void End(FiscalResult result, const std::string& key_fields) = 0;
   virtual TDataSet* Table(FiscalResult result) const = 0;
   virtual std::string File() const { return ""; }
 };

@@ -150,7 +150,8 @@ std::string RedactedTarget(const std::string& url) {
   return service.empty() ? target : target + "?service=" + service;
 }
 
-PostgresConnection::PostgresConnection(const std::string& url) : conn_(PQconnectdb(url.c_str())) {
+PostgresConnection::PostgresConnection(const std::string& url)
+    : url_(url), conn_(PQconnectdb(url.c_str())) {
   if (conn_ == nullptr || PQstatus(conn_) != CONNECTION_OK) {
     const std::string message = conn_ != nullptr ? Trim(PQerrorMessage(conn_)) : "out of memory";
     PQfinish(conn_);
@@ -166,6 +167,17 @@ PostgresConnection::PostgresConnection(const std::string& url) : conn_(PQconnect
 
 PostgresConnection::~PostgresConnection() {
   PQfinish(conn_);
+}
+
+bool PostgresConnection::InTransaction() const {
+  return PQtransactionStatus(conn_) != PQTRANS_IDLE;
+}
+
+std::unique_ptr<TSQLConnection> PostgresConnection::Reopen() const {
+  if (InTransaction()) {
+    return nullptr;
+  }
+  return std::make_unique<PostgresConnection>(url_);
 }
 
 std::string PostgresConnection::Description() const {

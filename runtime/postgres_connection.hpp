@@ -26,6 +26,8 @@ class PostgresConnection : public TSQLConnection {
   void BeginTransaction() override;
   void Commit() override;
   void Rollback() override;
+  bool InTransaction() const override;
+  std::unique_ptr<TSQLConnection> Reopen() const override;
 
   PGconn* Handle() const { return conn_; }
 
@@ -33,6 +35,7 @@ class PostgresConnection : public TSQLConnection {
   [[noreturn]] void ThrowSqlError(const std::string& message) const;
   void Send(const std::string& sql, const TVariantArray& params);
 
+  std::string url_;
   PGconn* conn_ = nullptr;
 };
 

@@ -1,5 +1,6 @@
-// PipeQuery: a reader thread fills batches of rows from the query; the calling thread hands
-// them to the caller's function and gives the emptied batches back (see query_pipe.hpp).
+// PipeQueries: a reader thread per lane fills batches of rows from its queries; the calling
+// thread hands them to the queries' functions and gives the emptied batches back (see
+// query_pipe.hpp).
 #include "runtime/query_pipe.hpp"
 
 #include <pthread.h>
@@ -7,86 +8,91 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <thread>
 
 namespace nrw {
 namespace {
 
-// Rows in a batch, and batches that may wait for the calling thread: enough to keep both
-// threads busy, little enough that a million-row query holds a few thousand rows at a time.
+// Rows in a batch, and batches of a lane that may wait for the calling thread: enough to keep
+// both sides busy, little enough that a million-row query holds a few thousand rows at a time.
 constexpr size_t kBatchRows = 512;
 constexpr size_t kBatchesInFlight = 8;
 
 struct Batch {
   std::vector<std::vector<Variant>> rows;
   size_t count = 0;
+  size_t query = 0;   // of the lane
+  bool last = false;  // the query's last rows
 };
 
-// Thrown on the reader thread to leave the query when the calling thread has stopped.
+// Thrown on a reader thread to leave its query when the calling thread has stopped.
 struct Abandoned {};
+
+// What the lanes and the calling thread share: one lock, and the signal of any change.
+struct Hub {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool abandoned = false;
+};
 
 class Pipe : public TSQLRowSink {
  public:
-  explicit Pipe(const std::vector<TFieldDef>& fields) : fields_(fields) { Refill(); }
+  Pipe(Hub& hub, QueryLane& lane) : hub_(hub), lane_(lane) { Refill(); }
 
   // --- the reader thread -----------------------------------------------------------------------
+  void Read() {
+    std::exception_ptr error;
+    try {
+      for (size_t q = 0; q < lane_.queries.size(); ++q) {
+        const PipedQuery& query = lane_.queries[q];
+        fields_ = &query.fields;
+        current_.query = q;
+        lane_.connection->Query(query.sql, query.params, *this);
+        current_.last = true;
+        HandOver();
+      }
+    } catch (const Abandoned&) {
+    } catch (...) {
+      error = std::current_exception();
+    }
+    std::lock_guard lock(hub_.mutex);
+    error_ = error;
+    closed_ = true;
+    hub_.changed.notify_all();
+  }
   void Columns(const std::vector<TSQLColumn>&) override {}
   void Row(const std::vector<Variant>& values) override {
+    const std::vector<TFieldDef>& fields = *fields_;
     if (current_.count == current_.rows.size()) {
-      current_.rows.emplace_back(fields_.size());
+      current_.rows.emplace_back(fields.size());
     }
     std::vector<Variant>& row = current_.rows[current_.count++];
-    for (size_t i = 0; i < fields_.size(); ++i) {
-      Convert(values.at(i), fields_[i].type, row[i]);
+    row.resize(fields.size());  // a batch reused from another query of the lane
+    for (size_t i = 0; i < fields.size(); ++i) {
+      Convert(values.at(i), fields[i].type, row[i]);
     }
     if (current_.count == kBatchRows) {
       HandOver();
     }
   }
-  // The last rows, then the end (with the query's error, if any).
-  void Close(std::exception_ptr error) {
-    std::lock_guard lock(mutex_);
-    if (current_.count > 0) {
-      full_.push_back(std::move(current_));
-    }
-    error_ = error;
-    closed_ = true;
-    changed_.notify_all();
-  }
 
-  // --- the calling thread ----------------------------------------------------------------------
-  // Hands the rows to `handle` until the reader closes; raises the reader's error.
-  void Drain(const std::function<void(std::vector<Variant>&)>& handle) {
-    for (;;) {
-      Batch batch;
-      {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return !full_.empty() || closed_; });
-        if (full_.empty()) {
-          if (error_) {
-            std::rethrow_exception(error_);
-          }
-          return;
-        }
-        batch = std::move(full_.front());
-        full_.pop_front();
-        changed_.notify_all();
-      }
-      for (size_t i = 0; i < batch.count; ++i) {
-        handle(batch.rows[i]);
-      }
-      batch.count = 0;
-      std::lock_guard lock(mutex_);
-      spare_.push_back(std::move(batch));
-    }
+  // --- the calling thread, under the hub's lock ------------------------------------------------
+  bool Ready() const { return !full_.empty(); }
+  bool Closed() const { return closed_ && full_.empty(); }
+  std::exception_ptr Error() const { return error_; }
+  Batch Take() {
+    Batch batch = std::move(full_.front());
+    full_.pop_front();
+    return batch;
   }
-  // The calling thread stops early: the reader leaves at its next batch.
-  void Abandon() {
-    std::lock_guard lock(mutex_);
-    abandoned_ = true;
-    changed_.notify_all();
+  void GiveBack(Batch batch) {
+    batch.count = 0;
+    batch.last = false;
+    spare_.push_back(std::move(batch));
   }
+  const PipedQuery& Query(size_t q) const { return lane_.queries[q]; }
 
  private:
   // A value of the field's type, into a row slot that keeps its text buffer.
@@ -99,16 +105,18 @@ class Pipe : public TSQLRowSink {
   }
 
   void HandOver() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return full_.size() < kBatchesInFlight || abandoned_; });
-    if (abandoned_) {
+    std::unique_lock lock(hub_.mutex);
+    hub_.changed.wait(lock, [this] { return full_.size() < kBatchesInFlight || hub_.abandoned; });
+    if (hub_.abandoned) {
       throw Abandoned{};
     }
+    const size_t query = current_.query;
     full_.push_back(std::move(current_));
-    changed_.notify_all();
+    hub_.changed.notify_all();
     Refill();
+    current_.query = query;
   }
-  // The next batch to fill: an emptied one when there is one.
+  // The next batch to fill: an emptied one when there is one (under the hub's lock).
   void Refill() {
     if (spare_.empty()) {
       current_ = Batch{};
@@ -119,41 +127,105 @@ class Pipe : public TSQLRowSink {
     }
   }
 
-  const std::vector<TFieldDef>& fields_;
+  Hub& hub_;
+  QueryLane& lane_;
+  const std::vector<TFieldDef>* fields_ = nullptr;
   Batch current_;  // the reader's
-  std::mutex mutex_;
-  std::condition_variable changed_;
   std::deque<Batch> full_;
   std::vector<Batch> spare_;
-  bool closed_ = false, abandoned_ = false;
+  bool closed_ = false;
   std::exception_ptr error_;
 };
 
+// Hands the lanes' rows to their handlers until every lane is closed; raises the first error
+// a lane reports.
+void Drain(Hub& hub, std::vector<std::unique_ptr<Pipe>>& pipes) {
+  size_t turn = 0;  // the lanes take turns when several have rows ready
+  for (;;) {
+    Pipe* from = nullptr;
+    Batch batch;
+    {
+      std::unique_lock lock(hub.mutex);
+      hub.changed.wait(lock, [&] {
+        bool all_closed = true;
+        for (const auto& pipe : pipes) {
+          if (pipe->Ready() || pipe->Error()) {
+            return true;
+          }
+          all_closed = all_closed && pipe->Closed();
+        }
+        return all_closed;
+      });
+      for (size_t i = 0; i < pipes.size() && from == nullptr; ++i) {
+        Pipe& pipe = *pipes[(turn + i) % pipes.size()];
+        if (pipe.Error()) {
+          std::rethrow_exception(pipe.Error());
+        }
+        if (pipe.Ready()) {
+          from = &pipe;
+        }
+      }
+      if (from == nullptr) {
+        return;
+      }
+      batch = from->Take();
+      hub.changed.notify_all();
+    }
+    ++turn;
+    const PipedQuery& query = from->Query(batch.query);
+    for (size_t i = 0; i < batch.count; ++i) {
+      query.handle(batch.rows[i]);
+    }
+    if (batch.last && query.done) {
+      query.done();
+    }
+    std::lock_guard lock(hub.mutex);
+    from->GiveBack(std::move(batch));
+  }
+}
+
 }  // namespace
+
+void PipeQueries(std::vector<QueryLane>& lanes) {
+  Hub hub;
+  std::vector<std::unique_ptr<Pipe>> pipes;
+  for (QueryLane& lane : lanes) {
+    pipes.push_back(std::make_unique<Pipe>(hub, lane));
+  }
+  std::vector<std::thread> readers;
+  for (size_t i = 0; i < pipes.size(); ++i) {
+    readers.emplace_back([&hub, pipe = pipes[i].get(), i] {
+      const std::string name = i == 0 ? "nrw-query" : "nrw-query-" + std::to_string(i + 1);
+      pthread_setname_np(pthread_self(), name.c_str());
+      pipe->Read();
+    });
+  }
+  auto join = [&] {
+    for (std::thread& reader : readers) {
+      reader.join();
+    }
+  };
+  try {
+    Drain(hub, pipes);
+  } catch (...) {
+    {
+      std::lock_guard lock(hub.mutex);
+      hub.abandoned = true;
+      hub.changed.notify_all();
+    }
+    join();
+    throw;
+  }
+  join();
+}
 
 void PipeQuery(TSQLConnection& connection, const std::string& sql, const TVariantArray& params,
                const std::vector<TFieldDef>& fields,
                const std::function<void(std::vector<Variant>&)>& handle) {
-  Pipe pipe(fields);
-  std::thread reader([&] {
-    pthread_setname_np(pthread_self(), "nrw-query");
-    std::exception_ptr error;
-    try {
-      connection.Query(sql, params, pipe);
-    } catch (const Abandoned&) {
-    } catch (...) {
-      error = std::current_exception();
-    }
-    pipe.Close(error);
-  });
-  try {
-    pipe.Drain(handle);
-  } catch (...) {
-    pipe.Abandon();
-    reader.join();
-    throw;
-  }
-  reader.join();
+  std::vector<QueryLane> lanes(1);
+  lanes[0].connection = &connection;
+  lanes[0].queries.push_back({sql, params, fields, handle, nullptr});
+  PipeQueries(lanes);
 }
 
 }  // namespace nrw

@@ -1,6 +1,6 @@
-// A query read on a second thread: the database's own work (stepping the statement, copying and
-// converting its values) runs beside the caller's work on the rows before (storing them), in
-// batches of rows that are reused, so that no row is allocated once the first batches exist.
+// Queries read on threads of their own: the database's work (stepping the statement, copying
+// and converting its values) runs beside the caller's work on the rows before (storing them),
+// in batches of rows that are reused, so that no row is allocated once the first batches exist.
 #pragma once
 
 #include <functional>
@@ -13,11 +13,30 @@
 
 namespace nrw {
 
-// Runs `sql` on `connection` from a thread of its own and hands every row, converted to the
-// types of `fields`, to `handle` on the calling thread, in the query's order. The connection is
-// used by that thread alone until PipeQuery returns. An error of the query or of `handle` ends
-// both sides and is raised here; after an error of `handle` the query's remaining rows are
-// not read.
+// A query and what becomes of its rows: each row, converted to the types of `fields`, goes to
+// `handle`; `done`, when set, runs after the last one.
+struct PipedQuery {
+  std::string sql;
+  TVariantArray params;
+  std::vector<TFieldDef> fields;
+  std::function<void(std::vector<Variant>&)> handle;
+  std::function<void()> done;
+};
+
+// Queries run one after the other on one connection, which the lane's thread alone uses until
+// PipeQueries returns.
+struct QueryLane {
+  TSQLConnection* connection = nullptr;
+  std::vector<PipedQuery> queries;
+};
+
+// Runs the lanes at once, each from a thread of its own. The calling thread hands the rows to
+// their handlers as they arrive, a lane's in its order (a query's rows, its `done`, then the
+// next query's rows); handlers therefore never run at the same time. An error of a query or of
+// a handler ends every lane and is raised here; the queries' remaining rows are not read.
+NRW_API void PipeQueries(std::vector<QueryLane>& lanes);
+
+// One query on one lane.
 NRW_API void PipeQuery(TSQLConnection& connection, const std::string& sql,
                        const TVariantArray& params, const std::vector<TFieldDef>& fields,
                        const std::function<void(std::vector<Variant>&)>& handle);

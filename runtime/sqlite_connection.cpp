@@ -194,6 +194,19 @@ SqliteConnection::~SqliteConnection() {
   sqlite3_close_v2(db_);
 }
 
+bool SqliteConnection::InTransaction() const {
+  return sqlite3_get_autocommit(db_) == 0;
+}
+
+std::unique_ptr<TSQLConnection> SqliteConnection::Reopen() const {
+  const bool in_memory =
+      path_.empty() || path_ == ":memory:" || path_.find("mode=memory") != std::string::npos;
+  if (in_memory || InTransaction()) {
+    return nullptr;
+  }
+  return std::make_unique<SqliteConnection>(path_, false);
+}
+
 void SqliteConnection::Fail(const std::string& what) const {
   throw Exception(what + ": " + sqlite3_errmsg(db_));
 }

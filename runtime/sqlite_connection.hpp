@@ -40,6 +40,8 @@ class SqliteConnection : public TSQLConnection {
   void BeginTransaction() override;
   void Commit() override;
   void Rollback() override;
+  bool InTransaction() const override;
+  std::unique_ptr<TSQLConnection> Reopen() const override;
 
   sqlite3* Handle() const { return db_; }
 

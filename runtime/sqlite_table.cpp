@@ -1069,8 +1069,8 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   }
   c.done = rc == SQLITE_DONE;
   // The rows before the stream's row are below the key, unless the range starts above it.
-  if (!c.has_range || (c.range_start.size() == key.size() &&
-                       CompareKeys(key, c.range_start).value_or(-1) >= 0)) {
+  if (!c.has_range ||
+      (c.range_start.size() == key.size() && CompareKeys(key, c.range_start).value_or(-1) >= 0)) {
     c.SetFloor(key, true);
   }
   if (c.done || c.BeyondEnd(st) || !c.HoldsKey(st, key)) {

@@ -291,6 +291,7 @@ class CountingConnection : public TSQLConnection {
   void BeginTransaction() override { inner_->BeginTransaction(); }
   void Commit() override { inner_->Commit(); }
   void Rollback() override { inner_->Rollback(); }
+  bool InTransaction() const override { return inner_->InTransaction(); }
   std::vector<std::string> queries;
 
  private:

@@ -254,6 +254,34 @@ TEST_P(FiscalProvider, PisCofinsItemsOfTheListedDocuments) {
   EXPECT_TRUE(provider->PisCofins()->IsEmpty());
 }
 
+// The items are read beside the tax lines on a second connection, the database keeping those
+// of listed documents; inside a transaction everything is read on the one connection, the
+// provider keeping them. Either way the same items.
+TEST_P(FiscalProvider, PisCofinsItemsFollowTheListedDocumentsOnOneOrTwoConnections) {
+  for (const bool transaction : {false, true}) {
+    SCOPED_TRACE(transaction ? "one connection" : "two connections");
+    if (transaction) {
+      db->Connection().BeginTransaction();
+    }
+    Set("pCodigoCFOP", "");
+    provider->Executar();
+    EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{1, 1, 1, 2}));
+    Set("pCodigoCFOP", "5102");
+    provider->Executar();
+    EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{2}))
+        << "document 1 has no line of that CFOP";
+    Set("pCodigoCFOP", "");
+    Set("pListarICMS", "0");
+    provider->Executar();
+    EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{1, 1, 1}))
+        << "document 2 has only ICMS lines";
+    Set("pListarICMS", "1");
+    if (transaction) {
+      db->Connection().Rollback();
+    }
+  }
+}
+
 TEST_P(FiscalProvider, TotalsPerCfopEqualTheTaxLines) {
   Set("pTipoTotal", "4");
   provider->Executar();

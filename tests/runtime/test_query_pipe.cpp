@@ -1,10 +1,13 @@
-// A query read on a second thread: every row, in order, converted to the fields' types; the
-// query's error and the caller's error end both sides; the connection serves the next query.
-// Run on SQLite and on PostgreSQL.
+// Queries read on threads of their own: every row, in order, converted to the fields' types;
+// lanes of queries at once on two connections; the query's error and the caller's error end
+// every side; the connection serves the next query. Run on SQLite and on PostgreSQL.
 #include "runtime/query_pipe.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <numeric>
 #include <stdexcept>
 
 #include "host/exception.hpp"
@@ -74,6 +77,99 @@ TEST_P(QueryPipe, TheCallersErrorStopsTheQueryAndLeavesTheConnectionUsable) {
   PipeQuery(db->Connection(), kNumbers, {Variant(10)}, fields,
             [&](std::vector<Variant>&) { ++after; });
   EXPECT_EQ(after, 10);
+}
+
+// Two lanes: on the test's connection a long query, then a narrower one; on a second connection
+// a third. Each query's rows arrive whole and in order, its `done` after its last row and before
+// the next query's first, and no two handlers run at once.
+TEST_P(QueryPipe, LanesRunAtOnceAndHandEachQuerysRowsInOrder) {
+  auto second = db->Connection().Reopen();
+  ASSERT_NE(second, nullptr);
+  std::atomic<int> inside{0};
+  std::vector<int64_t> seen[3];
+  std::vector<std::string> events;
+  auto query = [&](int q, const std::string& sql, int last, std::vector<TFieldDef> fields) {
+    PipedQuery piped{sql, {Variant(last)}, std::move(fields), nullptr, nullptr};
+    piped.handle = [&, q](std::vector<Variant>& row) {
+      EXPECT_EQ(inside.fetch_add(1), 0) << "handlers at once";
+      if (seen[q].empty()) {
+        events.push_back("first " + std::to_string(q));
+      }
+      seen[q].push_back(static_cast<int64_t>(row[0].AsFloat()));
+      inside.fetch_sub(1);
+    };
+    piped.done = [&, q] { events.push_back("done " + std::to_string(q)); };
+    return piped;
+  };
+  const std::string narrow =
+      "with recursive n(i) as (select 1 union all select i + 1 from n where i < :last) "
+      "select i, i * 2 from n order by i";
+  std::vector<QueryLane> lanes(2);
+  lanes[0].connection = &db->Connection();
+  lanes[0].queries.push_back(query(0, kNumbers, 20000, fields));
+  lanes[0].queries.push_back(
+      query(1, narrow, 700, {{"I", TFieldType::Integer}, {"D", TFieldType::Integer}}));
+  lanes[1].connection = second.get();
+  lanes[1].queries.push_back(query(2, kNumbers, 1500, fields));
+  PipeQueries(lanes);
+  for (const auto& [q, count] : {std::pair{0, 20000}, {1, 700}, {2, 1500}}) {
+    std::vector<int64_t> expected(count);
+    std::iota(expected.begin(), expected.end(), 1);
+    EXPECT_EQ(seen[q], expected) << "query " << q;
+  }
+  const auto at = [&](const std::string& event) {
+    return std::find(events.begin(), events.end(), event) - events.begin();
+  };
+  EXPECT_LT(at("done 0"), at("first 1")) << "a lane's queries follow one another";
+  EXPECT_LT(at("first 2"), at("done 2"));
+  EXPECT_EQ(events.size(), 6u);
+}
+
+TEST_P(QueryPipe, AnErrorInOneLaneEndsEveryLane) {
+  auto second = db->Connection().Reopen();
+  ASSERT_NE(second, nullptr);
+  int rows = 0;
+  std::vector<QueryLane> lanes(2);
+  lanes[0].connection = &db->Connection();
+  lanes[0].queries.push_back(
+      {kNumbers, {Variant(200000)}, fields, [&](std::vector<Variant>&) { ++rows; }, nullptr});
+  lanes[1].connection = second.get();
+  lanes[1].queries.push_back({"select X from no_such_table", {}, fields, nullptr, nullptr});
+  try {
+    PipeQueries(lanes);
+    FAIL() << "no error";
+  } catch (const Exception& e) {
+    EXPECT_NE(std::string(e.what()).find("no_such_table"), std::string::npos) << e.what();
+  }
+  EXPECT_LT(rows, 200000) << "the other lane stopped early";
+  int after = 0;
+  PipeQuery(db->Connection(), kNumbers, {Variant(10)}, fields,
+            [&](std::vector<Variant>&) { ++after; });
+  EXPECT_EQ(after, 10);
+}
+
+// A second connection sees what the first committed; none is given inside a transaction.
+TEST_P(QueryPipe, ReopenGivesAConnectionToTheSameDatabaseOutsideTransactions) {
+  TSQLConnection& first = db->Connection();
+  first.ExecuteScript("create table beside (i integer)");
+  first.Execute("insert into beside values (7)", {});
+  EXPECT_FALSE(first.InTransaction());
+  auto second = first.Reopen();
+  ASSERT_NE(second, nullptr);
+  std::vector<int64_t> values;
+  PipeQuery(*second, "select i from beside", {}, {{"I", TFieldType::Integer}},
+            [&](std::vector<Variant>& row) { values.push_back(row[0].AsInteger()); });
+  EXPECT_EQ(values, std::vector<int64_t>{7});
+  first.BeginTransaction();
+  EXPECT_TRUE(first.InTransaction());
+  EXPECT_EQ(first.Reopen(), nullptr);
+  first.Rollback();
+  EXPECT_FALSE(first.InTransaction());
+}
+
+TEST(QueryPipeSqlite, ADatabaseInMemoryHasNoSecondConnection) {
+  auto memory = OpenConnection(":memory:", true);
+  EXPECT_EQ(memory->Reopen(), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Databases, QueryPipe,
