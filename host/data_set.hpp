@@ -86,6 +86,9 @@ class NRW_API TDataSet : public TComponent {
   virtual int64_t GetInteger(int field) const = 0;
   virtual double GetFloat(int field) const = 0;
   virtual std::string GetString(int field) const = 0;
+  // Appends the text GetString returns to `out`; in-memory and SQLite tables append a stored
+  // text in place, so that a caller reusing `out` builds no string per row.
+  virtual void AppendString(int field, std::string& out) const { out += GetString(field); }
   virtual Variant GetValue(int field) const = 0;
   virtual void SetValue(int field, const Variant& value) = 0;
   // Sets `field` of the row being edited to the value the same field holds in `source`'s

@@ -48,6 +48,7 @@ class NRW_API TMemoryDataSet : public TDataSet {
   int64_t GetInteger(int field) const override;
   double GetFloat(int field) const override;
   std::string GetString(int field) const override;
+  void AppendString(int field, std::string& out) const override;
   Variant GetValue(int field) const override;
   void SetValue(int field, const Variant& value) override;
   void CopyValue(int field, const TDataSet& source) override;
@@ -94,7 +95,7 @@ class NRW_API TnClientDataSet : public TMemoryDataSet {
   ~TnClientDataSet() override;
 
   const std::string& SQL() const { return sql_; }
-  void SetSQL(std::string sql) { sql_ = std::move(sql); }
+  void SetSQL(const std::string& sql) { sql_ = sql; }
   // The connection the query runs on; null for the host's.
   TSQLConnection* Connection() const { return connection_; }
   void SetConnection(TSQLConnection* connection) { connection_ = connection; }

@@ -57,6 +57,8 @@ class NRW_API TnrwReport : public TComponent {
   // Named text values: report parameters and layout fields, names compared without regard to
   // case. An absent name reads as "". Setting returns the stored text.
   std::string RepParam(std::string_view name) const;
+  // The same without a copy; the text stays valid until the parameter is set again.
+  std::string_view RepParamText(std::string_view name) const;
   const std::string& RepParam(std::string_view name, std::string_view value);
   bool HasRepParam(std::string_view name) const;
 

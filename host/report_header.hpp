@@ -21,6 +21,7 @@
 // The run passes: the engine, five times false, [8, 8], -1, 1, 1, "", "", true.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,9 @@ class NRW_API TnCabecalhoRelatorio : public TComponent {
   void ImpressaoCabecalho();
   // The fields the header prints now, in order.
   std::vector<TPrintedField> Campos() const;
+  // The same written into `fields`, whose texts are reused: a page's header builds no string
+  // once the first page has sized them.
+  void Campos(std::vector<TPrintedField>& fields) const;
   // The connection to read from; null (the default) for the host's.
   void SetConexao(TSQLConnection* connection) { connection_ = connection; }
 
@@ -66,8 +70,13 @@ class NRW_API TnCabecalhoRelatorio : public TComponent {
   std::string estab_;
   std::string company_name_, estab_name_, cnpj_, state_registration_;
   int32_t estab_first_engine_page_ = 0;  // engine page of this establishment's first header
+  std::vector<TPrintedField> campos_;    // the last page's fields
+  // The emission time as printed, made again when the time changes (the clock reads seconds).
+  mutable std::optional<TDateTime> emission_time_;
+  mutable std::string emission_text_;
 };
 
 // CNPJ (14 digits) as 12.345.678/0001-95 and CPF (11 digits) as 123.456.789-09; other texts as
 // they are.
 NRW_API std::string FormatarInscricaoFederal(const std::string& digits);
+NRW_API void AppendInscricaoFederal(std::string_view digits, std::string& out);

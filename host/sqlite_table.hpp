@@ -82,6 +82,7 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   int64_t GetInteger(int field) const override;
   double GetFloat(int field) const override;
   std::string GetString(int field) const override;
+  void AppendString(int field, std::string& out) const override;
   Variant GetValue(int field) const override;
   void SetValue(int field, const Variant& value) override;
 

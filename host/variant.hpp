@@ -46,6 +46,9 @@ class NRW_API Variant {
   std::string AsString() const;
   // The text of a String variant, without a copy (only for Kind::String).
   const std::string& StringRef() const { return std::get<std::string>(value_); }
+  // Makes this a String variant holding `text`, reusing the text it already holds (a row
+  // buffer read again and again allocates only when a text outgrows the one before).
+  void AssignString(std::string_view text);
   bool AsBoolean() const;
   TDateTime AsDateTime() const;
 

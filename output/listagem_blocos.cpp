@@ -17,7 +17,7 @@ constexpr size_t kPrefixoOrdem = 3;
 constexpr size_t kLimiteTextoComAliquota = 40;
 
 // Characters (not bytes) of a UTF-8 text, from `first` on, at most `count` of them.
-std::string Caracteres(std::string_view text, size_t first, size_t count) {
+std::string_view Caracteres(std::string_view text, size_t first, size_t count) {
   size_t index = 0, begin = text.size(), end = text.size();
   for (size_t i = 0; i <= text.size(); ++i) {
     if (i == text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) {
@@ -31,7 +31,7 @@ std::string Caracteres(std::string_view text, size_t first, size_t count) {
       ++index;
     }
   }
-  return begin >= text.size() ? "" : std::string(text.substr(begin, end - begin));
+  return begin >= text.size() ? std::string_view() : text.substr(begin, end - begin);
 }
 
 // The first three ';'-separated parts of a line (text, rate, value); missing parts are empty.
@@ -116,19 +116,24 @@ void TListagemConferencia::ImprimirProduto() {
 void TListagemConferencia::ImprimirOutrasInfo() {
   if (r_.FListarOutrasInfo) {
     if (r_.BuscarChave(r_.curTotalProduto, {ChaveAtual})) {
-      ListaOutrasInfo.push_back("01-Valor Total Produtos/Serviços (Qdte " +
-                                r_.curTotalProduto->GetString(r_.ixTPR_QtdeTotal) + ");0;" +
-                                r_.curTotalProduto->GetString(r_.ixTPR_ValorTotal) + ";");
+      std::string& linha = ListaOutrasInfo.Novo();
+      linha = "01-Valor Total Produtos/Serviços (Qdte ";
+      r_.curTotalProduto->AppendString(r_.ixTPR_QtdeTotal, linha);
+      linha += ");0;";
+      r_.curTotalProduto->AppendString(r_.ixTPR_ValorTotal, linha);
+      linha += ';';
     }
     if (r_.BuscarChave(r_.curTotalFrete, {ChaveAtual})) {
-      ListaOutrasInfo.push_back("02-Valor Total Conhecimento Frete (Qdte NFs " +
-                                r_.curTotalFrete->GetString(r_.ixTFR_QtdeNotas) + ");0;" +
-                                r_.curTotalFrete->GetString(r_.ixTFR_ValorTotal) + ";");
+      std::string& linha = ListaOutrasInfo.Novo();
+      linha = "02-Valor Total Conhecimento Frete (Qdte NFs ";
+      r_.curTotalFrete->AppendString(r_.ixTFR_QtdeNotas, linha);
+      linha += ");0;";
+      r_.curTotalFrete->AppendString(r_.ixTFR_ValorTotal, linha);
+      linha += ';';
     }
   }
   // Sorted, duplicates kept: products, freight, operations, then the value-added exclusion.
-  std::stable_sort(
-      ListaOutrasInfo.begin(), ListaOutrasInfo.end(),
+  ListaOutrasInfo.OrdenarEstavel(
       [](const std::string& a, const std::string& b) { return CompareUpperCase(a, b) < 0; });
   int contador = 0;
   for (size_t i = 0; i < ListaOutrasInfo.size(); ++i) {
@@ -152,13 +157,19 @@ void TListagemConferencia::ImprimirLinhaOutrasInfo(const std::string& linha, boo
   const auto partes = Partes(linha);
   const double aliquota = StrToFloatDef(partes[1], 0);
   const double valor = StrToFloatDef(partes[2], 0);
-  const std::string sufixo = aliquota != 0 ? " (" + FormatFloat("#0.##", aliquota) + "%)" : "";
-  // The first three characters (the ordering prefix) are dropped, from every line.
-  std::string texto = Caracteres(partes[0], kPrefixoOrdem, std::string::npos);
-  if (!sufixo.empty()) {
+  // The first three characters (the ordering prefix) are dropped, from every line; a line with
+  // a rate keeps 40 characters of its text and shows the rate after them.
+  std::string_view texto = Caracteres(partes[0], kPrefixoOrdem, std::string::npos);
+  if (aliquota != 0) {
     texto = Caracteres(texto, 0, kLimiteTextoComAliquota);
   }
-  Campo(direita ? "RTexto2" : "RTexto", texto + sufixo);
+  texto_.assign(texto);
+  if (aliquota != 0) {
+    texto_ += " (";
+    texto_ += FormatFloat("#0.##", aliquota);
+    texto_ += "%)";
+  }
+  Campo(direita ? "RTexto2" : "RTexto", texto_);
   Campo(direita ? "RValor2" : "RValor", r_.FormatValor(valor));
   if (imprimir) {
     Imprimir(kSecaoOutrasInfo);

@@ -156,8 +156,8 @@ void TListagemConferencia::IniciarEstado() {
   r_.IniciarTotal(TotalLinha);
   ChaveAtual = -1;
   TextoPessoa.clear();
-  ListaNatureza.clear();
-  ListaOutrasInfo.clear();
+  ListaNatureza.Limpar();
+  ListaOutrasInfo.Limpar();
   r_.GetDMPower()->GetProgresso()->LimparExibirCountTotal();
 }
 
@@ -184,11 +184,13 @@ void TListagemConferencia::TratarTurno() {
   }
   ImprimirLinhaImposto();
   // Only what the document's last line of types 1, 2, 10, 11 adds reaches its block.
-  ListaOutrasInfo.clear();
+  ListaOutrasInfo.Limpar();
   if (imposto->GetFloat(imp_.exclusao) > 0) {
     r_.CalcularTotal(TotalValorAdicional, TotalLinha);
-    ListaOutrasInfo.push_back("Exclusão do Valor Adicional;0;" + imposto->GetString(imp_.exclusao) +
-                              ";");
+    std::string& linha = ListaOutrasInfo.Novo();
+    linha = "Exclusão do Valor Adicional;0;";
+    imposto->AppendString(imp_.exclusao, linha);
+    linha += ';';
   }
   ChaveAtual = imposto->GetFloat(imp_.chave);
   TipoAtual = static_cast<int32_t>(imposto->GetInteger(imp_.tipo));
@@ -227,9 +229,14 @@ void TListagemConferencia::ImprimirLinhasOperacao() {
       }
       const auto codigo = static_cast<int32_t>(imposto->GetInteger(imp_.operacao));
       if (r_.BuscarChave(r_.curOperacaoFis, {codigo})) {
-        ListaOutrasInfo.push_back("05-" + r_.curOperacaoFis->GetString(r_.ixOPE_DescrOperacaoFis) +
-                                  ";" + imposto->GetString(imp_.aliquota) + ";" +
-                                  imposto->GetString(imp_.valor) + ";");
+        std::string& linha = ListaOutrasInfo.Novo();
+        linha = "05-";
+        r_.curOperacaoFis->AppendString(r_.ixOPE_DescrOperacaoFis, linha);
+        linha += ';';
+        imposto->AppendString(imp_.aliquota, linha);
+        linha += ';';
+        imposto->AppendString(imp_.valor, linha);
+        linha += ';';
         r_.IniciarTotal(TotalLinha);
         TotalLinha.ValorImposto = imposto->GetFloat(imp_.valor);
         r_.CalcularTotal(
@@ -258,7 +265,7 @@ void TListagemConferencia::ImprimirNaturezas() {
     Campo("RNatureza", natureza);
     Imprimir(kSecaoNatureza);
   }
-  ListaNatureza.clear();
+  ListaNatureza.Limpar();
 }
 
 // The counterparty text is not cleared here: a later document whose counterparty is not found
@@ -284,7 +291,7 @@ void TListagemConferencia::ImprimirSeparador() {
 
 void TListagemConferencia::LiberarTabelas() {
   Nutildb::DestruirSQL(r_.curMunicipio);
-  ListaOutrasInfo.clear();
+  ListaOutrasInfo.Limpar();
   Nutildb::DestruirSQL(r_.cdsPis);
   Nutildb::DestruirSQL(r_.cdsCofins);
 }

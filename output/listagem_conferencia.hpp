@@ -6,11 +6,11 @@
 #pragma once
 
 #include <array>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "host/report.hpp"
+#include "output/lista_textos.hpp"
 #include "output/rec_total.hpp"
 #include "report/resumo_conf_lcto_fis.hpp"
 
@@ -75,10 +75,14 @@ class TListagemConferencia {
   std::array<TRecTotal, kGrupos> TotaisTipo{};
   TRecTotal Total13, Total15, Total16, TotalValorAdicional;
   std::vector<TRecTotal> TotaisOperacao;
-  std::set<std::string> ListaNatureza;
-  std::vector<std::string> ListaOutrasInfo;
+  TListaTextos ListaNatureza;    // in byte order, without repeats
+  TListaTextos ListaOutrasInfo;  // sorted when the block prints
   std::string TextoPessoa;
   std::string TextoObservacao;
+  // Buffers the printed texts are built in, kept from line to line so that a line builds no
+  // string of its own.
+  std::string texto_;
+  std::string sql_municipio_;
   std::string texto_progresso_;
   int64_t registros_progresso_ = -1;
   bool municipio_encontrado_ = false;

@@ -46,8 +46,8 @@ void TListagemConferencia::ImprimirLinhaImposto() {
     Campo("RUF", r_.cdsDocFiscal->GetString(doc_.uf));
     Campo("RAliquota", FormatFloat("#0.##", i->GetFloat(imp_.aliquota)));
   }
-  const std::string cfop = i->GetString(imp_.cfop);
-  Campo("RCodigoCFOP", FormatarCFOP(cfop));
+  const std::string cfop = FormatarCFOP(i->GetString(imp_.cfop));
+  Campo("RCodigoCFOP", cfop);
   Campo("RValorContabil", r_.FormatValor(TotalLinha.ValorContabil));
   Campo("RBaseCalculo", r_.FormatValor(TotalLinha.BaseImposto));
   Campo("RValor", r_.FormatValor(TotalLinha.ValorImposto));
@@ -55,8 +55,12 @@ void TListagemConferencia::ImprimirLinhaImposto() {
   Campo("ROutras", r_.FormatValor(TotalLinha.OutrasImposto));
   if (r_.FExibirDadosNatureza &&
       r_.BuscarChave(r_.cdsNatureza, {static_cast<int32_t>(i->GetInteger(imp_.cfop))})) {
-    ListaNatureza.insert("Natureza: " + FormatarCFOP(cfop) + " - " +
-                         r_.cdsNatureza->GetString(nat_descricao_));
+    std::string& natureza = ListaNatureza.Novo();
+    natureza = "Natureza: ";
+    natureza += cfop;
+    natureza += " - ";
+    r_.cdsNatureza->AppendString(nat_descricao_, natureza);
+    ListaNatureza.InserirOrdenadoSemRepetir();
   }
   FimDePaginaSemMarcador();
   Imprimir(kSecaoDocumento);
@@ -65,34 +69,56 @@ void TListagemConferencia::ImprimirLinhaImposto() {
 void TListagemConferencia::PreencherDadosDocumento(TDataSet* ADataSet) {
   TDataSet* d = r_.cdsDocFiscal;
   Campo("RChaveLctoFis", ADataSet->GetString(imp_.chave));
-  TextoObservacao.clear();
-  if (!d->GetString(doc_.historico).empty()) {
-    TextoObservacao = "Observação: " + d->GetString(doc_.historico);
+  TextoObservacao = "Observação: ";
+  const size_t sem_historico = TextoObservacao.size();
+  d->AppendString(doc_.historico, TextoObservacao);
+  if (TextoObservacao.size() == sem_historico) {
+    TextoObservacao.clear();
   }
-  Campo("RNumeroNF", r_.FTipoMovimento == 2
-                         ? d->GetString(doc_.numero) + "-" + d->GetString(doc_.numero_final)
-                         : d->GetString(doc_.numero));
-  const std::string subserie = d->GetString(doc_.subserie);
-  Campo("RSerieNF",
-        subserie.empty() ? d->GetString(doc_.serie) : d->GetString(doc_.serie) + "/" + subserie);
-  Campo("REspecieNF", d->GetString(doc_.especie));
+  texto_.clear();
+  d->AppendString(doc_.numero, texto_);
+  if (r_.FTipoMovimento == 2) {
+    texto_ += '-';
+    d->AppendString(doc_.numero_final, texto_);
+  }
+  Campo("RNumeroNF", texto_);
+  texto_.clear();
+  d->AppendString(doc_.serie, texto_);
+  const size_t sem_subserie = texto_.size();
+  texto_ += '/';
+  d->AppendString(doc_.subserie, texto_);
+  if (texto_.size() == sem_subserie + 1) {
+    texto_.resize(sem_subserie);
+  }
+  Campo("RSerieNF", texto_);
+  texto_.clear();
+  d->AppendString(doc_.especie, texto_);
+  Campo("REspecieNF", texto_);
   const std::string pessoa = d->GetString(doc_.pessoa);
   Campo("RPessoa", pessoa);
   TDataSet* p = r_.cdsPessoa;
   if (r_.BuscarChave(p, {static_cast<int32_t>(d->GetInteger(doc_.pessoa))})) {
     LocalizarMunicipio();
     if (r_.FExibirDadosPessoa) {
-      const std::string prefixo = r_.FTipoMovimento == 1 ? "Fornecedor: " : "Cliente: ";
-      const std::string inscricao = p->GetInteger(pes_.rural) == kProdutorRural
-                                        ? p->GetString(pes_.inscr_produtor)
-                                        : p->GetString(pes_.inscr_estadual);
-      const std::string municipio =
-          municipio_encontrado_ ? r_.curMunicipio->GetString(0) + kSeparador : kSeparador;
-      TextoPessoa = prefixo + p->GetString(pes_.nome) + kSeparador +
-                    p->GetString(pes_.inscr_federal) + kSeparador + p->GetString(pes_.uf) +
-                    kSeparador + municipio + inscricao;
+      TextoPessoa = r_.FTipoMovimento == 1 ? "Fornecedor: " : "Cliente: ";
+      p->AppendString(pes_.nome, TextoPessoa);
+      TextoPessoa += kSeparador;
+      p->AppendString(pes_.inscr_federal, TextoPessoa);
+      TextoPessoa += kSeparador;
+      p->AppendString(pes_.uf, TextoPessoa);
+      TextoPessoa += kSeparador;
+      if (municipio_encontrado_) {
+        r_.curMunicipio->AppendString(0, TextoPessoa);
+      }
+      TextoPessoa += kSeparador;
+      p->AppendString(
+          p->GetInteger(pes_.rural) == kProdutorRural ? pes_.inscr_produtor : pes_.inscr_estadual,
+          TextoPessoa);
     } else if (r_.FModeloImpressao == 1) {
-      Campo("RPessoa", pessoa + " " + p->GetString(pes_.nome));
+      texto_ = pessoa;
+      texto_ += ' ';
+      p->AppendString(pes_.nome, texto_);
+      Campo("RPessoa", texto_);
     }
   }
   Campo("RModelo", d->GetString(doc_.modelo));
@@ -110,11 +136,12 @@ void TListagemConferencia::LocalizarMunicipio() {
   if (r_.curMunicipio != nullptr && r_.BuscarChave(r_.curMunicipio, {codigo, uf})) {
     return;
   }
-  municipio_encontrado_ = TnDMSQLDataSet::PegarRegistroSQL(
-      r_.curMunicipio,
-      "select nomemunic, codigomunic, siglaestado from municipio where codigomunic = " +
-          Nutil::ValorParaSQL(codigo, TFieldType::Integer) + " and siglaestado = " +
-          Nutil::ValorParaSQL(uf, TFieldType::String) + " order by codigomunic, siglaestado ");
+  sql_municipio_ = "select nomemunic, codigomunic, siglaestado from municipio where codigomunic = ";
+  sql_municipio_ += Nutil::ValorParaSQL(codigo, TFieldType::Integer);
+  sql_municipio_ += " and siglaestado = ";
+  sql_municipio_ += Nutil::ValorParaSQL(uf, TFieldType::String);
+  sql_municipio_ += " order by codigomunic, siglaestado ";
+  municipio_encontrado_ = TnDMSQLDataSet::PegarRegistroSQL(r_.curMunicipio, sql_municipio_);
 }
 
 void TListagemConferencia::LimparDadosDocumento() {

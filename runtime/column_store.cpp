@@ -1,6 +1,7 @@
 #include "runtime/column_store.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 
@@ -216,6 +217,21 @@ std::string ColumnStore::String(RowId row, int field) const {
       return FloatToStr(c.floats[row]);
     default:
       return Value(row, field).AsString();
+  }
+}
+
+void ColumnStore::AppendString(RowId row, int field, std::string& out) const {
+  const Column& c = columns_[field];
+  if (c.kind == Kind::Text) {
+    out += TextAt(row, field);
+  } else if (IsNull(row, field)) {
+    return;
+  } else if (defs_[field].type == TFieldType::Integer) {
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, c.integers[row]).ptr;
+    out.append(digits, end);
+  } else {
+    out += String(row, field);
   }
 }
 

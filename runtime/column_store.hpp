@@ -35,6 +35,8 @@ class NRW_API ColumnStore {
   int64_t Integer(RowId row, int field) const;
   double Float(RowId row, int field) const;
   std::string String(RowId row, int field) const;
+  // Appends the text String returns, without building one for texts and whole numbers.
+  void AppendString(RowId row, int field, std::string& out) const;
   Variant Value(RowId row, int field) const;
   void Set(RowId row, int field, const Variant& value);
   // A store holding the rows `order` names, in that order (row i is order[i]).

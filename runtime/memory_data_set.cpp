@@ -358,8 +358,12 @@ struct TMemoryDataSet::Impl {
     std::sort(pending.begin(), pending.end(), less);
     const size_t middle = order.size();
     order.insert(order.end(), pending.begin(), pending.end());
-    std::inplace_merge(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(middle),
-                       order.end(), less);
+    // Rows that all come after the ones in order (a refilled look-up, rows appended in key
+    // order) need no merge, and so no merge buffer.
+    if (middle > 0 && middle < order.size() && less(order[middle], order[middle - 1])) {
+      std::inplace_merge(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(middle),
+                         order.end(), less);
+    }
     pending.clear();
     OrderChanged();
   }
@@ -638,6 +642,13 @@ double TMemoryDataSet::GetFloat(int field) const {
 std::string TMemoryDataSet::GetString(int field) const {
   uint32_t row = 0;
   return ReadRow(row) ? impl_->store->String(row, field) : std::string();
+}
+
+void TMemoryDataSet::AppendString(int field, std::string& out) const {
+  uint32_t row = 0;
+  if (ReadRow(row)) {
+    impl_->store->AppendString(row, field, out);
+  }
 }
 
 Variant TMemoryDataSet::GetValue(int field) const {

@@ -204,14 +204,17 @@ class PdfRenderer : public TSectionSink {
     const double width = layout_.page.BodyWidth();
     const double line = kHeaderLineMm;
     Text(FieldValue(fields, "Empresa"), 0, 0, width - 40, TLayoutAlign::Left, text_size, true);
-    const std::string page = FieldValue(fields, "Pagina");
+    const std::string page(FieldValue(fields, "Pagina"));
     Text(page.empty() ? "" : "Página: " + page, width - 40, 0, 40, TLayoutAlign::Right, text_size,
          false);
-    std::string estab = FieldValue(fields, "Estabelecimento");
-    if (const std::string cnpj = FieldValue(fields, "CNPJ"); !cnpj.empty()) {
-      estab += "    CNPJ: " + cnpj + "    IE: " + FieldValue(fields, "InscricaoEstadual");
+    std::string estab(FieldValue(fields, "Estabelecimento"));
+    if (const std::string_view cnpj = FieldValue(fields, "CNPJ"); !cnpj.empty()) {
+      estab += "    CNPJ: ";
+      estab += cnpj;
+      estab += "    IE: ";
+      estab += FieldValue(fields, "InscricaoEstadual");
     }
-    const std::string folha = FieldValue(fields, "Folha");
+    const std::string folha(FieldValue(fields, "Folha"));
     Text(estab, 0, line, folha.empty() ? width : width - 40, TLayoutAlign::Left, text_size, false);
     if (!folha.empty()) {
       Text("Folha: " + folha, width - 40, line, 40, TLayoutAlign::Right, text_size, false);
@@ -219,10 +222,10 @@ class PdfRenderer : public TSectionSink {
     Text(FieldValue(fields, "Titulo"), 0, 2 * line, width, TLayoutAlign::Center, title_size + 3,
          true);
     // The title is taller than a text line: the period line goes one and a half lines lower.
-    const std::string periodo = FieldValue(fields, "Periodo");
+    const std::string periodo(FieldValue(fields, "Periodo"));
     Text(periodo.empty() ? "" : "Período: " + periodo, 0, 3.5 * line, width / 2, TLayoutAlign::Left,
          text_size, false);
-    const std::string emissao = FieldValue(fields, "Emissao");
+    const std::string emissao(FieldValue(fields, "Emissao"));
     Text(emissao.empty() ? "" : "Emissão: " + emissao, width / 2, 3.5 * line, width / 2,
          TLayoutAlign::Right, text_size, false);
     Rule(0, width, layout_.page.header_height - 1);

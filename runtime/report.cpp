@@ -71,6 +71,11 @@ std::string TnrwReport::RepParam(std::string_view name) const {
   return slot != nullptr ? slot->value : std::string();
 }
 
+std::string_view TnrwReport::RepParamText(std::string_view name) const {
+  const Slot* slot = FindSlot(name);
+  return slot != nullptr ? std::string_view(slot->value) : std::string_view();
+}
+
 const std::string& TnrwReport::RepParam(std::string_view name, std::string_view value) {
   Slot& slot = SlotOf(name);
   slot.value.assign(value);

@@ -29,16 +29,31 @@ std::unique_ptr<TnClientDataSet> Query(TSQLConnection* connection, const std::st
 
 }  // namespace
 
-std::string FormatarInscricaoFederal(const std::string& d) {
+void AppendInscricaoFederal(std::string_view d, std::string& out) {
   const bool digits = !d.empty() && d.find_first_not_of("0123456789") == std::string::npos;
+  // Digits copied with a separator before the given positions.
+  const auto punctuated = [&](std::initializer_list<std::pair<size_t, char>> marks) {
+    size_t from = 0;
+    for (const auto& [at, mark] : marks) {
+      out.append(d.substr(from, at - from));
+      out += mark;
+      from = at;
+    }
+    out.append(d.substr(from));
+  };
   if (digits && d.size() == kCnpjDigits) {
-    return d.substr(0, 2) + "." + d.substr(2, 3) + "." + d.substr(5, 3) + "/" + d.substr(8, 4) +
-           "-" + d.substr(12, 2);
+    punctuated({{2, '.'}, {5, '.'}, {8, '/'}, {12, '-'}});
+  } else if (digits && d.size() == kCpfDigits) {
+    punctuated({{3, '.'}, {6, '.'}, {9, '-'}});
+  } else {
+    out.append(d);
   }
-  if (digits && d.size() == kCpfDigits) {
-    return d.substr(0, 3) + "." + d.substr(3, 3) + "." + d.substr(6, 3) + "-" + d.substr(9, 2);
-  }
-  return d;
+}
+
+std::string FormatarInscricaoFederal(const std::string& d) {
+  std::string out;
+  AppendInscricaoFederal(d, out);
+  return out;
 }
 
 TnCabecalhoRelatorio::TnCabecalhoRelatorio(TnrwReport* report, bool hide_company,
@@ -104,31 +119,66 @@ std::string TnCabecalhoRelatorio::PageText() const {
 
 std::vector<TPrintedField> TnCabecalhoRelatorio::Campos() const {
   std::vector<TPrintedField> fields;
+  Campos(fields);
+  return fields;
+}
+
+void TnCabecalhoRelatorio::Campos(std::vector<TPrintedField>& fields) const {
+  size_t count = 0;
+  // The next field, named, with its value emptied for the caller to write.
+  const auto field = [&fields, &count](std::string_view name) -> std::string& {
+    if (count == fields.size()) {
+      fields.emplace_back();
+    }
+    TPrintedField& f = fields[count++];
+    f.name.assign(name);
+    f.value.clear();
+    return f.value;
+  };
   if (!hide_company_) {
-    fields.push_back(
-        {"Empresa", company_ < 0 ? "" : std::to_string(company_) + " - " + company_name_});
+    std::string& value = field("Empresa");
+    if (company_ >= 0) {
+      value += std::to_string(company_);
+      value += " - ";
+      value += company_name_;
+    }
   }
   if (!hide_establishment_) {
-    fields.push_back({"Estabelecimento", estab_.empty() ? "" : estab_ + " - " + estab_name_});
+    std::string& value = field("Estabelecimento");
+    if (!estab_.empty()) {
+      value += estab_;
+      value += " - ";
+      value += estab_name_;
+    }
   }
   if (!hide_registrations_) {
-    fields.push_back({"CNPJ", FormatarInscricaoFederal(cnpj_)});
-    fields.push_back({"InscricaoEstadual", state_registration_});
+    AppendInscricaoFederal(cnpj_, field("CNPJ"));
+    field("InscricaoEstadual") = state_registration_;
   }
-  std::string title = title_;
+  std::string& title = field("Titulo");
+  title = title_;
   if (title.empty()) {
-    title = report_->RepParam("TituloRelatorio");
+    title = report_->RepParamText("TituloRelatorio");
   }
-  fields.push_back({"Titulo", title.empty() ? kTituloPadrao : title});
+  if (title.empty()) {
+    title = kTituloPadrao;
+  }
   if (!subtitle_.empty()) {
-    fields.push_back({"Subtitulo", subtitle_});
+    field("Subtitulo") = subtitle_;
   }
   if (!hide_period_) {
-    fields.push_back({"Periodo", DateText(report_->RepParam("pDataInicial")) + " a " +
-                                     DateText(report_->RepParam("pDataFinal"))});
+    std::string& value = field("Periodo");
+    value += DateText(report_->RepParam("pDataInicial"));
+    value += " a ";
+    value += DateText(report_->RepParam("pDataFinal"));
   }
   if (print_emission_) {
-    fields.push_back({"Emissao", FormatDateTime("dd/mm/yyyy hh:nn", report_->DataHoraEmissao())});
+    const TDateTime emission = report_->DataHoraEmissao();
+    if (emission != emission_time_) {
+      emission_time_ = emission;
+      emission_text_ = FormatDateTime("dd/mm/yyyy hh:nn", emission);
+    }
+    field("Emissao") = emission_text_;
   }
   if (!hide_page_) {
     // With the counts of a pagination pass: "n de N", and the sheet of the whole report when
@@ -136,18 +186,26 @@ std::vector<TPrintedField> TnCabecalhoRelatorio::Campos() const {
     const TPageTotals& totals = report_->PageTotals();
     const int32_t page = report_->PageNumber();
     const int32_t run_total = totals.RunTotal(page);
-    fields.push_back(
-        {"Pagina", PageText() + (run_total > 0 ? " de " + std::to_string(run_total) : "")});
+    std::string& value = field("Pagina");
+    value += PageText();
+    if (run_total > 0) {
+      value += " de ";
+      value += std::to_string(run_total);
+    }
     if (run_total > 0 && per_establishment_) {
-      fields.push_back({"Folha", std::to_string(page) + " de " + std::to_string(totals.pages)});
+      std::string& sheet = field("Folha");
+      sheet += std::to_string(page);
+      sheet += " de ";
+      sheet += std::to_string(totals.pages);
     }
   }
-  return fields;
+  fields.resize(count);
 }
 
 void TnCabecalhoRelatorio::ImpressaoCabecalho() {
   if (per_establishment_ && estab_first_engine_page_ == 0) {
     estab_first_engine_page_ = report_->PageNumber();
   }
-  report_->RepPrintHeader(Campos(), title_size_, text_size_);
+  Campos(campos_);
+  report_->RepPrintHeader(campos_, title_size_, text_size_);
 }

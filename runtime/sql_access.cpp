@@ -30,8 +30,13 @@ class CursorFiller : public TSQLRowSink {
 
   // A cursor that already has these columns is only emptied (look-ups refill one cursor over
   // and over).
+  // Whether Columns only empties the cursor (it keeps its fields and index list).
+  bool Fits(const std::vector<TSQLColumn>& columns) const {
+    return cursor_.Active() && HasColumns(columns);
+  }
+
   void Columns(const std::vector<TSQLColumn>& columns) override {
-    if (cursor_.Active() && HasColumns(columns)) {
+    if (Fits(columns)) {
       cursor_.EmptyDataSet();
       return;
     }
@@ -182,9 +187,13 @@ void FillLookup(TnClientDataSet& cursor) {
   } else {
     connection.Query(cursor.SQL(), {}, fresh.rows);
   }
-  const std::string index = cursor.IndexFieldNames();
   CursorFiller filler(cursor, cursor.MaxRows());
+  // A cursor made anew forgets its index list: it is copied then, and only then, so that a
+  // refill of the same columns builds no string.
+  const bool fits = filler.Fits(result->rows.columns_);
+  const std::string kept_index = fits ? std::string() : cursor.IndexFieldNames();
   filler.Columns(result->rows.columns_);
+  const std::string& index = fits ? cursor.IndexFieldNames() : kept_index;
   for (const std::vector<Variant>& row : result->rows.rows_) {
     filler.Row(row);
   }

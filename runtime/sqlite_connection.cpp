@@ -250,7 +250,13 @@ void SqliteConnection::Query(const std::string& sql, const TVariantArray& params
   std::vector<Variant> row(count);
   while (rc == SQLITE_ROW) {
     for (int i = 0; i < count; ++i) {
-      row[i] = ReadSqliteValue(st, i, columns[i].type, columns[i].name);
+      if (columns[i].type == TFieldType::String && sqlite3_column_type(st, i) == SQLITE_TEXT) {
+        // Texts go into the row's own buffers, as ReadSqliteValue would convert them.
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, i));
+        row[i].AssignString({text, static_cast<size_t>(sqlite3_column_bytes(st, i))});
+      } else {
+        row[i] = ReadSqliteValue(st, i, columns[i].type, columns[i].name);
+      }
     }
     sink.Row(row);
     rc = sqlite3_step(st);

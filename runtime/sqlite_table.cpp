@@ -892,6 +892,14 @@ double TnFDTableSQLite::GetFloat(int field) const {
 std::string TnFDTableSQLite::GetString(int field) const {
   return Current(field).AsString();
 }
+void TnFDTableSQLite::AppendString(int field, std::string& out) const {
+  const Variant& value = Current(field);
+  if (value.GetKind() == Variant::Kind::String) {
+    out += value.StringRef();
+  } else {
+    out += value.AsString();
+  }
+}
 Variant TnFDTableSQLite::GetValue(int field) const {
   return Current(field);
 }

@@ -34,13 +34,13 @@ void Encode(std::u32string_view text, std::string& out) {
 
 }  // namespace
 
-std::string FieldValue(const std::vector<TPrintedField>& fields, const std::string& name) {
+std::string_view FieldValue(const std::vector<TPrintedField>& fields, std::string_view name) {
   for (const TPrintedField& f : fields) {
     if (f.name == name) {
       return f.value;
     }
   }
-  return "";
+  return {};
 }
 
 void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
@@ -110,34 +110,45 @@ void TextRenderer::Write(std::u32string_view line) {
 
 void TextRenderer::PrintHeader(int32_t, const std::vector<TPrintedField>& fields, int32_t,
                                int32_t) {
-  std::u32string line;
+  // The header's lines go through the section line and a text kept for the next page.
+  std::u32string& line = line_;
+  std::string& text = header_text_;
+  const auto labelled = [&text](std::string_view label, std::string_view value) {
+    text.assign(label);
+    text += value;
+    return std::string_view(text);
+  };
+  line.clear();
   PlaceText(line, 0, width_ - 20, TLayoutAlign::Left, FieldValue(fields, "Empresa"));
-  if (const std::string page = FieldValue(fields, "Pagina"); !page.empty()) {
-    PlaceText(line, width_ - 20, 20, TLayoutAlign::Right, "Página: " + page);
+  if (const std::string_view page = FieldValue(fields, "Pagina"); !page.empty()) {
+    PlaceText(line, width_ - 20, 20, TLayoutAlign::Right, labelled("Página: ", page));
   }
   Write(line);
   line.clear();
-  std::string estab = FieldValue(fields, "Estabelecimento");
-  for (const auto& [name, label] : std::vector<std::pair<std::string, std::string>>{
-           {"CNPJ", "CNPJ: "}, {"InscricaoEstadual", "IE: "}}) {
-    if (const std::string v = FieldValue(fields, name); !v.empty()) {
-      estab += "   " + label + v;
+  text.assign(FieldValue(fields, "Estabelecimento"));
+  for (const auto& [name, label] : {std::pair<std::string_view, std::string_view>{"CNPJ", "CNPJ: "},
+                                    {"InscricaoEstadual", "IE: "}}) {
+    if (const std::string_view v = FieldValue(fields, name); !v.empty()) {
+      text += "   ";
+      text += label;
+      text += v;
     }
   }
-  const std::string folha = FieldValue(fields, "Folha");
-  PlaceText(line, 0, folha.empty() ? width_ : width_ - 20, TLayoutAlign::Left, estab);
+  const std::string_view folha = FieldValue(fields, "Folha");
+  PlaceText(line, 0, folha.empty() ? width_ : width_ - 20, TLayoutAlign::Left, text);
   if (!folha.empty()) {
-    PlaceText(line, width_ - 20, 20, TLayoutAlign::Right, "Folha: " + folha);
+    PlaceText(line, width_ - 20, 20, TLayoutAlign::Right, labelled("Folha: ", folha));
   }
   Write(line);
   line.clear();
   PlaceText(line, 0, width_, TLayoutAlign::Center, FieldValue(fields, "Titulo"));
   Write(line);
   line.clear();
-  const std::string periodo = FieldValue(fields, "Periodo");
-  PlaceText(line, 0, width_ - 30, TLayoutAlign::Left, periodo.empty() ? "" : "Período: " + periodo);
-  if (const std::string emissao = FieldValue(fields, "Emissao"); !emissao.empty()) {
-    PlaceText(line, width_ - 30, 30, TLayoutAlign::Right, "Emissão: " + emissao);
+  const std::string_view periodo = FieldValue(fields, "Periodo");
+  PlaceText(line, 0, width_ - 30, TLayoutAlign::Left,
+            periodo.empty() ? std::string_view() : labelled("Período: ", periodo));
+  if (const std::string_view emissao = FieldValue(fields, "Emissao"); !emissao.empty()) {
+    PlaceText(line, width_ - 30, 30, TLayoutAlign::Right, labelled("Emissão: ", emissao));
   }
   Write(line);
 }

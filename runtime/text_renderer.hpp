@@ -21,7 +21,7 @@ NRW_API void PlaceText(std::u32string& line, int column, int width, TLayoutAlign
                        std::string_view text);
 
 // The value of a printed field by name ("" when the section has no such field).
-std::string FieldValue(const std::vector<TPrintedField>& fields, const std::string& name);
+std::string_view FieldValue(const std::vector<TPrintedField>& fields, std::string_view name);
 
 class TextRenderer : public TSectionSink {
  public:
@@ -42,8 +42,9 @@ class TextRenderer : public TSectionSink {
   const TReportLayout& layout_;
   int width_;
   std::unordered_map<int32_t, std::u32string> backgrounds_;
-  std::u32string line_;  // reused by every section
-  std::string bytes_;    // the line in UTF-8
+  std::u32string line_;      // reused by every section
+  std::string bytes_;        // the line in UTF-8
+  std::string header_text_;  // a header text with its label, reused by every page
 };
 
 }  // namespace nrw

@@ -39,6 +39,14 @@ Variant Variant::FromDateTime(TDateTime value) {
   return v;
 }
 
+void Variant::AssignString(std::string_view text) {
+  if (auto* held = std::get_if<std::string>(&value_)) {
+    held->assign(text);
+  } else {
+    value_.emplace<std::string>(text);
+  }
+}
+
 Variant::Kind Variant::GetKind() const {
   return static_cast<Kind>(value_.index());
 }
