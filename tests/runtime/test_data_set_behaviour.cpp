@@ -146,6 +146,41 @@ TEST_P(DataSetBehaviour, CopyValueCopiesEveryKindOfCellIncludingAnEmptyOne) {
   EXPECT_THROW(copy->CopyValue(0, *table), Exception) << "not in edit or insert mode";
 }
 
+TEST_P(DataSetBehaviour, AppendStringAddsWhatGetStringReturnsForEveryKindOfCell) {
+  table->Append();
+  table->SetValue(0, 40.5);  // the other fields stay empty
+  table->SetValue(1, -7);
+  table->Post();
+  table->Append();
+  table->SetValue(0, 41.0);
+  table->SetValue(4, "Nota fiscal de serviço eletrônica, série única");
+  table->Post();
+  int rows = 0;
+  for (table->First(); !table->Eof(); table->Next(), ++rows) {
+    for (int f = 0; f < table->FieldCount(); ++f) {
+      std::string out = "before|";
+      table->AppendString(f, out);
+      EXPECT_EQ(out, "before|" + table->GetString(f)) << "row " << rows << " field " << f;
+    }
+  }
+  EXPECT_EQ(rows, 7);
+}
+
+TEST_P(DataSetBehaviour, RowsPostedAfterTheOthersUnderAnIndexNeedNoMergeAndKeepTheirOrder) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  table->First();
+  Add(40.0, 1, 0, 1.0, "A");  // after every key: appended as they are
+  Add(50.0, 1, 0, 1.0, "B");
+  Add(30.0, 2, 0, 1.0, "C");  // equal to the last key there: after it
+  EXPECT_EQ(Keys(), (std::vector<double>{10, 10, 10, 20, 30, 30, 40, 50}));
+  table->FindKey({30.0});
+  table->Next();
+  EXPECT_EQ(table->GetInteger(1), 2) << "the posted 30 comes after the 30 that was there";
+  Add(15.0, 1, 0, 1.0, "D");  // among them: merged
+  Add(60.0, 1, 0, 1.0, "E");
+  EXPECT_EQ(Keys(), (std::vector<double>{10, 10, 10, 15, 20, 30, 30, 40, 50, 60}));
+}
+
 TEST_P(DataSetBehaviour, UnknownIndexFieldRaises) {
   EXPECT_THROW(table->SetIndexFieldNames("CHAVELCTOFIS;NOPE"), Exception);
 }

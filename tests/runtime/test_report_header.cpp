@@ -133,6 +133,38 @@ TEST_P(ReportHeader, EngineTitleWhenNoneIsGiven) {
   EXPECT_EQ(Field(header->Campos(), "Titulo"), "Conferência");
 }
 
+TEST_P(ReportHeader, FieldsWrittenIntoTheLastPagesAreTheFieldsOfANewList) {
+  auto header = RunHeader();
+  header->SetCodigoEstab("2");
+  header->Executar(1);
+  std::vector<TPrintedField> kept = {{"Velho", "um texto longo que sobra da página anterior"},
+                                     {"A", ""},
+                                     {"B", ""},
+                                     {"C", ""},
+                                     {"D", ""},
+                                     {"E", ""},
+                                     {"F", ""},
+                                     {"G", ""},
+                                     {"H", ""},
+                                     {"I", ""},
+                                     {"J", ""}};
+  header->Campos(kept);
+  const std::vector<TPrintedField> fresh = header->Campos();
+  ASSERT_EQ(kept.size(), fresh.size()) << "the extra fields of the longer list are dropped";
+  for (size_t i = 0; i < fresh.size(); ++i) {
+    EXPECT_EQ(kept[i].name, fresh[i].name);
+    EXPECT_EQ(kept[i].value, fresh[i].value) << fresh[i].name;
+  }
+  EXPECT_EQ(Field(kept, "Emissao"), "03/02/2026 14:05");
+  // A later emission time (the clock of a run without a fixed time) shows on the next page.
+  engine->SetDataHoraEmissao(EncodeDate(2026, 2, 3) + EncodeTime(14, 6, 0));
+  header->Campos(kept);
+  EXPECT_EQ(Field(kept, "Emissao"), "03/02/2026 14:06");
+  engine->RepParam("pDataFinal", "15/01/2026");
+  header->Campos(kept);
+  EXPECT_EQ(Field(kept, "Periodo"), "01/01/2026 a 15/01/2026");
+}
+
 INSTANTIATE_TEST_SUITE_P(Databases, ReportHeader,
                          ::testing::Values(Backend::SQLite, Backend::PostgreSQL),
                          [](const auto& info) { return BackendName(info.param); });
@@ -142,6 +174,10 @@ TEST(FormatarInscricaoFederal, CnpjAndCpf) {
   EXPECT_EQ(FormatarInscricaoFederal("12345678909"), "123.456.789-09");
   EXPECT_EQ(FormatarInscricaoFederal("ISENTO"), "ISENTO");
   EXPECT_EQ(FormatarInscricaoFederal(""), "");
+  EXPECT_EQ(FormatarInscricaoFederal("1122233300018"), "1122233300018") << "13 digits";
+  std::string out = "CNPJ: ";
+  AppendInscricaoFederal("11222333000181", out);
+  EXPECT_EQ(out, "CNPJ: 11.222.333/0001-81");
 }
 
 }  // namespace

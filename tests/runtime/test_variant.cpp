@@ -18,6 +18,20 @@ TEST(Variant, ConvertsBetweenKinds) {
   EXPECT_THROW(Variant("x").AsFloat(), EConvertError);
 }
 
+TEST(Variant, AssignStringReusesTheTextItHolds) {
+  Variant v(int64_t{7});
+  v.AssignString("um texto de mais de quinze letras");
+  ASSERT_EQ(v.GetKind(), Variant::Kind::String);
+  EXPECT_EQ(v.StringRef(), "um texto de mais de quinze letras");
+  const char* buffer = v.StringRef().data();
+  v.AssignString("outro texto, mais curto");
+  EXPECT_EQ(v.StringRef(), "outro texto, mais curto");
+  EXPECT_EQ(v.StringRef().data(), buffer) << "a shorter text goes into the same buffer";
+  v.AssignString("");
+  EXPECT_EQ(v.AsString(), "");
+  EXPECT_FALSE(v.IsNull()) << "an empty text is not null";
+}
+
 TEST(FloatToStr, FifteenSignificantDigitsWithLocaleDecimal) {
   EXPECT_EQ(FloatToStr(18), "18");
   EXPECT_EQ(FloatToStr(1234.56), "1234,56");
