@@ -113,24 +113,26 @@ void TListagemConferencia::ImprimirProduto() {
   Imprimir(kSecaoProduto);
 }
 
+// The document's line of a totals cursor (products, freight), as "TEXT QUANTITY);0;VALUE;".
+void TListagemConferencia::AdicionarTotalOutrasInfo(TnClientDataSet* totais, const char* texto,
+                                                    int32_t quantidade, int32_t valor) {
+  if (!r_.BuscarChave(totais, {ChaveAtual})) {
+    return;
+  }
+  std::string& linha = ListaOutrasInfo.Novo();
+  linha = texto;
+  totais->AppendString(quantidade, linha);
+  linha += ");0;";
+  totais->AppendString(valor, linha);
+  linha += ';';
+}
+
 void TListagemConferencia::ImprimirOutrasInfo() {
   if (r_.FListarOutrasInfo) {
-    if (r_.BuscarChave(r_.curTotalProduto, {ChaveAtual})) {
-      std::string& linha = ListaOutrasInfo.Novo();
-      linha = "01-Valor Total Produtos/Serviços (Qdte ";
-      r_.curTotalProduto->AppendString(r_.ixTPR_QtdeTotal, linha);
-      linha += ");0;";
-      r_.curTotalProduto->AppendString(r_.ixTPR_ValorTotal, linha);
-      linha += ';';
-    }
-    if (r_.BuscarChave(r_.curTotalFrete, {ChaveAtual})) {
-      std::string& linha = ListaOutrasInfo.Novo();
-      linha = "02-Valor Total Conhecimento Frete (Qdte NFs ";
-      r_.curTotalFrete->AppendString(r_.ixTFR_QtdeNotas, linha);
-      linha += ");0;";
-      r_.curTotalFrete->AppendString(r_.ixTFR_ValorTotal, linha);
-      linha += ';';
-    }
+    AdicionarTotalOutrasInfo(r_.curTotalProduto, "01-Valor Total Produtos/Serviços (Qdte ",
+                             r_.ixTPR_QtdeTotal, r_.ixTPR_ValorTotal);
+    AdicionarTotalOutrasInfo(r_.curTotalFrete, "02-Valor Total Conhecimento Frete (Qdte NFs ",
+                             r_.ixTFR_QtdeNotas, r_.ixTFR_ValorTotal);
   }
   // Sorted, duplicates kept: products, freight, operations, then the value-added exclusion.
   ListaOutrasInfo.OrdenarEstavel(

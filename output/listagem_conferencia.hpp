@@ -38,6 +38,8 @@ class TListagemConferencia {
   void ImprimirProdutos();
   void ImprimirProduto();
   void ImprimirOutrasInfo();
+  void AdicionarTotalOutrasInfo(TnClientDataSet* totais, const char* texto, int32_t quantidade,
+                                int32_t valor);
   void ImprimirLinhaOutrasInfo(const std::string& linha, bool direita, bool imprimir);
   void ImprimirSeparador();
   void LiberarTabelas();

@@ -17,19 +17,42 @@ thread_local int64_t allocations = 0;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Every plain form of new and delete goes through malloc and free, so that each pair matches
+// (the sanitizers check that); the over-aligned forms are left to the library.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   if (counting) {
     ++allocations;
   }
-  if (void* p = std::malloc(size == 0 ? 1 : size)) {
+  return std::malloc(size == 0 ? 1 : size);
+}
+void* operator new(std::size_t size) {
+  if (void* p = operator new(size, std::nothrow)) {
     return p;
   }
   throw std::bad_alloc();
+}
+void* operator new[](std::size_t size) {
+  return operator new(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return operator new(size, std::nothrow);
 }
 void operator delete(void* p) noexcept {
   std::free(p);
 }
 void operator delete(void* p, std::size_t) noexcept {
+  std::free(p);
+}
+void operator delete(void* p, const std::nothrow_t&) noexcept {
+  std::free(p);
+}
+void operator delete[](void* p) noexcept {
+  std::free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept {
+  std::free(p);
+}
+void operator delete[](void* p, const std::nothrow_t&) noexcept {
   std::free(p);
 }
 
