@@ -12,6 +12,8 @@ namespace {
 
 constexpr int32_t kSecaoOutrasInfo = 16, kSecaoProduto = 17, kSecaoLegenda = 19;
 const char* const kSemClassificacao = "0000.00.00";
+// The items' index while their blocks print, set once (the name is not built per document).
+const char* const kIndiceItens = "CHAVELCTOFIS;SEQ";
 // The ordering prefix ("01-", "02-", "05-") that other-information lines drop when printed.
 constexpr size_t kPrefixoOrdem = 3;
 constexpr size_t kLimiteTextoComAliquota = 40;
@@ -56,11 +58,18 @@ void TListagemConferencia::ImprimirProdutos() {
   if (!r_.FExibirDadosProduto || itens == nullptr || itens->IsEmpty()) {
     return;
   }
-  itens->SetFilter("CHAVELCTOFIS = " +
-                   Nutil::ValorParaFiltro(Variant(ChaveAtual), TFieldType::Float));
-  itens->SetFiltered(true);
-  itens->SetIndexFieldNames("SEQ");
+  // The document's items by sequence: a range of the key and sequence index (the same rows, in
+  // the same order, as a filter on the key under a sequence index, without a filter per
+  // document).
+  if (itens->IndexFieldNames() != kIndiceItens) {
+    itens->SetIndexFieldNames(kIndiceItens);
+  }
+  chave_produtos_.assign({Variant(ChaveAtual)});
+  itens->SetRange(chave_produtos_, chave_produtos_);
   itens->First();
+  TDataSet* pc = r_.cdsPisCofins;
+  pc_ = {pc->FieldIndex("CHAVELCTOFIS"), pc->FieldIndex("CODIGOPRODUTO"), pc->FieldIndex("SEQ"),
+         pc->FieldIndex("VALORPIS"), pc->FieldIndex("VALORCOFINS")};
   Campo("pSeq", "Seq");
   Campo("pProduto", "Produto");
   Campo("pClassificacao", "Classificação Fiscal");
@@ -76,7 +85,7 @@ void TListagemConferencia::ImprimirProdutos() {
   for (; !itens->Eof(); itens->Next()) {
     ImprimirProduto();
   }
-  itens->SetFiltered(false);
+  itens->CancelRange();
   r_.cdsPisCofins->SetFiltered(false);
 }
 
@@ -87,10 +96,13 @@ void TListagemConferencia::ImprimirProduto() {
   const auto produto = static_cast<int32_t>(itens->GetInteger(r_.ixLCP_CodigoProduto));
   // A product missing from the cursor keeps the description printed last.
   if (r_.BuscarChave(r_.curProduto, {produto})) {
-    Campo("pProduto", r_.curProduto->GetString(r_.ixPRO_DescrProduto));
-    const std::string ncm = r_.curProduto->GetString(r_.ixPRO_CodigoNCM);
-    if (!r_.curProduto->IsNull(r_.ixPRO_CodigoNCM) && ncm != kSemClassificacao) {
-      Campo("pClassificacao", ncm);
+    texto_.clear();
+    r_.curProduto->AppendString(r_.ixPRO_DescrProduto, texto_);
+    Campo("pProduto", texto_);
+    texto_.clear();
+    r_.curProduto->AppendString(r_.ixPRO_CodigoNCM, texto_);
+    if (!r_.curProduto->IsNull(r_.ixPRO_CodigoNCM) && texto_ != kSemClassificacao) {
+      Campo("pClassificacao", texto_);
     }
   }
   Campo("pQtde", r_.FormatValor(itens->GetFloat(r_.ixLCP_Quantidade)));
@@ -101,12 +113,12 @@ void TListagemConferencia::ImprimirProduto() {
   TDataSet* pc = r_.cdsPisCofins;
   if (r_.LocalizarChave(pc, {ChaveAtual, produto, Variant(seq)})) {
     do {
-      pis += pc->FieldByName("ValorPIS")->AsFloat();
-      cofins += pc->FieldByName("ValorCOFINS")->AsFloat();
+      pis += pc->GetFloat(pc_.valor_pis);
+      cofins += pc->GetFloat(pc_.valor_cofins);
       pc->Next();
-    } while (!pc->Eof() && pc->FieldByName("CHAVELCTOFIS")->AsFloat() == ChaveAtual &&
-             pc->FieldByName("CODIGOPRODUTO")->AsInteger() == produto &&
-             pc->FieldByName("SEQ")->AsLargeInt() == seq);
+    } while (!pc->Eof() && pc->GetFloat(pc_.chave) == ChaveAtual &&
+             static_cast<int32_t>(pc->GetInteger(pc_.produto)) == produto &&
+             pc->GetInteger(pc_.seq) == seq);
   }
   Campo("pVlrPis", r_.FormatValor(pis));
   Campo("pVlrCofins", r_.FormatValor(cofins));

@@ -62,7 +62,7 @@ class TListagemConferencia {
 
   // The page-end fallback for layouts without the marker section 15.
   void FimDePaginaSemMarcador();
-  void Campo(const char* nome, const std::string& valor) { r_.RepParam(nome, valor); }
+  void Campo(const char* nome, std::string_view valor) { r_.RepParam(nome, valor); }
   void Imprimir(int32_t secao) { engine_.RepPrintSection(secao); }
   bool PodeImprimir(int32_t secao) const { return engine_.DelphiCanPrintSection(secao); }
 
@@ -85,6 +85,7 @@ class TListagemConferencia {
   // string of its own.
   std::string texto_;
   std::string sql_municipio_;
+  TVariantArray chave_produtos_;  // the range of a document's products
   std::string texto_progresso_;
   int64_t registros_progresso_ = -1;
   bool municipio_encontrado_ = false;
@@ -101,6 +102,9 @@ class TListagemConferencia {
     int32_t nome, inscr_federal, uf, municipio, inscr_estadual, rural, inscr_produtor;
   } pes_{};
   int32_t nat_descricao_ = -1;
+  struct {
+    int32_t chave, produto, seq, valor_pis, valor_cofins;
+  } pc_{};  // of the PIS/COFINS items, resolved when a document's products print
 };
 
 }  // namespace nfis

@@ -79,7 +79,7 @@ struct Counted {
 };
 
 // The demo month of `documents` documents with every block under the documents that the
-// listing builds texts for: counterparty, natures, other information.
+// listing builds texts for: counterparty, natures, products, other information.
 Counted CountListing(int64_t documents) {
   auto run = ReportRun::OpenDemo(nrw::testing::Backend::SQLite, documents);
   run->SetDefaults();
@@ -87,6 +87,7 @@ Counted CountListing(int64_t documents) {
   run->Set("pListarOutrasInfo", "1");
   run->Set("pExibirDadosPessoa", "1");
   run->Set("pExibirDadosNatureza", "1");
+  run->Set("pExibirDadosProduto", "1");
   CountingSink sink;
   run->Engine().RemoveSink(&run->Sink());
   run->Engine().AddSink(&sink);
@@ -109,7 +110,7 @@ TEST(ListingAllocations, ALargerMonthAllocatesNothingPerPrintedLine) {
   // Growth of the stores (chunks and vectors that double: a constant number more for each
   // doubling of the month) is all that may remain, under 0.1 here; a string built per line or
   // per document adds 0.7 and more, one per page about 0.3 (the listing before it built none
-  // made 5 per line).
+  // made 5 per line, and a filter per document for its products).
   EXPECT_LT(per_line, 0.2) << small.allocations << " allocations for " << small.tax_lines
                            << " lines, " << large.allocations << " for " << large.tax_lines;
 }
