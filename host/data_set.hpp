@@ -108,7 +108,7 @@ class NRW_API TDataSet : public TComponent {
 
   // Index: a ";"-separated, case-insensitive field list; empty keeps the natural order.
   const std::string& IndexFieldNames() const { return index_field_names_; }
-  virtual void SetIndexFieldNames(const std::string& names) = 0;
+  virtual void SetIndexFieldNames(std::string_view names) = 0;
   // Positions on the first visible row whose leading index fields equal `values`.
   virtual bool FindKey(const TVariantArray& values) = 0;
   // Limits the visible rows to the leading index fields between start and end, both included.
@@ -124,9 +124,9 @@ class NRW_API TDataSet : public TComponent {
  protected:
   void DefineFields(const std::vector<TFieldDef>& defs);
   void SetState(TDataSetState state) { state_ = state; }
-  void StoreIndexFieldNames(std::string names) { index_field_names_ = std::move(names); }
+  void StoreIndexFieldNames(std::string_view names) { index_field_names_.assign(names); }
   // Resolves an index field list to field positions; raises for an unknown field.
-  std::vector<int> ResolveFieldList(const std::string& names) const;
+  std::vector<int> ResolveFieldList(std::string_view names) const;
   // Called when the filter text or switch changes.
   virtual void FilterChanged() = 0;
   std::string DisplayName() const;

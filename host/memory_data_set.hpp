@@ -59,7 +59,7 @@ class NRW_API TMemoryDataSet : public TDataSet {
   void Cancel() override;
   void Delete() override;
 
-  void SetIndexFieldNames(const std::string& names) override;
+  void SetIndexFieldNames(std::string_view names) override;
   bool FindKey(const TVariantArray& values) override;
   void SetRange(const TVariantArray& start, const TVariantArray& end) override;
   void CancelRange() override;

@@ -12,8 +12,6 @@ namespace {
 
 constexpr int32_t kSecaoOutrasInfo = 16, kSecaoProduto = 17, kSecaoLegenda = 19;
 const char* const kSemClassificacao = "0000.00.00";
-// The items' index while their blocks print, set once (the name is not built per document).
-const char* const kIndiceItens = "CHAVELCTOFIS;SEQ";
 // The ordering prefix ("01-", "02-", "05-") that other-information lines drop when printed.
 constexpr size_t kPrefixoOrdem = 3;
 constexpr size_t kLimiteTextoComAliquota = 40;
@@ -61,9 +59,7 @@ void TListagemConferencia::ImprimirProdutos() {
   // The document's items by sequence: a range of the key and sequence index (the same rows, in
   // the same order, as a filter on the key under a sequence index, without a filter per
   // document).
-  if (itens->IndexFieldNames() != kIndiceItens) {
-    itens->SetIndexFieldNames(kIndiceItens);
-  }
+  itens->SetIndexFieldNames("CHAVELCTOFIS;SEQ");
   chave_produtos_.assign({Variant(ChaveAtual)});
   itens->SetRange(chave_produtos_, chave_produtos_);
   itens->First();

@@ -94,7 +94,7 @@ void TDataSet::DefineFields(const std::vector<TFieldDef>& defs) {
   }
 }
 
-std::vector<int> TDataSet::ResolveFieldList(const std::string& names) const {
+std::vector<int> TDataSet::ResolveFieldList(std::string_view names) const {
   std::vector<int> positions;
   size_t start = 0;
   while (start <= names.size()) {
@@ -102,7 +102,7 @@ std::vector<int> TDataSet::ResolveFieldList(const std::string& names) const {
     if (end == std::string::npos) {
       end = names.size();
     }
-    const std::string name = Trim(std::string_view(names).substr(start, end - start));
+    const std::string name = Trim(names.substr(start, end - start));
     if (!name.empty()) {
       positions.push_back(FieldIndex(name));
     }

@@ -790,7 +790,7 @@ void TMemoryDataSet::Delete() {
   }
 }
 
-void TMemoryDataSet::SetIndexFieldNames(const std::string& names) {
+void TMemoryDataSet::SetIndexFieldNames(std::string_view names) {
   CheckActive();
   Post();
   Impl& d = *impl_;

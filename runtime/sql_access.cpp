@@ -35,8 +35,10 @@ class CursorFiller : public TSQLRowSink {
     return cursor_.Active() && HasColumns(columns);
   }
 
-  void Columns(const std::vector<TSQLColumn>& columns) override {
-    if (Fits(columns)) {
+  void Columns(const std::vector<TSQLColumn>& columns) override { Columns(columns, Fits(columns)); }
+  // The same when the caller has asked Fits already.
+  void Columns(const std::vector<TSQLColumn>& columns, bool fits) {
+    if (fits) {
       cursor_.EmptyDataSet();
       return;
     }
@@ -192,7 +194,7 @@ void FillLookup(TnClientDataSet& cursor) {
   // refill of the same columns builds no string.
   const bool fits = filler.Fits(result->rows.columns_);
   const std::string kept_index = fits ? std::string() : cursor.IndexFieldNames();
-  filler.Columns(result->rows.columns_);
+  filler.Columns(result->rows.columns_, fits);
   const std::string& index = fits ? cursor.IndexFieldNames() : kept_index;
   for (const std::vector<Variant>& row : result->rows.rows_) {
     filler.Row(row);

@@ -594,12 +594,16 @@ struct TnFDTableSQLite::Cursor {
     if (!StreamTrusted() || !Orderable(k) || !Allows(k)) {
       return false;
     }
+    // The rows passed are below k: the floor, whether the stream gets there or a seek must.
     for (int steps = 0; !done; ++steps) {
       const std::optional<int> c = CompareRow(statement, k);
       if (c && *c >= 0) {
         break;
       }
       if (!c || steps == kMaxSteps) {
+        if (steps > 0) {
+          SetFloor(k, true);
+        }
         return false;
       }
       const int rc = sqlite3_step(statement);
@@ -608,7 +612,6 @@ struct TnFDTableSQLite::Cursor {
       }
       done = rc == SQLITE_DONE;
       detached = true;
-      SetFloor(k, true);  // the rows passed are below k
     }
     SetFloor(k, true);
     return true;
@@ -1018,7 +1021,7 @@ void TnFDTableSQLite::Delete() {
   }
 }
 
-void TnFDTableSQLite::SetIndexFieldNames(const std::string& names) {
+void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
   StoreIndexFieldNames(names);
   if (!Active()) {
     return;
