@@ -85,11 +85,10 @@ std::vector<Direction> Directions(const FiscalFilter& f) {
   return directions;
 }
 
-// Joins the branches of the selected directions with `joiner` ("union all", or "union" to drop
-// repeated rows); with no direction, one branch that selects nothing.
+// Joins the branches of the selected directions with "union all"; with no direction, one branch
+// that selects nothing.
 template <class Branch>
-SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by,
-              const char* joiner = " union all ") {
+SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by) {
   // An empty `order_by` leaves the rows in the database's order.
   SqlText text;
   std::vector<Direction> directions = Directions(f);
@@ -98,7 +97,7 @@ SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by,
     directions.push_back(kEntries);
   }
   for (const Direction& d : directions) {
-    text.sql += (text.sql.empty() ? "" : joiner) + branch(d, text.params);
+    text.sql += (text.sql.empty() ? "" : " union all ") + branch(d, text.params);
     if (none) {
       text.sql += " and 1 = 0";
     }
@@ -163,14 +162,21 @@ SqlText PisCofinsQuery(const FiscalFilter& f, bool ordered, bool only_listed) {
   return Union(f, branch, ordered ? "1, 2" : "");
 }
 
+// Each counterparty of the period's documents once. The people are chosen by their code among
+// the documents' (a semi-join): joining them with every document and dropping the repeated rows
+// with "union" made the database sort or hash a row per document (1.3 s against 0.3 s for a
+// month of 750,000 documents).
 SqlText PeopleQuery(const FiscalFilter& f) {
   auto branch = [&f](const Direction& d, TVariantArray& params) {
-    return std::string(
-               "select P.CODIGOPESSOA, P.NOMEPESSOA, P.INSCRFEDERAL, P.SIGLAESTADO, P.CODIGOMUNIC, "
-               "P.INSCRESTAD, P.PRODUTRURAL, P.INSCRPROD from PESSOA P join LCTOFIS") +
-           d.suffix + " L on L.CODIGOPESSOA = P.CODIGOPESSOA" + DocumentConditions(f, params);
+    return std::string("select L.CODIGOPESSOA from LCTOFIS") + d.suffix + " L" +
+           DocumentConditions(f, params);
   };
-  return Union(f, branch, "1", " union ");
+  SqlText documents = Union(f, branch, "");
+  return {
+      "select P.CODIGOPESSOA, P.NOMEPESSOA, P.INSCRFEDERAL, P.SIGLAESTADO, P.CODIGOMUNIC, "
+      "P.INSCRESTAD, P.PRODUTRURAL, P.INSCRPROD from PESSOA P where P.CODIGOPESSOA in (" +
+          documents.sql + ") order by 1",
+      std::move(documents.params)};
 }
 
 SqlText CfopQuery() {

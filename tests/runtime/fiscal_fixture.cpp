@@ -4,16 +4,13 @@
 #include "schema/company_schema.hpp"
 
 namespace nrw::testing {
-namespace {
 
-Variant Day(int day, int month = 1) {
+Variant Day(int day, int month) {
   return Variant::FromDateTime(EncodeDate(2026, month, day));
 }
-Variant At(int day, int hour, int minute, int month = 1) {
+Variant At(int day, int hour, int minute, int month) {
   return Variant::FromDateTime(EncodeDate(2026, month, day) + EncodeTime(hour, minute, 0));
 }
-
-}  // namespace
 
 void BuildFiscalFixture(TSQLConnection& c) {
   schema::CreateTables(c);

@@ -15,4 +15,8 @@ namespace nrw::testing {
 
 void BuildFiscalFixture(TSQLConnection& connection);
 
+// A date of 2026 (January by default), and a date and time of day.
+Variant Day(int day, int month = 1);
+Variant At(int day, int hour, int minute, int month = 1);
+
 }  // namespace nrw::testing

@@ -7,6 +7,7 @@
 
 #include "host/exception.hpp"
 #include "host/fiscal_provider.hpp"
+#include "schema/company_schema.hpp"
 #include "tests/runtime/backends.hpp"
 #include "tests/runtime/fiscal_fixture.hpp"
 
@@ -156,6 +157,20 @@ TEST_P(FiscalProvider, PeriodByDateAndTimeUsesTheMinuteTexts) {
   Set("pHoraInicial", "450");  // 07:30, included
   Set("pHoraFinal", "1110");   // 18:30, included
   EXPECT_EQ(TaxKeys(), (std::vector<double>{1, 1, 1, 2, 2, 3, 3, 4}));
+}
+
+// A person is chosen once among the documents' people, whatever the documents it has: here an
+// entry and two exits in the period.
+TEST_P(FiscalProvider, EachCounterpartyOnceThoughInEntriesAndExits) {
+  const Variant null;
+  schema::WriteRows(db->Connection(), "LCTOFISSAI",
+                    {{1, 1, 8, Day(12), At(12, 9, 0), Day(12), 800, 800, "1", null, "NFE", 10, "SP",
+                      null, "55", 1, 1}});
+  schema::WriteRows(db->Connection(), "LCTOFISSAIIMPOSTO",
+                    {{1, 1, 8, 1, 1, 5102, 18.0, 80.0, 80.0, 14.4, 0.0, 0.0, 0.0, null}});
+  EXPECT_EQ(TaxKeys(), (std::vector<double>{1, 1, 1, 2, 2, 3, 3, 4, 8}));
+  EXPECT_EQ(Column(Named("cdsPessoa"), "CODIGOPESSOA"), (std::vector<int64_t>{10, 20, 30}));
+  EXPECT_EQ(Named("cdsPessoa")->RecordCount(), 3);
 }
 
 TEST_P(FiscalProvider, CounterpartyFilterTakesSemicolonsOrCommas) {
