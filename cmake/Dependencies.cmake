@@ -1,7 +1,10 @@
 # System packages (installed by scripts/install-deps.sh); nothing is vendored.
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
-pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo cairo-pdf)
+# PDF: pango finds the layout's font through fontconfig and gives its glyphs and advances; zlib
+# compresses the pages and the embedded fonts.
+pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo pangoft2 fontconfig)
+find_package(ZLIB REQUIRED)
 # Spreadsheets: libxlsxwriter writes xlsx in constant memory (rows streamed to the file).
 pkg_check_modules(XLSXWRITER REQUIRED IMPORTED_TARGET xlsxwriter)
 find_package(SQLite3 REQUIRED)

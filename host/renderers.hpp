@@ -2,7 +2,8 @@
 // is kept once the next one starts, so memory does not grow with the number of pages).
 //   text:     fixed-width pages, one line per printed row, columns as in the layout, a form feed
 //             between pages;
-//   pdf:      cairo + pango, UTF-8 text, the layout's page, fonts from fontconfig;
+//   pdf:      the layout's page, the layout's font (from fontconfig) embedded as a subset,
+//             selectable UTF-8 text, an outline, pages written to the file as they end;
 //   sections: the sections trace (see output_file.hpp).
 #pragma once
 

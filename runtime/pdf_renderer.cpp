@@ -1,10 +1,12 @@
-// The PDF renderer: cairo draws into a PDF stream page by page, pango sets the UTF-8 text in the
-// layout's font (found through fontconfig). Millimetres of the layout become points here.
-#include <cairo-pdf.h>
+// The PDF renderer: pages written as they end (runtime/pdf_document), the layout's font found by
+// pango through fontconfig and embedded as a subset (runtime/pdf_font), glyphs and advances read
+// once per character from the font. Millimetres of the layout become points here, with y upwards.
+#include <fontconfig/fontconfig.h>
 #include <pango/pangocairo.h>
+#include <pango/pangofc-font.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cctype>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -15,6 +17,8 @@
 #include "host/exception.hpp"
 #include "host/renderers.hpp"
 #include "host/report_position.hpp"
+#include "runtime/pdf_document.hpp"
+#include "runtime/pdf_font.hpp"
 #include "runtime/text_renderer.hpp"
 
 namespace nrw {
@@ -28,12 +32,6 @@ constexpr double kHeaderLineMm = 3.5;
 constexpr double kSlackPt = 0.01;
 constexpr char32_t kEllipsis = U'\u2026';
 
-cairo_status_t WriteToStream(void* closure, const unsigned char* data, unsigned int length) {
-  auto* out = static_cast<std::ostream*>(closure);
-  out->write(reinterpret_cast<const char*>(data), length);
-  return out->good() ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_WRITE_ERROR;
-}
-
 struct Rgb {
   double r = 0, g = 0, b = 0;
 };
@@ -46,27 +44,70 @@ Rgb ParseColor(const std::string& hex) {
   return {((value >> 16) & 0xFF) / 255.0, ((value >> 8) & 0xFF) / 255.0, (value & 0xFF) / 255.0};
 }
 
-// Decodes one UTF-8 character at `i` (advancing it); a broken sequence gives U+FFFD.
-char32_t NextCodePoint(std::string_view text, size_t& i) {
-  const auto c = static_cast<unsigned char>(text[i++]);
-  const int extra = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
-  char32_t code = extra == 0 ? c : c & (0x3F >> extra);
-  for (int n = 0; n < extra; ++n) {
-    if (i >= text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) {
-      return 0xFFFD;
-    }
-    code = (code << 6) | (static_cast<unsigned char>(text[i++]) & 0x3F);
-  }
-  return code;
+// Appends "r g b <operator>\n".
+void AppendColor(std::string& out, const Rgb& color, const char* op) {
+  AppendPdfNumber(out, color.r);
+  out += ' ';
+  AppendPdfNumber(out, color.g);
+  out += ' ';
+  AppendPdfNumber(out, color.b);
+  out += ' ';
+  out += op;
+  out += '\n';
 }
 
-// A font at one size and weight, with the glyph and advance of every character it has drawn:
-// a field is drawn as one run of glyphs, without shaping it anew (report texts are Latin
+// Appends "x y " in points.
+void AppendPoint(std::string& out, double x, double y) {
+  AppendPdfNumber(out, x);
+  out += ' ';
+  AppendPdfNumber(out, y);
+  out += ' ';
+}
+
+// The face fontconfig chose for a font: its file, its index in a collection, its name.
+struct FaceFile {
+  std::string path;
+  int index = 0;
+  std::string name;
+  bool embolden = false;  // no bold face: the regular one drawn thicker
+};
+
+FaceFile FaceOf(PangoFont* font, const std::string& family) {
+  FcPattern* pattern = pango_fc_font_get_pattern(PANGO_FC_FONT(font));
+  FcChar8* file = nullptr;
+  if (pattern == nullptr || FcPatternGetString(pattern, FC_FILE, 0, &file) != FcResultMatch) {
+    throw Exception("no font file for '" + family + "'");
+  }
+  FaceFile face;
+  face.path = reinterpret_cast<const char*>(file);
+  FcPatternGetInteger(pattern, FC_INDEX, 0, &face.index);
+  FcBool embolden = FcFalse;
+  FcPatternGetBool(pattern, FC_EMBOLDEN, 0, &embolden);
+  face.embolden = embolden == FcTrue;
+  FcChar8* name = nullptr;
+  if (FcPatternGetString(pattern, FC_POSTSCRIPT_NAME, 0, &name) != FcResultMatch) {
+    FcPatternGetString(pattern, FC_FAMILY, 0, &name);
+  }
+  // A PDF name without delimiters or blanks.
+  for (const char* c = reinterpret_cast<const char*>(name); c != nullptr && *c != '\0'; ++c) {
+    if (std::isalnum(static_cast<unsigned char>(*c)) || *c == '-') {
+      face.name += *c;
+    }
+  }
+  if (face.name.empty()) {
+    face.name = "Font";
+  }
+  return face;
+}
+
+// A font at one size and weight, with the glyph, advance and PDF code of every character it has
+// drawn: a field is drawn as one run of glyphs, without shaping it anew (report texts are Latin
 // script, which needs no shaping beyond the character map).
 class GlyphFont {
  public:
   GlyphFont(PangoFontMap* map, PangoContext* context, const std::string& family, double size,
-            bool bold) {
+            bool bold)
+      : size_(size) {
     PangoFontDescription* description = pango_font_description_from_string(family.c_str());
     pango_font_description_set_absolute_size(description, size * PANGO_SCALE);
     pango_font_description_set_weight(description, bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
@@ -79,17 +120,22 @@ class GlyphFont {
     cairo_font_extents_t extents;
     cairo_scaled_font_extents(scaled_, &extents);
     ascent_ = extents.ascent;
+    face_ = FaceOf(font_, family);
   }
   ~GlyphFont() { g_object_unref(font_); }
   GlyphFont(const GlyphFont&) = delete;
   GlyphFont& operator=(const GlyphFont&) = delete;
 
-  cairo_scaled_font_t* Scaled() const { return scaled_; }
+  const FaceFile& Face() const { return face_; }
+  double Size() const { return size_; }
   double Ascent() const { return ascent_; }
+  // The embedded face that draws this font's glyphs (set once, before the first glyph).
+  void SetPdfFont(PdfFont* pdf) { pdf_ = pdf; }
+  const PdfFont& Pdf() const { return *pdf_; }
 
   struct Glyph {
-    unsigned long index = 0;
     double advance = 0;  // points
+    PdfFont::Code code;
   };
   const Glyph& Of(char32_t code) {
     if (code < kDirect) {
@@ -127,26 +173,33 @@ class GlyphFont {
     }
     cairo_glyph_t* glyphs = nullptr;
     int count = 0;
-    Glyph glyph;
+    unsigned long index = 0;
+    double advance = 0;
     if (cairo_scaled_font_text_to_glyphs(scaled_, 0, 0, utf8, length, &glyphs, &count, nullptr,
                                          nullptr, nullptr) == CAIRO_STATUS_SUCCESS &&
         count > 0) {
       cairo_text_extents_t extents;
       cairo_scaled_font_glyph_extents(scaled_, glyphs, 1, &extents);
-      glyph = {glyphs[0].index, extents.x_advance};
+      index = glyphs[0].index;
+      advance = extents.x_advance;
     }
     cairo_glyph_free(glyphs);
-    return glyph;
+    return {advance, pdf_->Encode(static_cast<uint32_t>(index), code, advance * 1000 / size_)};
   }
 
   PangoFont* font_ = nullptr;
   cairo_scaled_font_t* scaled_ = nullptr;  // owned by font_
+  double size_ = 0;
   double ascent_ = 0;
+  FaceFile face_;
+  PdfFont* pdf_ = nullptr;
   Glyph direct_[kDirect];
   bool known_[kDirect] = {};
   std::unordered_map<char32_t, Glyph> others_;
 };
 
+// Pages go to the file as they end; a page's texts are drawn over its stripes and rules, one
+// text object per font and colour, each field one string of one-byte glyph codes.
 class PdfRenderer : public TSectionSink {
  public:
   PdfRenderer(std::ostream& out, const TReportLayout& layout)
@@ -154,15 +207,9 @@ class PdfRenderer : public TSectionSink {
         black_(ParseColor("#000000")),
         accent_(ParseColor(layout.accent_color)),
         stripe_(ParseColor(layout.stripe_color)),
-        position_(layout.blocks) {
-    surface_ = cairo_pdf_surface_create_for_stream(
-        &WriteToStream, &out, layout.page.width * kPointsPerMm, layout.page.height * kPointsPerMm);
-    if (cairo_surface_status(surface_) != CAIRO_STATUS_SUCCESS) {
-      throw Exception("cannot start the PDF output");
-    }
-    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_TITLE, layout.title.c_str());
-    cr_ = cairo_create(surface_);
-    cairo_set_line_width(cr_, kLineWidthPt);
+        position_(layout.blocks),
+        height_(Pt(layout.page.height)),
+        document_(out, Pt(layout.page.width), height_) {
     font_map_ = pango_cairo_font_map_get_default();
     context_ = pango_font_map_create_context(font_map_);
     // Glyph positions are the font's own, unhinted, as on paper.
@@ -175,26 +222,46 @@ class PdfRenderer : public TSectionSink {
   ~PdfRenderer() override {
     fonts_.clear();
     g_object_unref(context_);
-    cairo_destroy(cr_);
-    cairo_surface_destroy(surface_);
   }
 
   void BeginPage(int32_t) override {
     y_ = 0;
-    ++pdf_page_;
+    graphics_.clear();
+    AppendPdfNumber(graphics_, kLineWidthPt);
+    graphics_ += " w\n";
+    stroke_ = fill_ = nullptr;
   }
   void EndPage(int32_t) override {
-    Flush();
-    cairo_show_page(cr_);
+    content_ = graphics_;
+    for (Run& run : runs_) {
+      if (run.text.empty()) {
+        continue;
+      }
+      content_ += "BT\n";
+      AppendColor(content_, *run.color, "rg");
+      if (run.font->Face().embolden) {
+        AppendColor(content_, *run.color, "RG");
+        AppendPdfNumber(content_, run.font->Size() / 30);
+        content_ += " w 2 Tr\n";
+      }
+      content_ += run.text;
+      content_ += run.font->Face().embolden ? "0 Tr\nET\n" : "ET\n";
+      run.text.clear();
+      run.pdf_font = -1;
+      run.placed = false;
+    }
+    document_.EndPage(content_);
   }
   void Finish() override {
-    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_AUTHOR, authors_.c_str());
-    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_SUBJECT, subject_.c_str());
-    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_CREATOR, "nrw-report");
-    cairo_surface_finish(surface_);
-    if (cairo_surface_status(surface_) != CAIRO_STATUS_SUCCESS) {
-      throw Exception("cannot write the PDF output");
+    document_.SetInfo("Title", layout_.title);
+    document_.SetInfo("Author", authors_);
+    document_.SetInfo("Subject", subject_);
+    document_.SetInfo("Creator", "nrw-report");
+    document_.SetInfo("Producer", "nrw-report");
+    for (const auto& [file, face] : faces_) {
+      face->Write();
     }
+    document_.Finish();
   }
   void SetStyle(const TSectionStyle& style) override { style_ = style; }
 
@@ -241,10 +308,11 @@ class PdfRenderer : public TSectionSink {
       return;
     }
     if (style_.shaded) {
-      Color(stripe_);
-      cairo_rectangle(cr_, Pt(layout_.page.margin_left), Pt(layout_.page.margin_top + y_),
-                      Pt(layout_.page.BodyWidth()), Pt(s->height));
-      cairo_fill(cr_);
+      SetColor(stripe_, fill_, "rg");
+      AppendPoint(graphics_, Pt(layout_.page.margin_left),
+                  height_ - Pt(layout_.page.margin_top + y_ + s->height));
+      AppendPoint(graphics_, Pt(layout_.page.BodyWidth()), Pt(s->height));
+      graphics_ += "re f\n";
     }
     for (const TLayoutRule& rule : s->rules) {
       Rule(rule.x1, rule.x2, rule.y);
@@ -270,8 +338,7 @@ class PdfRenderer : public TSectionSink {
       return;
     }
     if (position_.CompanyChanged()) {
-      company_outline_ =
-          AddOutline(CAIRO_PDF_OUTLINE_ROOT, position_.Company(), CAIRO_PDF_OUTLINE_FLAG_OPEN);
+      company_outline_ = AddOutline(0, position_.Company(), true);
       authors_ += (authors_.empty() ? "" : "; ") + position_.Company();
     }
     establishment_outline_ = AddOutline(company_outline_, position_.Establishment());
@@ -281,44 +348,57 @@ class PdfRenderer : public TSectionSink {
   }
 
   // An entry pointing at the current position of the current page.
-  int AddOutline(int parent, const std::string& title, int flags = 0) {
-    char target[96];
-    std::snprintf(target, sizeof target, "page=%d pos=[%.2f %.2f]", pdf_page_,
-                  Pt(layout_.page.margin_left), Pt(layout_.page.margin_top + y_));
-    return cairo_pdf_surface_add_outline(surface_, parent, title.c_str(), target,
-                                         static_cast<cairo_pdf_outline_flags_t>(flags));
+  int AddOutline(int parent, const std::string& title, bool open = false) {
+    return document_.AddOutline(parent, title, open, Pt(layout_.page.margin_left),
+                                height_ - Pt(layout_.page.margin_top + y_));
   }
 
-  void Color(const Rgb& color) { cairo_set_source_rgb(cr_, color.r, color.g, color.b); }
+  // Sets the stroke or fill colour of the page's graphics when it is not the current one.
+  void SetColor(const Rgb& color, const Rgb*& current, const char* op) {
+    if (current != &color) {
+      AppendColor(graphics_, color, op);
+      current = &color;
+    }
+  }
 
   void Rule(double x1, double x2, double y) {
-    Color(style_.accent ? accent_ : black_);
-    cairo_move_to(cr_, Pt(layout_.page.margin_left + x1), Pt(layout_.page.margin_top + y_ + y));
-    cairo_line_to(cr_, Pt(layout_.page.margin_left + x2), Pt(layout_.page.margin_top + y_ + y));
-    cairo_stroke(cr_);
+    SetColor(style_.accent ? accent_ : black_, stroke_, "RG");
+    const double at = height_ - Pt(layout_.page.margin_top + y_ + y);
+    AppendPoint(graphics_, Pt(layout_.page.margin_left + x1), at);
+    graphics_ += "m ";
+    AppendPoint(graphics_, Pt(layout_.page.margin_left + x2), at);
+    graphics_ += "l S\n";
   }
 
   GlyphFont& Font(double size, bool bold) {
     const auto key = std::make_pair(size, bold);
     auto found = fonts_.find(key);
     if (found == fonts_.end()) {
-      found = fonts_
-                  .emplace(key, std::make_unique<GlyphFont>(font_map_, context_,
-                                                            layout_.font_family, size, bold))
-                  .first;
+      auto font = std::make_unique<GlyphFont>(font_map_, context_, layout_.font_family, size, bold);
+      const FaceFile& face = font->Face();
+      auto& pdf = faces_[{face.path, face.index}];
+      if (pdf == nullptr) {
+        try {
+          pdf = std::make_unique<PdfFont>(document_, face.path, face.index, face.name);
+        } catch (const Exception& e) {
+          faces_.erase({face.path, face.index});
+          throw Exception("font '" + layout_.font_family + "' (" + face.path + "): " + e.what());
+        }
+      }
+      font->SetPdfFont(pdf.get());
+      found = fonts_.emplace(key, std::move(font)).first;
     }
     return *found->second;
   }
 
-  // The glyphs of one font and colour waiting to be drawn. A page's texts are drawn when the
-  // page ends, over its stripes and rules, with one show call per font and colour. The glyphs go
-  // without their characters: every glyph stands for one character, so the text stays selectable
-  // and searchable through the font's own character map (and cairo draws about an eighth faster
-  // than when it checks characters against glyphs, cluster by cluster).
+  // The texts of one font and colour on the current page: text-object operators.
   struct Run {
     GlyphFont* font = nullptr;
     const Rgb* color = nullptr;
-    std::vector<cairo_glyph_t> glyphs;
+    std::string text;
+    int pdf_font = -1;    // the PDF font the operators last selected
+    bool placed = false;  // the text object has a position, the last string's start:
+    double x = 0, y = 0;
   };
 
   Run& RunOf(GlyphFont& font) {
@@ -328,21 +408,8 @@ class PdfRenderer : public TSectionSink {
         return run;
       }
     }
-    runs_.push_back(Run{&font, color, {}});
+    runs_.push_back(Run{&font, color, {}, -1, false, 0, 0});
     return runs_.back();
-  }
-
-  // Draws the page's texts.
-  void Flush() {
-    for (Run& run : runs_) {
-      if (run.glyphs.empty()) {
-        continue;
-      }
-      Color(*run.color);
-      cairo_set_scaled_font(cr_, run.font->Scaled());
-      cairo_show_glyphs(cr_, run.glyphs.data(), static_cast<int>(run.glyphs.size()));
-      run.glyphs.clear();
-    }
   }
 
   // Adds one text at (x, dy) mm from the current row to its font's run, aligned in its width
@@ -353,13 +420,12 @@ class PdfRenderer : public TSectionSink {
       return;
     }
     GlyphFont& font = Font(size, bold);
-    Run& run = RunOf(font);
-    const size_t first = run.glyphs.size();
     const double room = Pt(width);
     double pen = 0;
+    placed_.clear();
     for (size_t i = 0; i < text.size();) {
       const GlyphFont::Glyph& glyph = font.Of(NextCodePoint(text, i));
-      run.glyphs.push_back({glyph.index, pen, 0});
+      placed_.push_back({&glyph, pen});
       pen += glyph.advance;
     }
     if (pen > room + kSlackPt) {
@@ -367,41 +433,98 @@ class PdfRenderer : public TSectionSink {
       const GlyphFont::Glyph& dots = font.Of(kEllipsis);
       const double total = pen;
       const auto end = [&](size_t count) {  // where the text's first `count` glyphs end
-        return first + count < run.glyphs.size() ? run.glyphs[first + count].x : total;
+        return count < placed_.size() ? placed_[count].x : total;
       };
-      size_t keep = run.glyphs.size() - first;
+      size_t keep = placed_.size();
       while (keep > 0 && end(keep) + dots.advance > room + kSlackPt) {
         --keep;
       }
       pen = end(keep);
-      run.glyphs.resize(first + keep);
-      run.glyphs.push_back({dots.index, pen, 0});
+      placed_.resize(keep);
+      placed_.push_back({&dots, pen});
       pen += dots.advance;
     }
     const double left =
         Pt(layout_.page.margin_left + x) + (align == TLayoutAlign::Right    ? room - pen
                                             : align == TLayoutAlign::Center ? (room - pen) / 2
                                                                             : 0);
-    const double baseline = Pt(layout_.page.margin_top + y_ + dy) + font.Ascent();
-    for (size_t g = first; g < run.glyphs.size(); ++g) {
-      run.glyphs[g].x += left;
-      run.glyphs[g].y = baseline;
+    const double baseline = height_ - Pt(layout_.page.margin_top + y_ + dy) - font.Ascent();
+    Run& run = RunOf(font);
+    std::string& out = run.text;
+    bool open = false;  // a string is being written
+    for (const Placed& p : placed_) {
+      const PdfFont::Code code = p.glyph->code;
+      if (code.font != run.pdf_font || !open) {
+        if (open) {
+          out += ")Tj\n";
+        }
+        if (code.font != run.pdf_font) {
+          out += '/';
+          out += font.Pdf().Resource(code.font);
+          out += ' ';
+          AppendPdfNumber(out, size);
+          out += " Tf\n";
+          run.pdf_font = code.font;
+        }
+        MoveTo(run, left + p.x, baseline);
+        out += '(';
+        open = true;
+      }
+      const char c = static_cast<char>(code.code);
+      if (c == '(' || c == ')' || c == '\\') {
+        out += '\\';
+        out += c;
+      } else if (c == '\r') {
+        out += "\\r";
+      } else {
+        out += c;
+      }
     }
+    out += ")Tj\n";
   }
+
+  // Starts the run's next string at (x, y): a move from the last string's start, whose
+  // coordinates are kept as written so that the rounding does not add up along the page.
+  static void MoveTo(Run& run, double x, double y) {
+    std::string& out = run.text;
+    if (!run.placed) {
+      out += "1 0 0 1 ";
+      run.x = AppendPdfNumber(out, x);
+      out += ' ';
+      run.y = AppendPdfNumber(out, y);
+      out += " Tm";
+      run.placed = true;
+      return;
+    }
+    run.x += AppendPdfNumber(out, x - run.x);
+    out += ' ';
+    run.y += AppendPdfNumber(out, y - run.y);
+    out += " Td";
+  }
+
+  struct Placed {
+    const GlyphFont::Glyph* glyph;
+    double x;  // points from the text's start
+  };
 
   const TReportLayout& layout_;
   Rgb black_, accent_, stripe_;
-  cairo_surface_t* surface_ = nullptr;
-  cairo_t* cr_ = nullptr;
+  TReportPosition position_;
+  double height_;  // the page's, in points
+  PdfDocument document_;
   PangoFontMap* font_map_ = nullptr;  // the process's default map, not owned
   PangoContext* context_ = nullptr;
+  std::map<std::pair<std::string, int>, std::unique_ptr<PdfFont>> faces_;
   std::map<std::pair<double, bool>, std::unique_ptr<GlyphFont>> fonts_;
-  std::vector<Run> runs_;  // the current page's texts, by font and colour
+  std::vector<Run> runs_;        // the current page's texts, by font and colour
+  std::vector<Placed> placed_;   // the glyphs of the text being placed
+  std::string graphics_;         // the current page's stripes and rules
+  std::string content_;          // the page's operators, as written
+  const Rgb* stroke_ = nullptr;  // the colours the page's graphics last set
+  const Rgb* fill_ = nullptr;
   TSectionStyle style_;
   double y_ = 0;  // millimetres used on the page's body
-  int pdf_page_ = 0;
-  TReportPosition position_;
-  int company_outline_ = CAIRO_PDF_OUTLINE_ROOT, establishment_outline_ = CAIRO_PDF_OUTLINE_ROOT;
+  int company_outline_ = 0, establishment_outline_ = 0;
   std::string authors_, subject_;
 };
 

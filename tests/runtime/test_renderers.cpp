@@ -7,6 +7,7 @@
 #include <cairo.h>
 #include <pango/pangocairo.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -198,10 +199,82 @@ TEST(Renderers, PdfReadsBackThroughPoppler) {
         "Observação: obs 1", "Vr. Contábil", "Página: 2", "Fornecedor A"}) {
     EXPECT_NE(text.find(expected), std::string::npos) << expected;
   }
+  // The regular and the bold face, each embedded as a subset with its map back to characters.
+  if (std::system("command -v pdffonts >/dev/null 2>&1") == 0) {
+    const std::string fonts = nrw::testing::CommandOutput("pdffonts '" + file + "'");
+    EXPECT_NE(fonts.find("+DejaVuSans-Bold "), std::string::npos) << fonts;
+    EXPECT_NE(fonts.find("+DejaVuSans "), std::string::npos) << fonts;
+    EXPECT_EQ(std::count(fonts.begin(), fonts.end(), '\n'), 4) << "two fonts: " << fonts;
+    EXPECT_EQ(fonts.find(" no "), std::string::npos) << "embedded, subset, mapped: " << fonts;
+  }
+}
+
+// One face draws more than 256 different characters: they go to a second PDF font of the same
+// face, and every one of them reads back.
+TEST(Renderers, PdfDrawsMoreCharactersThanOneFontHoldsCodes) {
+  if (std::system("command -v pdftotext >/dev/null 2>&1 && command -v pdffonts >/dev/null 2>&1") !=
+      0) {
+    GTEST_SKIP() << "poppler-utils (pdftotext, pdffonts) not installed";
+  }
+  std::vector<std::string> rows;  // Latin-1 and Extended-A letters, Greek, Cyrillic: 40 a row
+  std::string row;
+  int count = 0;
+  for (const auto& [first, last] : std::vector<std::pair<char32_t, char32_t>>{{U'A', U'Z'},
+                                                                              {U'a', U'z'},
+                                                                              {0xC0, 0xFF},
+                                                                              {0x100, 0x17F},
+                                                                              {0x391, 0x3A9},
+                                                                              {0x410, 0x44F}}) {
+    for (char32_t c = first; c <= last; ++c) {
+      if (c == 0xD7 || c == 0xF7 || c == 0x3A2) {
+        continue;  // not letters
+      }
+      std::string utf8;
+      if (c < 0x80) {
+        utf8 += static_cast<char>(c);
+      } else {
+        utf8 += static_cast<char>(0xC0 | (c >> 6));
+        utf8 += static_cast<char>(0x80 | (c & 0x3F));
+      }
+      row += utf8;
+      ++count;
+      if (count % 40 == 0) {
+        rows.push_back(row);
+        row.clear();
+      }
+    }
+  }
+  rows.push_back(row);
+  ASSERT_GT(count, 300);
+  TReportLayout layout;
+  layout.AddSection(TLayoutSection::Of(1, {}));
+  TLayoutSection line = TLayoutSection::Of(13, {"Texto"});
+  line.height = 6;
+  line.field_items = {{"Texto", 0, 0, 250, TLayoutAlign::Left, false}};
+  layout.AddSection(line);
+  nrw::testing::ScratchDir dir;
+  const std::string file = dir.File("letters.pdf");
+  {
+    TAtomicOutputFile out(file);
+    auto pdf = CreateRenderer("pdf", out.Stream(), layout);
+    pdf->BeginPage(1);
+    for (const std::string& text : rows) {
+      pdf->PrintSection(1, 13, {{"Texto", text}});
+    }
+    pdf->EndPage(1);
+    pdf->Finish();
+    out.Commit();
+  }
+  const std::string text = nrw::testing::CommandOutput("pdftotext '" + file + "' -");
+  for (const std::string& expected : rows) {
+    EXPECT_NE(text.find(expected), std::string::npos) << expected << " in\n" << text;
+  }
+  const std::string fonts = nrw::testing::CommandOutput("pdffonts '" + file + "'");
+  EXPECT_EQ(std::count(fonts.begin(), fonts.end(), '\n'), 4) << "two PDF fonts: " << fonts;
 }
 
 // A text wider than its field is cut with an ellipsis and keeps the characters before it; one
-// that fits is whole, accents included.
+// that fits is whole, accents and the characters a PDF string escapes included.
 TEST(Renderers, PdfCutsALongTextWithAnEllipsis) {
   if (std::system("command -v pdftotext >/dev/null 2>&1") != 0) {
     GTEST_SKIP() << "poppler-utils (pdftotext) not installed";
@@ -220,13 +293,15 @@ TEST(Renderers, PdfCutsALongTextWithAnEllipsis) {
     auto pdf = CreateRenderer("pdf", out.Stream(), layout);
     pdf->BeginPage(1);
     pdf->PrintSection(
-        1, 13, {{"Curto", "Conceição"}, {"Longo", "Descrição muito longa que não cabe na coluna"}});
+        1, 13,
+        {{"Curto", "Conceição (1\\2)"}, {"Longo", "Descrição muito longa que não cabe na coluna"}});
     pdf->EndPage(1);
     pdf->Finish();
     out.Commit();
   }
   const std::string text = nrw::testing::CommandOutput("pdftotext '" + file + "' -");
-  EXPECT_NE(text.find("Conceição"), std::string::npos) << text;
+  EXPECT_NE(text.find("Conceição (1\\2)"), std::string::npos)
+      << "parentheses and backslash escaped in the string: " << text;
   const size_t cut = text.find("Descrição");
   ASSERT_NE(cut, std::string::npos) << text;
   EXPECT_NE(text.find("…", cut), std::string::npos)
