@@ -23,6 +23,8 @@
 #include "host/fiscal_provider.hpp"
 #include "host/library.hpp"
 #include "host/output_file.hpp"
+#include "host/page_totals.hpp"
+#include "host/recorded_sections.hpp"
 #include "host/renderers.hpp"
 #include "host/report.hpp"
 #include "host/report_layout.hpp"
@@ -210,18 +212,6 @@ std::unique_ptr<TSectionSink> CreateSink(const PrintOptions& options, TAtomicOut
   return CreateRenderer(options.format, out, layout);
 }
 
-// The pagination pass: the whole report printed to a sink that keeps only its page numbers.
-TPageTotals CountPages(const ReportModule& module, const RunInput& input, TProgressView* progress) {
-  auto engine = std::make_unique<TnrwReport>();
-  PrepareEngine(*engine, input);
-  engine->DMPower()->SetView(progress);
-  TPageCountSink counter;
-  engine->AddSink(&counter);
-  module.imprimir(ReportAddressAsInt32(engine.get()));
-  engine->EndReport();
-  return counter.Totals();
-}
-
 bool WantsPageTotals(const PrintOptions& options) {
   if (options.page_total == "auto") {
     return options.format == "pdf";
@@ -247,20 +237,31 @@ int RunPrint(const PrintOptions& options) {
     file = std::make_unique<TAtomicOutputFile>(options.output);
   }
   const RunInput input = ReadRunInput(options, module.contract);
-  TPageTotals page_totals;
-  if (WantsPageTotals(options)) {
-    page_totals = CountPages(module, input, progress.get());
-  }
   auto engine = std::make_unique<TnrwReport>();
   PrepareEngine(*engine, input);
-  engine->SetPageTotals(std::move(page_totals));
   engine->DMPower()->SetView(progress.get());
-  std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
-  // The output is drawn and written on a second thread while the report lists.
-  TBackgroundSink background(*sink);
-  engine->AddSink(&background);
-  module.imprimir(ReportAddressAsInt32(engine.get()));
-  engine->EndReport();
+  if (WantsPageTotals(options)) {
+    // The pagination pass: the report runs once, to a sink that counts its pages and to a
+    // recording on disk; the output is drawn from the recording with the counts.
+    TPageTotals pending;
+    pending.pending = true;
+    engine->SetPageTotals(std::move(pending));
+    TPageCountSink counter;
+    TRecordedSections recording;
+    engine->AddSink(&counter);
+    engine->AddSink(&recording);
+    module.imprimir(ReportAddressAsInt32(engine.get()));
+    engine->EndReport();
+    std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
+    recording.Replay(*sink, counter.Totals());
+  } else {
+    std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
+    // The output is drawn and written on a second thread while the report lists.
+    TBackgroundSink background(*sink);
+    engine->AddSink(&background);
+    module.imprimir(ReportAddressAsInt32(engine.get()));
+    engine->EndReport();
+  }
   if (file) {
     file->Commit();
   }

@@ -1,6 +1,7 @@
 // Page counts known before drawing, for "Página n de N": a pagination pass prints the whole
-// report to a sink that keeps nothing but the page numbers its headers show, and the drawing pass
-// reads the counts from the engine. Only one number per page is kept, never the document.
+// report to a sink that keeps nothing but the page numbers its headers show (and to a recording
+// on disk, see recorded_sections.hpp); the output is drawn once the counts are known. Only one
+// number per page is kept in memory, never the document.
 #pragma once
 
 #include <cstdint>
@@ -16,9 +17,14 @@ struct NRW_API TPageTotals {
   // For every run, the number its last page shows.
   std::vector<int32_t> run_last;
   int32_t pages = 0;  // the report's page count; 0: not counted
+  // The counts are being made by this very run: headers leave " de N" to CompleteHeader.
+  bool pending = false;
 
   // N for engine page `page` (0 when unknown).
   int32_t RunTotal(int32_t page) const;
+  // Completes a page header's numbers: "Pagina" n -> "n de N", "Folha" k -> "k de K" (the whole
+  // report's pages); a "Folha" is dropped from a page that no run counts.
+  void CompleteHeader(int32_t page, std::vector<TPrintedField>& fields) const;
 };
 
 // The pagination pass's sink: prints nothing.

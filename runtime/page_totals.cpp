@@ -10,6 +10,21 @@ int32_t TPageTotals::RunTotal(int32_t page) const {
   return run_last[static_cast<size_t>(page_run[page - 1])];
 }
 
+void TPageTotals::CompleteHeader(int32_t page, std::vector<TPrintedField>& fields) const {
+  const int32_t total = RunTotal(page);
+  for (auto field = fields.begin(); field != fields.end();) {
+    if (field->name == "Folha" && total == 0) {
+      field = fields.erase(field);
+      continue;
+    }
+    if (total > 0 && (field->name == "Pagina" || field->name == "Folha")) {
+      field->value += " de ";
+      field->value += std::to_string(field->name == "Pagina" ? total : pages);
+    }
+    ++field;
+  }
+}
+
 void TPageCountSink::BeginPage(int32_t page) {
   totals_.pages = page;
   totals_.page_run.resize(static_cast<size_t>(page), -1);

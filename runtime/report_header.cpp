@@ -180,26 +180,20 @@ void TnCabecalhoRelatorio::Campos(std::vector<TPrintedField>& fields) const {
     }
     field("Emissao") = emission_text_;
   }
+  // With the counts of a pagination pass: "n de N", and the sheet of the whole report when
+  // numbering restarts for each establishment ("Folha k de K").
+  const TPageTotals& totals = report_->PageTotals();
+  const int32_t page = report_->PageNumber();
   if (!hide_page_) {
-    // With the counts of a pagination pass: "n de N", and the sheet of the whole report when
-    // numbering restarts for each establishment.
-    const TPageTotals& totals = report_->PageTotals();
-    const int32_t page = report_->PageNumber();
-    const int32_t run_total = totals.RunTotal(page);
-    std::string& value = field("Pagina");
-    value += PageText();
-    if (run_total > 0) {
-      value += " de ";
-      value += std::to_string(run_total);
-    }
-    if (run_total > 0 && per_establishment_) {
-      std::string& sheet = field("Folha");
-      sheet += std::to_string(page);
-      sheet += " de ";
-      sheet += std::to_string(totals.pages);
+    field("Pagina") += PageText();
+    if (per_establishment_ && (totals.pages > 0 || totals.pending)) {
+      field("Folha") += std::to_string(page);
     }
   }
   fields.resize(count);
+  if (!totals.pending) {
+    totals.CompleteHeader(page, fields);
+  }
 }
 
 void TnCabecalhoRelatorio::ImpressaoCabecalho() {

@@ -428,14 +428,15 @@ TEST(NrwReportSignals, AnInterruptedRunLeavesNothingBehind) {
   ScratchDir dir;
   const std::string db = dir.File("month.db");
   const std::string bin = std::string(NRW_BIN_DIR) + "/nrw-report";
-  ASSERT_EQ(std::system((bin + " demo-db " + db + " --docs 20000 --quiet --ref ''").c_str()), 0);
+  ASSERT_EQ(std::system((bin + " demo-db " + db + " --docs 40000 --quiet --ref ''").c_str()), 0);
   for (const char* signal_name : {"TERM", "INT"}) {
     const std::string tmp = dir.File(std::string("tmp-") + signal_name);
     std::filesystem::create_directories(tmp);
     const std::string out = dir.File("month.pdf");
-    // Long enough to be interrupted in the middle: SQLite storage and PDF output.
+    // Long enough to be interrupted in the middle: SQLite storage and PDF output (about 1.8 s
+    // on a 2-core machine; the signal comes after half a second).
     const std::string command =
-        "TMPDIR=" + tmp + " timeout -s " + signal_name + " 1 " + bin +
+        "TMPDIR=" + tmp + " timeout -s " + signal_name + " 0.5 " + bin +
         " print --quiet --from 01/01/2026 --to 31/01/2026 --entries --exits "
         "--taxes icms,iss,ipi,pis --set pListarOutrasInfo=1 --storage sqlite --db " +
         db + " --format pdf --output " + out;

@@ -1,9 +1,13 @@
 // The background sink replays on its worker exactly the calls made on it, in order; raises the
 // target's errors on the caller's thread; stops without finishing when destroyed early; and
-// keeps the caller waiting rather than queueing without bound.
+// keeps the caller waiting rather than queueing without bound. The pagination pass's recording
+// replays the same calls from its file, with the page headers completed by the counts.
 #include "host/background_sink.hpp"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
 
 #include <atomic>
 #include <chrono>
@@ -13,6 +17,11 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "host/exception.hpp"
+#include "host/page_totals.hpp"
+#include "host/recorded_sections.hpp"
+#include "tests/runtime/data_set_kinds.hpp"
 
 namespace {
 
@@ -174,6 +183,81 @@ TEST(BackgroundSink, TheCallerWaitsWhileTheWorkerIsBehind) {
   ASSERT_EQ(target.calls.size(), static_cast<size_t>(kSections) + 2);
   EXPECT_EQ(target.calls[kSections],
             "section 1 13 RNumeroNF=[" + std::to_string(kSections - 1) + "]");
+}
+
+// TMPDIR pointed at a folder of the test's own while it lives.
+class ScratchTemporaryFolder {
+ public:
+  ScratchTemporaryFolder() : path_(dir_.File("tmp")) {
+    std::filesystem::create_directories(path_);
+    const char* old = std::getenv("TMPDIR");
+    had_ = old != nullptr;
+    old_ = had_ ? old : "";
+    setenv("TMPDIR", path_.c_str(), 1);
+  }
+  ~ScratchTemporaryFolder() {
+    if (had_) {
+      setenv("TMPDIR", old_.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+  size_t Files() const {
+    size_t count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(path_)) {
+      ++count;
+    }
+    return count;
+  }
+
+ private:
+  nrw::testing::ScratchDir dir_;  // before path_, which is made from it
+  std::string path_, old_;
+  bool had_ = false;
+};
+
+// Many blocks of calls go through the file and come back in order; each page header gets its
+// counts ("n de N" for the page, and the sheet of the whole report); the file is removed.
+TEST(RecordedSections, ReplaysEveryCallWithTheHeadersCompleted) {
+  constexpr int kPages = 60;  // well over one block of calls
+  ScratchTemporaryFolder tmp;
+  CallLog direct;
+  PrintSample(direct, kPages);
+  TPageCountSink counter;
+  PrintSample(counter, kPages);
+  CallLog replayed;
+  {
+    TRecordedSections recording;
+    EXPECT_EQ(tmp.Files(), 1u);
+    PrintSample(recording, kPages);
+    recording.Replay(replayed, counter.Totals());
+  }
+  EXPECT_EQ(tmp.Files(), 0u) << "the recording's file is gone";
+  ASSERT_EQ(replayed.calls.size(), direct.calls.size());
+  for (size_t i = 0; i < direct.calls.size(); ++i) {
+    std::string expected = direct.calls[i];
+    if (expected.rfind("header ", 0) == 0) {
+      expected.insert(expected.size() - 1, " de " + std::to_string(kPages));
+    }
+    EXPECT_EQ(replayed.calls[i], expected);
+  }
+  EXPECT_EQ(replayed.calls[1], "header 1 14 8 Empresa=[ACME] Pagina=[1 de 60]");
+}
+
+TEST(RecordedSections, ARecordingWithoutItsEndIsRefused) {
+  ScratchTemporaryFolder tmp;
+  TRecordedSections recording;
+  recording.BeginPage(1);
+  recording.PrintSection(1, 13, {{"RNumeroNF", "1"}});
+  CallLog replayed;
+  try {
+    recording.Replay(replayed, TPageTotals{});
+    FAIL() << "replayed a report that never finished";
+  } catch (const Exception& e) {
+    EXPECT_NE(std::string(e.what()).find("ends before the report does"), std::string::npos)
+        << e.what();
+  }
+  EXPECT_TRUE(replayed.calls.empty() || replayed.calls.back() != "finish");
 }
 
 }  // namespace

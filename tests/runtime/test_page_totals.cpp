@@ -45,4 +45,25 @@ TEST(PageTotals, NumberingThatRunsOnAndPagesWithoutAHeader) {
   EXPECT_EQ(totals.RunTotal(4), 1);
 }
 
+// The counts complete a header: the page's run total after its number, the report's pages after
+// its sheet; a page no run counts keeps its number and loses its sheet.
+TEST(PageTotals, CompleteHeaderAddsTheCountsOfTheRun) {
+  TPageCountSink sink;
+  for (const auto& [page, number] :
+       std::vector<std::pair<int32_t, std::string>>{{1, "1"}, {2, "2"}, {3, "1"}, {4, ""}}) {
+    Page(sink, page, number);
+  }
+  const TPageTotals& totals = sink.Totals();
+  std::vector<TPrintedField> fields{{"Empresa", "1 - A"}, {"Pagina", "2"}, {"Folha", "2"}};
+  totals.CompleteHeader(2, fields);
+  EXPECT_EQ(fields, (std::vector<TPrintedField>{
+                        {"Empresa", "1 - A"}, {"Pagina", "2 de 2"}, {"Folha", "2 de 4"}}));
+  fields = {{"Pagina", "7"}, {"Folha", "4"}, {"Emissao", "x"}};
+  totals.CompleteHeader(4, fields);
+  EXPECT_EQ(fields, (std::vector<TPrintedField>{{"Pagina", "7"}, {"Emissao", "x"}}));
+  fields = {{"Pagina", "1"}};
+  TPageTotals{}.CompleteHeader(1, fields);
+  EXPECT_EQ(fields, (std::vector<TPrintedField>{{"Pagina", "1"}})) << "nothing counted";
+}
+
 }  // namespace

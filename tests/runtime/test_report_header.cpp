@@ -37,6 +37,37 @@ class ReportHeader : public ::testing::TestWithParam<Backend> {
     header->SetConexao(&db->Connection());
     return header;
   }
+  // Three pages, two of establishment 1 and one of establishment 2, a header on each: every
+  // header as "Pagina/Folha@engine page".
+  std::vector<std::string> ThreePagesOfTwoEstablishments() {
+    auto header = RunHeader();
+    header->SetCodigoEstab("1");
+    header->Executar(1);
+    struct Printer {
+      TnCabecalhoRelatorio* header;
+      void After(TObject*, int32_t section) {
+        if (section == 1) {
+          header->ImpressaoCabecalho();
+        }
+      }
+    } printer{header.get()};
+    engine->SetAfterSection(MakeSectionEvent<Printer, &Printer::After>(&printer));
+    engine->RepPrintSection(13);
+    engine->SetCSLIsPageEnd(true);
+    engine->RepPrintSection(13);
+    engine->SetCSLIsPageEnd(true);
+    header->SetCodigoEstab("2");
+    header->Executar(1);
+    engine->RepPrintSection(13);
+    std::vector<std::string> pages;
+    for (const auto& entry : sink.Entries()) {
+      if (entry.section == kHeaderSection) {
+        pages.push_back(entry.Field("Pagina") + "/" + entry.Field("Folha") + "@" +
+                        std::to_string(entry.page));
+      }
+    }
+    return pages;
+  }
   std::string Field(const std::vector<TPrintedField>& fields, const std::string& name) {
     for (const auto& f : fields) {
       if (f.name == name) {
@@ -80,33 +111,21 @@ TEST_P(ReportHeader, UnknownEstablishmentShowsItsCode) {
 }
 
 TEST_P(ReportHeader, PagesNumberedPerEstablishment) {
-  auto header = RunHeader();
-  header->SetCodigoEstab("1");
-  header->Executar(1);
-  TnCabecalhoRelatorio* h = header.get();
-  struct Printer {
-    TnCabecalhoRelatorio* header;
-    void After(TObject*, int32_t section) {
-      if (section == 1) {
-        header->ImpressaoCabecalho();
-      }
-    }
-  } printer{h};
-  engine->SetAfterSection(MakeSectionEvent<Printer, &Printer::After>(&printer));
-  engine->RepPrintSection(13);
-  engine->SetCSLIsPageEnd(true);
-  engine->RepPrintSection(13);
-  engine->SetCSLIsPageEnd(true);
-  header->SetCodigoEstab("2");
-  header->Executar(1);
-  engine->RepPrintSection(13);
-  std::vector<std::string> pages;
-  for (const auto& entry : sink.Entries()) {
-    if (entry.section == kHeaderSection) {
-      pages.push_back(entry.Field("Pagina") + "@" + std::to_string(entry.page));
-    }
-  }
-  EXPECT_EQ(pages, (std::vector<std::string>{"1@1", "2@2", "1@3"}));
+  EXPECT_EQ(ThreePagesOfTwoEstablishments(), (std::vector<std::string>{"1/@1", "2/@2", "1/@3"}));
+}
+
+// While the run itself counts the pages, the header prints the page's number and, numbered per
+// establishment, the report's sheet, and leaves their totals to the replay.
+TEST_P(ReportHeader, PendingCountsLeaveTheTotalsToTheReplay) {
+  engine->SetPageTotals(TPageTotals{{}, {}, 0, true});
+  EXPECT_EQ(ThreePagesOfTwoEstablishments(), (std::vector<std::string>{"1/1@1", "2/2@2", "1/3@3"}));
+}
+
+// With the counts known before the run, the header prints them itself.
+TEST_P(ReportHeader, CountedPagesShowTheirTotals) {
+  engine->SetPageTotals(TPageTotals{{0, 0, 1}, {2, 1}, 3, false});
+  EXPECT_EQ(ThreePagesOfTwoEstablishments(),
+            (std::vector<std::string>{"1 de 2/1 de 3@1", "2 de 2/2 de 3@2", "1 de 1/3 de 3@3"}));
 }
 
 TEST_P(ReportHeader, ArgumentsHidePartsAndSetTheTitle) {

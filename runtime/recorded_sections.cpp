@@ -1,0 +1,132 @@
+// A block in the file: its size (4 bytes, native order) and its calls (runtime/section_calls).
+#include "host/recorded_sections.hpp"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include "host/exception.hpp"
+#include "host/temp_files.hpp"
+#include "runtime/fiscal_results.hpp"
+#include "runtime/section_calls.hpp"
+
+namespace calls = nrw::section_calls;
+
+namespace {
+
+constexpr size_t kBlockBytes = 256 * 1024;
+
+// Hands every call on to the output, a page header completed with the counts first.
+class HeaderCompleter : public TSectionSink {
+ public:
+  HeaderCompleter(TSectionSink& target, const TPageTotals& totals)
+      : target_(target), totals_(totals) {}
+  void SetStyle(const TSectionStyle& style) override { target_.SetStyle(style); }
+  void BeginPage(int32_t page) override { target_.BeginPage(page); }
+  void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t title_size,
+                   int32_t text_size) override {
+    header_ = fields;
+    totals_.CompleteHeader(page, header_);
+    target_.PrintHeader(page, header_, title_size, text_size);
+  }
+  void PrintSection(int32_t page, int32_t section,
+                    const std::vector<TPrintedField>& fields) override {
+    target_.PrintSection(page, section, fields);
+  }
+  void EndPage(int32_t page) override { target_.EndPage(page); }
+  void Finish() override { target_.Finish(); }
+
+ private:
+  TSectionSink& target_;
+  const TPageTotals& totals_;
+  std::vector<TPrintedField> header_;
+};
+
+}  // namespace
+
+TRecordedSections::TRecordedSections() {
+  static std::atomic<int> serial{0};
+  path_ = nrw::TemporaryFolder() + "/nrw-sections-" + std::to_string(getpid()) + "-" +
+          std::to_string(serial++) + ".bin";
+  RegisterTemporaryFile(path_);
+  file_ = std::fopen(path_.c_str(), "w+b");
+  if (file_ == nullptr) {
+    UnregisterTemporaryFile(path_);
+    throw Exception("cannot create the temporary file '" + path_ + "': " + std::strerror(errno));
+  }
+  block_.reserve(kBlockBytes);
+}
+
+TRecordedSections::~TRecordedSections() {
+  std::fclose(file_);
+  std::remove(path_.c_str());
+  UnregisterTemporaryFile(path_);
+}
+
+void TRecordedSections::SetStyle(const TSectionStyle& style) {
+  calls::PutStyle(block_, style);
+}
+
+void TRecordedSections::BeginPage(int32_t page) {
+  calls::PutBeginPage(block_, page);
+}
+
+void TRecordedSections::PrintHeader(int32_t page, const std::vector<TPrintedField>& fields,
+                                    int32_t title_size, int32_t text_size) {
+  calls::PutHeader(block_, page, fields, title_size, text_size);
+  WriteIfFull();
+}
+
+void TRecordedSections::PrintSection(int32_t page, int32_t section,
+                                     const std::vector<TPrintedField>& fields) {
+  calls::PutSection(block_, page, section, fields);
+  WriteIfFull();
+}
+
+void TRecordedSections::EndPage(int32_t page) {
+  calls::PutEndPage(block_, page);
+  WriteIfFull();
+}
+
+void TRecordedSections::Finish() {
+  calls::PutFinish(block_);
+  Write();
+  if (std::fflush(file_) != 0) {
+    throw Exception("cannot write the temporary file '" + path_ + "': " + std::strerror(errno));
+  }
+}
+
+void TRecordedSections::WriteIfFull() {
+  if (block_.size() >= kBlockBytes) {
+    Write();
+  }
+}
+
+void TRecordedSections::Write() {
+  const auto size = static_cast<uint32_t>(block_.size());
+  if (std::fwrite(&size, sizeof size, 1, file_) != 1 ||
+      std::fwrite(block_.data(), 1, block_.size(), file_) != block_.size()) {
+    throw Exception("cannot write the temporary file '" + path_ + "': " + std::strerror(errno));
+  }
+  block_.clear();
+}
+
+void TRecordedSections::Replay(TSectionSink& target, const TPageTotals& totals) {
+  HeaderCompleter completer(target, totals);
+  calls::Replayer replayer(completer);
+  std::rewind(file_);
+  uint32_t size = 0;
+  while (std::fread(&size, sizeof size, 1, file_) == 1) {
+    block_.resize(size);
+    if (std::fread(block_.data(), 1, size, file_) != size) {
+      break;
+    }
+    if (replayer.Replay(block_)) {
+      block_.clear();
+      return;
+    }
+  }
+  throw Exception("the temporary file '" + path_ + "' ends before the report does");
+}

@@ -1,0 +1,142 @@
+#include "runtime/section_calls.hpp"
+
+#include <cstring>
+
+namespace nrw::section_calls {
+namespace {
+
+enum class Call : uint8_t { kStyle, kBeginPage, kHeader, kSection, kEndPage, kFinish };
+
+void Begin(std::string& block, Call call) {
+  block.push_back(static_cast<char>(call));
+}
+
+void PutNumber(std::string& block, int32_t value) {
+  char bytes[sizeof value];
+  std::memcpy(bytes, &value, sizeof value);
+  block.append(bytes, sizeof value);
+}
+
+void PutText(std::string& block, std::string_view text) {
+  PutNumber(block, static_cast<int32_t>(text.size()));
+  block.append(text);
+}
+
+void PutFields(std::string& block, const std::vector<TPrintedField>& fields) {
+  PutNumber(block, static_cast<int32_t>(fields.size()));
+  for (const TPrintedField& field : fields) {
+    PutText(block, field.name);
+    PutText(block, field.value);
+  }
+}
+
+// Reads the calls of one block in the order they were put.
+class BlockReader {
+ public:
+  explicit BlockReader(std::string_view block) : rest_(block) {}
+  bool AtEnd() const { return rest_.empty(); }
+  Call NextCall() {
+    const auto call = static_cast<Call>(rest_.front());
+    rest_.remove_prefix(1);
+    return call;
+  }
+  int32_t Number() {
+    int32_t value;
+    std::memcpy(&value, rest_.data(), sizeof value);
+    rest_.remove_prefix(sizeof value);
+    return value;
+  }
+  std::string_view Text() {
+    const auto size = static_cast<size_t>(Number());
+    const std::string_view text = rest_.substr(0, size);
+    rest_.remove_prefix(size);
+    return text;
+  }
+  // Into a list that keeps its strings' buffers from one section to the next.
+  void Fields(std::vector<TPrintedField>& fields) {
+    fields.resize(static_cast<size_t>(Number()));
+    for (TPrintedField& field : fields) {
+      field.name.assign(Text());
+      field.value.assign(Text());
+    }
+  }
+
+ private:
+  std::string_view rest_;
+};
+
+}  // namespace
+
+void PutStyle(std::string& block, const TSectionStyle& style) {
+  Begin(block, Call::kStyle);
+  PutNumber(block, (style.shaded ? 1 : 0) | (style.accent ? 2 : 0));
+}
+
+void PutBeginPage(std::string& block, int32_t page) {
+  Begin(block, Call::kBeginPage);
+  PutNumber(block, page);
+}
+
+void PutHeader(std::string& block, int32_t page, const std::vector<TPrintedField>& fields,
+               int32_t title_size, int32_t text_size) {
+  Begin(block, Call::kHeader);
+  PutNumber(block, page);
+  PutNumber(block, title_size);
+  PutNumber(block, text_size);
+  PutFields(block, fields);
+}
+
+void PutSection(std::string& block, int32_t page, int32_t section,
+                const std::vector<TPrintedField>& fields) {
+  Begin(block, Call::kSection);
+  PutNumber(block, page);
+  PutNumber(block, section);
+  PutFields(block, fields);
+}
+
+void PutEndPage(std::string& block, int32_t page) {
+  Begin(block, Call::kEndPage);
+  PutNumber(block, page);
+}
+
+void PutFinish(std::string& block) {
+  Begin(block, Call::kFinish);
+}
+
+bool Replayer::Replay(std::string_view block) {
+  BlockReader in(block);
+  while (!in.AtEnd()) {
+    switch (in.NextCall()) {
+      case Call::kStyle: {
+        const int32_t bits = in.Number();
+        target_.SetStyle(TSectionStyle{(bits & 1) != 0, (bits & 2) != 0});
+        break;
+      }
+      case Call::kBeginPage:
+        target_.BeginPage(in.Number());
+        break;
+      case Call::kHeader: {
+        const int32_t page = in.Number(), title_size = in.Number(), text_size = in.Number();
+        in.Fields(header_);
+        target_.PrintHeader(page, header_, title_size, text_size);
+        break;
+      }
+      case Call::kSection: {
+        const int32_t page = in.Number(), section = in.Number();
+        std::vector<TPrintedField>& fields = sections_[section];
+        in.Fields(fields);
+        target_.PrintSection(page, section, fields);
+        break;
+      }
+      case Call::kEndPage:
+        target_.EndPage(in.Number());
+        break;
+      case Call::kFinish:
+        target_.Finish();
+        return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace nrw::section_calls

@@ -1,0 +1,41 @@
+// Section-sink calls as bytes, to be replayed later on another sink: on another thread (the
+// background sink) or from a temporary file (the recorded pagination pass).
+//
+// A call is one byte naming it, then its numbers (4 bytes each, native order: the bytes never
+// leave the process and its own temporary files) and its texts (a 4-byte length and the bytes).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "host/section_sink.hpp"
+
+namespace nrw::section_calls {
+
+void PutStyle(std::string& block, const TSectionStyle& style);
+void PutBeginPage(std::string& block, int32_t page);
+void PutHeader(std::string& block, int32_t page, const std::vector<TPrintedField>& fields,
+               int32_t title_size, int32_t text_size);
+void PutSection(std::string& block, int32_t page, int32_t section,
+                const std::vector<TPrintedField>& fields);
+void PutEndPage(std::string& block, int32_t page);
+void PutFinish(std::string& block);
+
+// Replays blocks of calls on a sink, in order. It decodes into field lists kept per section
+// number, so after the first sections nothing is allocated.
+class Replayer {
+ public:
+  explicit Replayer(TSectionSink& target) : target_(target) {}
+  // True when the block ended with the Finish call.
+  bool Replay(std::string_view block);
+
+ private:
+  TSectionSink& target_;
+  std::unordered_map<int32_t, std::vector<TPrintedField>> sections_;
+  std::vector<TPrintedField> header_;
+};
+
+}  // namespace nrw::section_calls
