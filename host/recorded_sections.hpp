@@ -12,6 +12,10 @@
 #include "host/page_totals.hpp"
 #include "host/section_sink.hpp"
 
+namespace nrw::section_calls {
+class Encoder;
+}
+
 class NRW_API TRecordedSections : public TSectionSink {
  public:
   // Creates the temporary file (removed by the destructor, or on an interrupting signal).
@@ -41,4 +45,5 @@ class NRW_API TRecordedSections : public TSectionSink {
   std::string path_;
   std::FILE* file_ = nullptr;
   std::string block_;
+  std::unique_ptr<nrw::section_calls::Encoder> encoder_;
 };

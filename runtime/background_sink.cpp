@@ -28,6 +28,7 @@ struct TBackgroundSink::Impl {
   std::exception_ptr error;        // the first exception of the target
   std::thread worker;
 
+  calls::Encoder encoder;    // on the report's thread
   calls::Replayer replayer;  // on the worker
 
   Impl(TSectionSink& target, size_t bytes) : block_bytes(bytes), replayer(target) {
@@ -120,31 +121,31 @@ TBackgroundSink::TBackgroundSink(TSectionSink& target, size_t block_bytes)
 TBackgroundSink::~TBackgroundSink() = default;
 
 void TBackgroundSink::SetStyle(const TSectionStyle& style) {
-  calls::PutStyle(impl_->current, style);
+  impl_->encoder.Style(impl_->current, style);
 }
 
 void TBackgroundSink::BeginPage(int32_t page) {
-  calls::PutBeginPage(impl_->current, page);
+  impl_->encoder.BeginPage(impl_->current, page);
 }
 
 void TBackgroundSink::PrintHeader(int32_t page, const std::vector<TPrintedField>& fields,
                                   int32_t title_size, int32_t text_size) {
-  calls::PutHeader(impl_->current, page, fields, title_size, text_size);
+  impl_->encoder.Header(impl_->current, page, fields, title_size, text_size);
   impl_->HandOverIfFull();
 }
 
 void TBackgroundSink::PrintSection(int32_t page, int32_t section,
                                    const std::vector<TPrintedField>& fields) {
-  calls::PutSection(impl_->current, page, section, fields);
+  impl_->encoder.Section(impl_->current, page, section, fields);
   impl_->HandOverIfFull();
 }
 
 void TBackgroundSink::EndPage(int32_t page) {
-  calls::PutEndPage(impl_->current, page);
+  impl_->encoder.EndPage(impl_->current, page);
   impl_->HandOverIfFull();
 }
 
 void TBackgroundSink::Finish() {
-  calls::PutFinish(impl_->current);
+  impl_->encoder.Finish(impl_->current);
   impl_->FinishAndWait();
 }

@@ -57,6 +57,7 @@ TRecordedSections::TRecordedSections() {
     throw Exception("cannot create the temporary file '" + path_ + "': " + std::strerror(errno));
   }
   block_.reserve(kBlockBytes);
+  encoder_ = std::make_unique<calls::Encoder>();
 }
 
 TRecordedSections::~TRecordedSections() {
@@ -66,32 +67,32 @@ TRecordedSections::~TRecordedSections() {
 }
 
 void TRecordedSections::SetStyle(const TSectionStyle& style) {
-  calls::PutStyle(block_, style);
+  encoder_->Style(block_, style);
 }
 
 void TRecordedSections::BeginPage(int32_t page) {
-  calls::PutBeginPage(block_, page);
+  encoder_->BeginPage(block_, page);
 }
 
 void TRecordedSections::PrintHeader(int32_t page, const std::vector<TPrintedField>& fields,
                                     int32_t title_size, int32_t text_size) {
-  calls::PutHeader(block_, page, fields, title_size, text_size);
+  encoder_->Header(block_, page, fields, title_size, text_size);
   WriteIfFull();
 }
 
 void TRecordedSections::PrintSection(int32_t page, int32_t section,
                                      const std::vector<TPrintedField>& fields) {
-  calls::PutSection(block_, page, section, fields);
+  encoder_->Section(block_, page, section, fields);
   WriteIfFull();
 }
 
 void TRecordedSections::EndPage(int32_t page) {
-  calls::PutEndPage(block_, page);
+  encoder_->EndPage(block_, page);
   WriteIfFull();
 }
 
 void TRecordedSections::Finish() {
-  calls::PutFinish(block_);
+  encoder_->Finish(block_);
   Write();
   if (std::fflush(file_) != 0) {
     throw Exception("cannot write the temporary file '" + path_ + "': " + std::strerror(errno));

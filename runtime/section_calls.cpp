@@ -1,11 +1,20 @@
 #include "runtime/section_calls.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 namespace nrw::section_calls {
 namespace {
 
-enum class Call : uint8_t { kStyle, kBeginPage, kHeader, kSection, kEndPage, kFinish };
+enum class Call : uint8_t {
+  kStyle,
+  kBeginPage,
+  kHeader,
+  kSection,        // with the names of its fields
+  kSectionValues,  // with values only: the names are the section's last ones
+  kEndPage,
+  kFinish
+};
 
 void Begin(std::string& block, Call call) {
   block.push_back(static_cast<char>(call));
@@ -60,6 +69,12 @@ class BlockReader {
       field.value.assign(Text());
     }
   }
+  // The values only, into a list that holds the names already.
+  void Values(std::vector<TPrintedField>& fields) {
+    for (TPrintedField& field : fields) {
+      field.value.assign(Text());
+    }
+  }
 
  private:
   std::string_view rest_;
@@ -67,18 +82,18 @@ class BlockReader {
 
 }  // namespace
 
-void PutStyle(std::string& block, const TSectionStyle& style) {
+void Encoder::Style(std::string& block, const TSectionStyle& style) {
   Begin(block, Call::kStyle);
   PutNumber(block, (style.shaded ? 1 : 0) | (style.accent ? 2 : 0));
 }
 
-void PutBeginPage(std::string& block, int32_t page) {
+void Encoder::BeginPage(std::string& block, int32_t page) {
   Begin(block, Call::kBeginPage);
   PutNumber(block, page);
 }
 
-void PutHeader(std::string& block, int32_t page, const std::vector<TPrintedField>& fields,
-               int32_t title_size, int32_t text_size) {
+void Encoder::Header(std::string& block, int32_t page, const std::vector<TPrintedField>& fields,
+                     int32_t title_size, int32_t text_size) {
   Begin(block, Call::kHeader);
   PutNumber(block, page);
   PutNumber(block, title_size);
@@ -86,27 +101,44 @@ void PutHeader(std::string& block, int32_t page, const std::vector<TPrintedField
   PutFields(block, fields);
 }
 
-void PutSection(std::string& block, int32_t page, int32_t section,
-                const std::vector<TPrintedField>& fields) {
-  Begin(block, Call::kSection);
+void Encoder::Section(std::string& block, int32_t page, int32_t section,
+                      const std::vector<TPrintedField>& fields) {
+  std::vector<std::string>& names = names_[section];
+  const bool same = names.size() == fields.size() &&
+                    std::equal(names.begin(), names.end(), fields.begin(),
+                               [](const std::string& name, const TPrintedField& field) {
+                                 return name == field.name;
+                               });
+  Begin(block, same ? Call::kSectionValues : Call::kSection);
   PutNumber(block, page);
   PutNumber(block, section);
+  if (same) {
+    for (const TPrintedField& field : fields) {
+      PutText(block, field.value);
+    }
+    return;
+  }
   PutFields(block, fields);
+  names.resize(fields.size());
+  for (size_t i = 0; i < fields.size(); ++i) {
+    names[i].assign(fields[i].name);
+  }
 }
 
-void PutEndPage(std::string& block, int32_t page) {
+void Encoder::EndPage(std::string& block, int32_t page) {
   Begin(block, Call::kEndPage);
   PutNumber(block, page);
 }
 
-void PutFinish(std::string& block) {
+void Encoder::Finish(std::string& block) {
   Begin(block, Call::kFinish);
 }
 
 bool Replayer::Replay(std::string_view block) {
   BlockReader in(block);
   while (!in.AtEnd()) {
-    switch (in.NextCall()) {
+    const Call call = in.NextCall();
+    switch (call) {
       case Call::kStyle: {
         const int32_t bits = in.Number();
         target_.SetStyle(TSectionStyle{(bits & 1) != 0, (bits & 2) != 0});
@@ -121,10 +153,16 @@ bool Replayer::Replay(std::string_view block) {
         target_.PrintHeader(page, header_, title_size, text_size);
         break;
       }
-      case Call::kSection: {
+      case Call::kSection:
+      case Call::kSectionValues: {
+        const bool values_only = call == Call::kSectionValues;
         const int32_t page = in.Number(), section = in.Number();
         std::vector<TPrintedField>& fields = sections_[section];
-        in.Fields(fields);
+        if (values_only) {
+          in.Values(fields);
+        } else {
+          in.Fields(fields);
+        }
         target_.PrintSection(page, section, fields);
         break;
       }

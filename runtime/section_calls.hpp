@@ -3,6 +3,8 @@
 //
 // A call is one byte naming it, then its numbers (4 bytes each, native order: the bytes never
 // leave the process and its own temporary files) and its texts (a 4-byte length and the bytes).
+// A section whose field names are those its number had the last time goes with its values only
+// (a month's listing repeats a handful of sections a million times).
 #pragma once
 
 #include <cstdint>
@@ -15,17 +17,24 @@
 
 namespace nrw::section_calls {
 
-void PutStyle(std::string& block, const TSectionStyle& style);
-void PutBeginPage(std::string& block, int32_t page);
-void PutHeader(std::string& block, int32_t page, const std::vector<TPrintedField>& fields,
-               int32_t title_size, int32_t text_size);
-void PutSection(std::string& block, int32_t page, int32_t section,
-                const std::vector<TPrintedField>& fields);
-void PutEndPage(std::string& block, int32_t page);
-void PutFinish(std::string& block);
+class Encoder {
+ public:
+  void Style(std::string& block, const TSectionStyle& style);
+  void BeginPage(std::string& block, int32_t page);
+  void Header(std::string& block, int32_t page, const std::vector<TPrintedField>& fields,
+              int32_t title_size, int32_t text_size);
+  void Section(std::string& block, int32_t page, int32_t section,
+               const std::vector<TPrintedField>& fields);
+  void EndPage(std::string& block, int32_t page);
+  void Finish(std::string& block);
 
-// Replays blocks of calls on a sink, in order. It decodes into field lists kept per section
-// number, so after the first sections nothing is allocated.
+ private:
+  // The field names each section number had the last time it was put.
+  std::unordered_map<int32_t, std::vector<std::string>> names_;
+};
+
+// Replays blocks of calls on a sink, in the order they were put (by one Encoder). It decodes into
+// field lists kept per section number, so after the first sections nothing is allocated.
 class Replayer {
  public:
   explicit Replayer(TSectionSink& target) : target_(target) {}
