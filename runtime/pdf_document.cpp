@@ -1,5 +1,7 @@
 #include "runtime/pdf_document.hpp"
 
+#include <pthread.h>
+
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -98,10 +100,61 @@ PdfDocument::PdfDocument(std::ostream& out, double width, double height)
   outlines_.emplace_back();
   // The binary comment tells transfer programs that the file is not text.
   Write("%PDF-1.5\n%\xE2\xE3\xCF\xD3\n");
+  writer_ = std::thread([this] { WriteLoop(); });
 }
 
 PdfDocument::~PdfDocument() {
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+    changed_.notify_all();
+  }
+  writer_.join();
   deflateEnd(&zlib_);
+}
+
+void PdfDocument::WriteLoop() {
+  pthread_setname_np(pthread_self(), "nrw-pdf");
+  for (;;) {
+    PageJob job;
+    {
+      std::unique_lock lock(mutex_);
+      changed_.wait(lock, [this] { return !waiting_.empty() || stopping_; });
+      if (stopping_) {
+        return;
+      }
+      job = std::move(waiting_.front());
+      waiting_.pop_front();
+      writing_ = true;
+    }
+    std::exception_ptr error;
+    try {
+      WritePage(job);
+    } catch (...) {
+      error = std::current_exception();
+    }
+    std::lock_guard lock(mutex_);
+    writing_ = false;
+    if (error && !error_) {
+      error_ = error;
+    }
+    job.content.clear();
+    spare_.push_back(std::move(job.content));
+    changed_.notify_all();
+  }
+}
+
+void PdfDocument::WritePage(const PageJob& job) {
+  WriteStream(job.contents, "", job.content);
+  std::string page = "<< /Type /Page /Parent " + std::to_string(pages_object_) + " 0 R";
+  page += " /MediaBox [0 0 ";
+  AppendPdfNumber(page, width_);
+  page += ' ';
+  AppendPdfNumber(page, height_);
+  page += "] /Resources " + std::to_string(resources_object_) + " 0 R";
+  page += " /Contents " + std::to_string(job.contents) + " 0 R >>";
+  WriteObject(job.page, page);
+  Check();
 }
 
 void PdfDocument::Write(std::string_view bytes) {
@@ -155,19 +208,29 @@ std::string PdfDocument::AddFont(int object) {
 }
 
 void PdfDocument::EndPage(std::string_view content) {
-  const int contents = Reserve();
-  WriteStream(contents, "", content);
-  std::string page = "<< /Type /Page /Parent " + std::to_string(pages_object_) + " 0 R";
-  page += " /MediaBox [0 0 ";
-  AppendPdfNumber(page, width_);
-  page += ' ';
-  AppendPdfNumber(page, height_);
-  page += "] /Resources " + std::to_string(resources_object_) + " 0 R";
-  page += " /Contents " + std::to_string(contents) + " 0 R >>";
-  WriteObject(current_page_, page);
+  PageJob job{Reserve(), current_page_, {}};
   pages_.push_back(current_page_);
   current_page_ = Reserve();
-  Check();
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return waiting_.size() < kPagesInFlight || error_; });
+  if (error_) {
+    std::rethrow_exception(error_);
+  }
+  if (!spare_.empty()) {
+    job.content = std::move(spare_.back());
+    spare_.pop_back();
+  }
+  job.content.assign(content);
+  waiting_.push_back(std::move(job));
+  changed_.notify_all();
+}
+
+void PdfDocument::WritePages() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return (waiting_.empty() && !writing_) || error_; });
+  if (error_) {
+    std::rethrow_exception(error_);
+  }
 }
 
 int PdfDocument::AddOutline(int parent, std::string title, bool open, double x, double y) {
@@ -243,6 +306,7 @@ int PdfDocument::WriteOutlines() {
 }
 
 void PdfDocument::Finish() {
+  WritePages();
   std::string fonts;
   for (size_t i = 0; i < fonts_.size(); ++i) {
     fonts += " /F" + std::to_string(i + 1) + ' ' + std::to_string(fonts_[i]) + " 0 R";

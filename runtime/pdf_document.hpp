@@ -1,15 +1,21 @@
 // A PDF file written front to back: each page's content stream and page object go to the output
-// when the page ends (compressed), and what can only be known at the end (the fonts' glyphs, the
-// page tree, the outline, the document information, the cross-reference table) follows them.
-// Nothing of a finished page is kept but its object number.
+// when the page ends (compressed, on a thread of the document's own while the next page is drawn),
+// and what can only be known at the end (the fonts' glyphs, the page tree, the outline, the
+// document information, the cross-reference table) follows them. Nothing of a finished page is
+// kept but its object number.
 #pragma once
 
 #include <zlib.h>
 
+#include <condition_variable>
 #include <cstdint>
+#include <deque>
+#include <exception>
+#include <mutex>
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "host/export.hpp"
@@ -49,7 +55,8 @@ class NRW_API PdfDocument {
 
   // The page that ends next: its object number, known while it is drawn (for outline targets).
   int CurrentPage() const { return current_page_; }
-  // Writes the page (`content`: its drawing operators) and starts the next one.
+  // Hands the page (`content`: its drawing operators) to the writing thread and starts the next
+  // one; waits while a few pages are still waiting. Raises the error of an earlier page's write.
   void EndPage(std::string_view content);
 
   // An outline entry pointing at (x, y) of the current page, under `parent` (0: the top);
@@ -58,6 +65,8 @@ class NRW_API PdfDocument {
   // The document information (Title, Author, Subject, Creator, ...), as UTF-8.
   void SetInfo(std::string key, std::string value);
 
+  // Waits for the pages to be written (raising their error). Called before the fonts are written.
+  void WritePages();
   // Writes the page tree, the outline, the information and the cross-reference table. The fonts
   // must have been written before.
   void Finish();
@@ -70,6 +79,15 @@ class NRW_API PdfDocument {
     double x = 0, y = 0;
     int object = 0, first = 0, last = 0, next = 0, prev = 0, count = 0;
   };
+  // A page waiting to be written: its content stream's object, its own object, its operators.
+  struct PageJob {
+    int contents = 0, page = 0;
+    std::string content;
+  };
+  static constexpr size_t kPagesInFlight = 4;
+  void WriteLoop();
+  void WritePage(const PageJob& job);
+
   void Write(std::string_view bytes);
   void BeginObject(int number);
   void Deflate(std::string_view data);
@@ -89,6 +107,17 @@ class NRW_API PdfDocument {
   z_stream zlib_{};
   std::string compressed_;  // reused for every stream
   std::string header_;      // reused for every object's header
+
+  // The writing thread's hand-over. While pages are drawn only that thread writes to the file;
+  // after WritePages only the caller's thread does.
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<PageJob> waiting_;
+  std::vector<std::string> spare_;  // written pages' buffers, for the next ones
+  bool writing_ = false;            // a page taken off the queue is being written
+  bool stopping_ = false;
+  std::exception_ptr error_;  // the first write that failed
+  std::thread writer_;
 };
 
 }  // namespace nrw

@@ -258,6 +258,7 @@ class PdfRenderer : public TSectionSink {
     document_.SetInfo("Subject", subject_);
     document_.SetInfo("Creator", "nrw-report");
     document_.SetInfo("Producer", "nrw-report");
+    document_.WritePages();
     for (const auto& [file, face] : faces_) {
       face->Write();
     }

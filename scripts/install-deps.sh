@@ -8,7 +8,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libsqlite3-dev sqlite3
   libpq-dev postgresql postgresql-client
-  libcairo2-dev libpango1.0-dev zlib1g-dev fonts-dejavu-core
+  libcairo2-dev libpango1.0-dev zlib1g-dev fonts-dejavu-core fonts-dejavu-extra
   nlohmann-json3-dev libcli11-dev libfmt-dev libxlsxwriter-dev unzip
   poppler-utils time
 )

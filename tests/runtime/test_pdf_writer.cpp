@@ -72,9 +72,11 @@ void ExpectObjectsWhereTheTableSays(const std::string& pdf) {
 }
 
 TEST(PdfWriter, PagesStreamOutAndTheTableFindsEveryObject) {
+  // (the pages are written on the document's own thread: WritePages waits for them)
   std::ostringstream out;
   PdfDocument document(out, 841.89, 595.276);
   document.EndPage("0.4 w\n0 0 m 10 10 l S\n");
+  document.WritePages();
   const size_t after_first = out.str().size();
   EXPECT_NE(out.str().find("/MediaBox [0 0 841.89 595.276]"), std::string::npos)
       << "the first page is in the file before the second one starts";
@@ -90,6 +92,30 @@ TEST(PdfWriter, PagesStreamOutAndTheTableFindsEveryObject) {
   EXPECT_NE(pdf.find("<< /Title (Resumo) >>"), std::string::npos) << "an empty value is left out";
   EXPECT_EQ(pdf.find("/Outlines"), std::string::npos) << "no outline without entries";
   ExpectObjectsWhereTheTableSays(pdf);
+}
+
+// A stream that takes nothing, as a full disk.
+class FullDisk : public std::streambuf {
+ protected:
+  int_type overflow(int_type) override { return traits_type::eof(); }
+  std::streamsize xsputn(const char*, std::streamsize) override { return 0; }
+};
+
+// A page that cannot be written fails on the document's thread; the caller hears of it at the
+// next page or at the end, not never.
+TEST(PdfWriter, AWriteThatFailsIsRaisedOnTheCallersThread) {
+  FullDisk disk;
+  std::ostream out(&disk);
+  PdfDocument document(out, 100, 100);
+  try {
+    for (int page = 0; page < 20; ++page) {
+      document.EndPage("0 0 m 10 10 l S\n");
+    }
+    document.Finish();
+    FAIL() << "a PDF written to a full disk";
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "cannot write the PDF output");
+  }
 }
 
 // An open company with two closed establishments, one of them with a block under it.

@@ -6,6 +6,7 @@
 
 #include <cairo.h>
 #include <pango/pangocairo.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -271,6 +272,59 @@ TEST(Renderers, PdfDrawsMoreCharactersThanOneFontHoldsCodes) {
   }
   const std::string fonts = nrw::testing::CommandOutput("pdffonts '" + file + "'");
   EXPECT_EQ(std::count(fonts.begin(), fonts.end(), '\n'), 4) << "two PDF fonts: " << fonts;
+}
+
+// The page content streams of a PDF, inflated.
+std::string PageOperators(const std::string& pdf) {
+  std::string all;
+  for (size_t at = pdf.find("stream\n"); at != std::string::npos;
+       at = pdf.find("stream\n", at + 1)) {
+    const size_t start = at + 7, end = pdf.find("\nendstream", start);
+    if (end == std::string::npos || pdf.compare(at - 3, 3, "end") == 0) {
+      continue;
+    }
+    std::string out(1 << 20, '\0');
+    uLongf size = out.size();
+    if (uncompress(reinterpret_cast<Bytef*>(out.data()), &size,
+                   reinterpret_cast<const Bytef*>(pdf.data() + start), end - start) == Z_OK) {
+      all.append(out.data(), size);
+    }
+  }
+  return all;
+}
+
+// A family without a bold face: fontconfig thickens the regular one, and so does the PDF (the
+// glyphs filled and stroked), only for the bold text.
+TEST(Renderers, PdfThickensABoldTextWhoseFamilyHasNoBoldFace) {
+  constexpr const char* kFamily = "DejaVu Math TeX Gyre";  // fonts-dejavu-extra: one face
+  if (nrw::testing::CommandOutput(std::string("fc-match -f '%{file}' '") + kFamily + ":bold'")
+          .find("DejaVuMathTeXGyre") == std::string::npos) {
+    GTEST_SKIP() << kFamily << " is not installed (Debian's fonts-dejavu-extra)";
+  }
+  TReportLayout layout;
+  layout.font_family = kFamily;
+  layout.AddSection(TLayoutSection::Of(1, {}));
+  TLayoutSection line = TLayoutSection::Of(13, {"Forte", "Fraco"});
+  line.height = 5;
+  line.field_items = {{"Forte", 0, 0, 60, TLayoutAlign::Left, true},
+                      {"Fraco", 100, 0, 60, TLayoutAlign::Left, false}};
+  layout.AddSection(line);
+  std::ostringstream out;
+  auto pdf = CreateRenderer("pdf", out, layout);
+  pdf->BeginPage(1);
+  pdf->PrintSection(1, 13, {{"Forte", "Negrito"}, {"Fraco", "Normal"}});
+  pdf->EndPage(1);
+  pdf->Finish();
+  const std::string operators = PageOperators(out.str());
+  const size_t bold = operators.find("(Negrito)Tj"), regular = operators.find("(Normal)Tj");
+  ASSERT_NE(bold, std::string::npos) << operators;
+  ASSERT_NE(regular, std::string::npos) << operators;
+  const size_t thick = operators.rfind(" w 2 Tr\n", bold);
+  ASSERT_NE(thick, std::string::npos) << "the bold text is stroked too: " << operators;
+  const size_t back = operators.find("0 Tr\n", bold);
+  EXPECT_NE(back, std::string::npos) << operators;
+  EXPECT_TRUE(regular < thick || regular > back)
+      << "the regular text is only filled: " << operators;
 }
 
 // A text wider than its field is cut with an ellipsis and keeps the characters before it; one
