@@ -176,6 +176,33 @@ TEST(Renderers, UnknownFormatIsRefused) {
   }
 }
 
+// A one-page PDF of section 13 printed once per row, its fields laid out by `items`, written to
+// `file`.
+void WriteOnePagePdf(const std::string& file, const std::vector<TLayoutItem>& items,
+                     const std::vector<std::vector<TPrintedField>>& rows,
+                     const std::string& family = "DejaVu Sans") {
+  TReportLayout layout;
+  layout.font_family = family;
+  layout.AddSection(TLayoutSection::Of(1, {}));
+  std::vector<std::string> names;
+  for (const TLayoutItem& item : items) {
+    names.push_back(item.name);
+  }
+  TLayoutSection line = TLayoutSection::Of(13, names);
+  line.height = 6;
+  line.field_items = items;
+  layout.AddSection(line);
+  TAtomicOutputFile out(file);
+  auto pdf = CreateRenderer("pdf", out.Stream(), layout);
+  pdf->BeginPage(1);
+  for (const std::vector<TPrintedField>& fields : rows) {
+    pdf->PrintSection(1, 13, fields);
+  }
+  pdf->EndPage(1);
+  pdf->Finish();
+  out.Commit();
+}
+
 TEST(Renderers, PdfReadsBackThroughPoppler) {
   if (std::system("command -v pdftotext >/dev/null 2>&1 && command -v pdfinfo >/dev/null 2>&1") !=
       0) {
@@ -247,25 +274,13 @@ TEST(Renderers, PdfDrawsMoreCharactersThanOneFontHoldsCodes) {
   }
   rows.push_back(row);
   ASSERT_GT(count, 300);
-  TReportLayout layout;
-  layout.AddSection(TLayoutSection::Of(1, {}));
-  TLayoutSection line = TLayoutSection::Of(13, {"Texto"});
-  line.height = 6;
-  line.field_items = {{"Texto", 0, 0, 250, TLayoutAlign::Left, false}};
-  layout.AddSection(line);
   nrw::testing::ScratchDir dir;
   const std::string file = dir.File("letters.pdf");
-  {
-    TAtomicOutputFile out(file);
-    auto pdf = CreateRenderer("pdf", out.Stream(), layout);
-    pdf->BeginPage(1);
-    for (const std::string& text : rows) {
-      pdf->PrintSection(1, 13, {{"Texto", text}});
-    }
-    pdf->EndPage(1);
-    pdf->Finish();
-    out.Commit();
+  std::vector<std::vector<TPrintedField>> sections;
+  for (const std::string& text : rows) {
+    sections.push_back({{"Texto", text}});
   }
+  WriteOnePagePdf(file, {{"Texto", 0, 0, 250, TLayoutAlign::Left, false}}, sections);
   const std::string text = nrw::testing::CommandOutput("pdftotext '" + file + "' -");
   for (const std::string& expected : rows) {
     EXPECT_NE(text.find(expected), std::string::npos) << expected << " in\n" << text;
@@ -301,21 +316,16 @@ TEST(Renderers, PdfThickensABoldTextWhoseFamilyHasNoBoldFace) {
           .find("DejaVuMathTeXGyre") == std::string::npos) {
     GTEST_SKIP() << kFamily << " is not installed (Debian's fonts-dejavu-extra)";
   }
-  TReportLayout layout;
-  layout.font_family = kFamily;
-  layout.AddSection(TLayoutSection::Of(1, {}));
-  TLayoutSection line = TLayoutSection::Of(13, {"Forte", "Fraco"});
-  line.height = 5;
-  line.field_items = {{"Forte", 0, 0, 60, TLayoutAlign::Left, true},
-                      {"Fraco", 100, 0, 60, TLayoutAlign::Left, false}};
-  layout.AddSection(line);
-  std::ostringstream out;
-  auto pdf = CreateRenderer("pdf", out, layout);
-  pdf->BeginPage(1);
-  pdf->PrintSection(1, 13, {{"Forte", "Negrito"}, {"Fraco", "Normal"}});
-  pdf->EndPage(1);
-  pdf->Finish();
-  const std::string operators = PageOperators(out.str());
+  nrw::testing::ScratchDir dir;
+  const std::string file = dir.File("bold.pdf");
+  WriteOnePagePdf(file,
+                  {{"Forte", 0, 0, 60, TLayoutAlign::Left, true},
+                   {"Fraco", 100, 0, 60, TLayoutAlign::Left, false}},
+                  {{{"Forte", "Negrito"}, {"Fraco", "Normal"}}}, kFamily);
+  std::ifstream in(file, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  const std::string operators = PageOperators(bytes.str());
   const size_t bold = operators.find("(Negrito)Tj"), regular = operators.find("(Normal)Tj");
   ASSERT_NE(bold, std::string::npos) << operators;
   ASSERT_NE(regular, std::string::npos) << operators;
@@ -333,26 +343,13 @@ TEST(Renderers, PdfCutsALongTextWithAnEllipsis) {
   if (std::system("command -v pdftotext >/dev/null 2>&1") != 0) {
     GTEST_SKIP() << "poppler-utils (pdftotext) not installed";
   }
-  TReportLayout layout;
-  layout.AddSection(TLayoutSection::Of(1, {}));
-  TLayoutSection line = TLayoutSection::Of(13, {"Curto", "Longo"});
-  line.height = 5;
-  line.field_items = {{"Curto", 0, 0, 60, TLayoutAlign::Right, false},
-                      {"Longo", 100, 0, 20, TLayoutAlign::Left, false}};
-  layout.AddSection(line);
   nrw::testing::ScratchDir dir;
   const std::string file = dir.File("cut.pdf");
-  {
-    TAtomicOutputFile out(file);
-    auto pdf = CreateRenderer("pdf", out.Stream(), layout);
-    pdf->BeginPage(1);
-    pdf->PrintSection(
-        1, 13,
-        {{"Curto", "Conceição (1\\2)"}, {"Longo", "Descrição muito longa que não cabe na coluna"}});
-    pdf->EndPage(1);
-    pdf->Finish();
-    out.Commit();
-  }
+  WriteOnePagePdf(
+      file,
+      {{"Curto", 0, 0, 60, TLayoutAlign::Right, false},
+       {"Longo", 100, 0, 20, TLayoutAlign::Left, false}},
+      {{{"Curto", "Conceição (1\\2)"}, {"Longo", "Descrição muito longa que não cabe na coluna"}}});
   const std::string text = nrw::testing::CommandOutput("pdftotext '" + file + "' -");
   EXPECT_NE(text.find("Conceição (1\\2)"), std::string::npos)
       << "parentheses and backslash escaped in the string: " << text;
