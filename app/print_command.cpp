@@ -253,7 +253,7 @@ int RunPrint(const PrintOptions& options) {
     module.imprimir(ReportAddressAsInt32(engine.get()));
     engine->EndReport();
     std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
-    recording.Replay(*sink, counter.Totals());
+    recording.Replay(*sink, counter.Totals(), progress.get());
   } else {
     std::unique_ptr<TSectionSink> sink = CreateSink(options, file.get(), engine->Layout());
     // The output is drawn and written on a second thread while the report lists.

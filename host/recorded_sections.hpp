@@ -10,6 +10,7 @@
 
 #include "host/export.hpp"
 #include "host/page_totals.hpp"
+#include "host/progress.hpp"
 #include "host/section_sink.hpp"
 
 namespace nrw::section_calls {
@@ -35,8 +36,9 @@ class NRW_API TRecordedSections : public TSectionSink {
   void Finish() override;
 
   // Replays the recorded calls, in order, into `target` (whose Finish ends the replay), each
-  // page header completed with `totals`.
-  void Replay(TSectionSink& target, const TPageTotals& totals);
+  // page header completed with `totals`. A `progress` view shows the drawing as a stage of its
+  // own, hidden again at the end.
+  void Replay(TSectionSink& target, const TPageTotals& totals, TProgressView* progress = nullptr);
 
  private:
   void WriteIfFull();

@@ -114,7 +114,21 @@ void TRecordedSections::Write() {
   block_.clear();
 }
 
-void TRecordedSections::Replay(TSectionSink& target, const TPageTotals& totals) {
+void TRecordedSections::Replay(TSectionSink& target, const TPageTotals& totals,
+                               TProgressView* progress) {
+  // The run hid its progress when it ended: the drawing shows it again while it lasts.
+  struct Shown {
+    TProgressView* view;
+    ~Shown() {
+      if (view != nullptr) {
+        view->VisibilityChanged(TnProgressoVisivel::Oculto);
+      }
+    }
+  } shown{progress};
+  if (progress != nullptr) {
+    progress->VisibilityChanged(TnProgressoVisivel::Completo);
+    progress->StageAdvanced("Desenhar " + std::to_string(totals.pages) + " páginas", 0, 1);
+  }
   HeaderCompleter completer(target, totals);
   calls::Replayer replayer(completer);
   std::rewind(file_);

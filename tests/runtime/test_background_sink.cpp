@@ -20,6 +20,7 @@
 
 #include "host/exception.hpp"
 #include "host/page_totals.hpp"
+#include "host/progress.hpp"
 #include "host/recorded_sections.hpp"
 #include "tests/runtime/data_set_kinds.hpp"
 
@@ -229,12 +230,17 @@ TEST(RecordedSections, ReplaysEveryCallWithTheHeadersCompleted) {
   TPageCountSink counter;
   PrintSample(counter, kPages);
   CallLog replayed;
+  TRecordingProgressView progress;
   {
     TRecordedSections recording;
     EXPECT_EQ(tmp.Files(), 1u);
     PrintSample(recording, kPages);
-    recording.Replay(replayed, counter.Totals());
+    recording.Replay(replayed, counter.Totals(), &progress);
   }
+  EXPECT_EQ(progress.stages, (std::vector<std::string>{"Desenhar 60 páginas"}));
+  EXPECT_EQ(progress.visibility, (std::vector<TnProgressoVisivel>{TnProgressoVisivel::Completo,
+                                                                  TnProgressoVisivel::Oculto}))
+      << "shown while drawing, hidden after";
   EXPECT_EQ(tmp.Files(), 0u) << "the recording's file is gone";
   ASSERT_EQ(replayed.calls.size(), direct.calls.size());
   for (size_t i = 0; i < direct.calls.size(); ++i) {
