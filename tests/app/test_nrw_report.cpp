@@ -478,5 +478,34 @@ TEST(NrwReportLimits, AFullDiskLeavesNoFile) {
   }
 }
 
+// The pagination pass's recording meets the full disk first: one message, no output, and the
+// recording itself gone.
+TEST(NrwReportLimits, AFullDiskStopsThePaginationPassRecording) {
+  ScratchDir dir;
+  const std::string db = dir.File("month.db");
+  const std::string bin = std::string(NRW_BIN_DIR) + "/nrw-report";
+  ASSERT_EQ(std::system((bin + " demo-db " + db + " --docs 2000 --quiet --ref ''").c_str()), 0);
+  const std::string tmp = dir.File("tmp");
+  std::filesystem::create_directories(tmp);
+  const std::string out = dir.File("month.pdf");
+  const std::string log = dir.File("log.txt");
+  const std::string command = "ulimit -f 64; TMPDIR=" + tmp + " " + bin +
+                              " print --quiet --from 01/01/2026 --to 31/01/2026 --entries "
+                              "--exits --taxes icms --db " +
+                              db + " --format pdf --output " + out + " > " + log + " 2>&1";
+  const int status = std::system(command.c_str());
+  ASSERT_TRUE(WIFEXITED(status)) << "the run ended by a signal, not with a message";
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  std::ifstream in(log);
+  const std::string message((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(
+      message.rfind("nrw-report: cannot write the temporary file '" + tmp + "/nrw-sections-", 0),
+      0u)
+      << message;
+  EXPECT_NE(message.find("': File too large\n"), std::string::npos) << message;
+  EXPECT_FALSE(std::filesystem::exists(out));
+  EXPECT_TRUE(std::filesystem::is_empty(tmp)) << "the recording is removed";
+}
+
 }  // namespace
 }  // namespace nrw::testing
