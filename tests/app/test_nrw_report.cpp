@@ -452,24 +452,40 @@ TEST(NrwReportSignals, AnInterruptedRunLeavesNothingBehind) {
   }
 }
 
-// A disk that fills up (here: a file-size limit on the process) fails the write: one message,
-// status 1, no output file and no partial one.
-TEST(NrwReportLimits, AFullDiskLeavesNoFile) {
+// A month of 2,000 documents printed under a file-size limit of 64 KiB, as a disk that fills
+// up, to `format`, temporary files in the scratch folder's "tmp".
+class NrwReportLimits : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(std::system((bin + " demo-db " + db + " --docs 2000 --quiet --ref ''").c_str()), 0);
+    std::filesystem::create_directories(tmp);
+  }
+  // The run's status (ASSERTed to be an exit, not a signal) and its output.
+  std::pair<int, std::string> PrintOnAFullDisk(const std::string& format, const std::string& out) {
+    const std::string log = dir.File("log.txt");
+    const std::string command = "ulimit -f 64; TMPDIR=" + tmp + " " + bin +
+                                " print --quiet --from 01/01/2026 --to 31/01/2026 --entries "
+                                "--exits --taxes icms --db " +
+                                db + " --format " + format + " --output " + out + " > " + log +
+                                " 2>&1";
+    const int status = std::system(command.c_str());
+    EXPECT_TRUE(WIFEXITED(status)) << "the run ended by a signal, not with a message";
+    std::ifstream in(log);
+    return {WEXITSTATUS(status),
+            std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>())};
+  }
+
   ScratchDir dir;
   const std::string db = dir.File("month.db");
+  const std::string tmp = dir.File("tmp");
   const std::string bin = std::string(NRW_BIN_DIR) + "/nrw-report";
-  ASSERT_EQ(std::system((bin + " demo-db " + db + " --docs 2000 --quiet --ref ''").c_str()), 0);
+};
+
+// The output's write fails: one message, status 1, no output file and no partial one.
+TEST_F(NrwReportLimits, AFullDiskLeavesNoFile) {
   const std::string out = dir.File("month.txt");
-  const std::string log = dir.File("log.txt");
-  const std::string command = "ulimit -f 64; " + bin +
-                              " print --quiet --from 01/01/2026 --to 31/01/2026 --entries "
-                              "--exits --taxes icms --db " +
-                              db + " --format text --output " + out + " > " + log + " 2>&1";
-  const int status = std::system(command.c_str());
-  ASSERT_TRUE(WIFEXITED(status)) << "the run ended by a signal, not with a message";
-  EXPECT_EQ(WEXITSTATUS(status), 1);
-  std::ifstream in(log);
-  const std::string message((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const auto [status, message] = PrintOnAFullDisk("text", out);
+  EXPECT_EQ(status, 1);
   EXPECT_EQ(message, "nrw-report: cannot write the output file '" + out + "' (disk full?)\n");
   EXPECT_FALSE(std::filesystem::exists(out));
   for (const auto& entry : std::filesystem::directory_iterator(dir.File(""))) {
@@ -480,24 +496,10 @@ TEST(NrwReportLimits, AFullDiskLeavesNoFile) {
 
 // The pagination pass's recording meets the full disk first: one message, no output, and the
 // recording itself gone.
-TEST(NrwReportLimits, AFullDiskStopsThePaginationPassRecording) {
-  ScratchDir dir;
-  const std::string db = dir.File("month.db");
-  const std::string bin = std::string(NRW_BIN_DIR) + "/nrw-report";
-  ASSERT_EQ(std::system((bin + " demo-db " + db + " --docs 2000 --quiet --ref ''").c_str()), 0);
-  const std::string tmp = dir.File("tmp");
-  std::filesystem::create_directories(tmp);
+TEST_F(NrwReportLimits, AFullDiskStopsThePaginationPassRecording) {
   const std::string out = dir.File("month.pdf");
-  const std::string log = dir.File("log.txt");
-  const std::string command = "ulimit -f 64; TMPDIR=" + tmp + " " + bin +
-                              " print --quiet --from 01/01/2026 --to 31/01/2026 --entries "
-                              "--exits --taxes icms --db " +
-                              db + " --format pdf --output " + out + " > " + log + " 2>&1";
-  const int status = std::system(command.c_str());
-  ASSERT_TRUE(WIFEXITED(status)) << "the run ended by a signal, not with a message";
-  EXPECT_EQ(WEXITSTATUS(status), 1);
-  std::ifstream in(log);
-  const std::string message((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const auto [status, message] = PrintOnAFullDisk("pdf", out);
+  EXPECT_EQ(status, 1);
   EXPECT_EQ(
       message.rfind("nrw-report: cannot write the temporary file '" + tmp + "/nrw-sections-", 0),
       0u)
