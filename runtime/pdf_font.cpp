@@ -108,8 +108,12 @@ void PdfFont::WriteFont(const Font& font) const {
     AppendPdfNumber(widths, slot.width);
     widths += "] ";
   }
-  // The subset's tag: six capitals from the glyphs it holds.
+  // The subset's tag: six capitals from the face's name and the glyphs it holds, so that two
+  // faces drawing the same glyphs get different tags.
   uint32_t hash = 2166136261u;
+  for (const char c : name_) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
+  }
   for (const uint16_t glyph : glyphs) {
     hash = (hash ^ glyph) * 16777619u;
   }

@@ -9,12 +9,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/export.hpp"
 #include "runtime/pdf_document.hpp"
 #include "runtime/truetype_subset.hpp"
 
 namespace nrw {
 
-class PdfFont {
+class NRW_API PdfFont {
  public:
   // `file` and `index` name the face; `name` is its PostScript-like name, without blanks.
   PdfFont(PdfDocument& document, const std::string& file, int index, std::string name);

@@ -13,6 +13,7 @@
 
 #include "host/exception.hpp"
 #include "runtime/pdf_document.hpp"
+#include "runtime/pdf_font.hpp"
 #include "runtime/truetype_subset.hpp"
 
 namespace nrw {
@@ -254,6 +255,34 @@ TEST_F(TrueTypeSubset, RefusesWhatIsNotATrueTypeFont) {
   } catch (const Exception& e) {
     EXPECT_STREQ(e.what(), "the font collection has no face 3");
   }
+}
+
+// Two faces drawing the same glyphs are two subsets: their tags differ. A face's codes keep the
+// Latin-1 code of their character where they can, and a glyph is encoded once.
+TEST_F(TrueTypeSubset, EachFacesSubsetHasATagOfItsOwn) {
+  std::ostringstream out;
+  PdfDocument document(out, 100, 100);
+  PdfFont regular(document, path_, 0, "Regular"), bold(document, path_, 0, "Bold");
+  for (PdfFont* font : {&regular, &bold}) {
+    const PdfFont::Code code = font->Encode(Glyph(U'A'), U'A', 684);
+    EXPECT_EQ(code.code, 'A');
+    EXPECT_EQ(font->Encode(Glyph(U'A'), U'A', 684).code, code.code) << "encoded once";
+    EXPECT_NE(font->Encode(Glyph(U'B'), U'A', 686).code, code.code)
+        << "another glyph for a character whose code is taken gets a free code";
+  }
+  document.WritePages();
+  regular.Write();
+  bold.Write();
+  document.Finish();
+  const std::string pdf = out.str();
+  const std::regex base(R"(/Type0 /BaseFont /([A-Z]{6})\+(Regular|Bold))");
+  std::map<std::string, std::string> tags;
+  for (auto it = std::sregex_iterator(pdf.begin(), pdf.end(), base); it != std::sregex_iterator();
+       ++it) {
+    tags[(*it)[2]] = (*it)[1];
+  }
+  ASSERT_EQ(tags.size(), 2u) << pdf.substr(0, 2000);
+  EXPECT_NE(tags["Regular"], tags["Bold"]);
 }
 
 }  // namespace

@@ -9,9 +9,11 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 #include <nlohmann/json.hpp>
@@ -335,6 +337,45 @@ TEST(Renderers, PdfThickensABoldTextWhoseFamilyHasNoBoldFace) {
   EXPECT_NE(back, std::string::npos) << operators;
   EXPECT_TRUE(regular < thick || regular > back)
       << "the regular text is only filled: " << operators;
+}
+
+// Each string starts where its field does, however many strings the page's text object moves
+// through: the moves are relative, and the rounding of each one is carried into the next. The
+// columns stand 100.0004 pt apart, so that moves rounded on their own would drift by a
+// thousandth of a point a row; the rows 6 mm (17.00787 pt) apart.
+TEST(Renderers, PdfStringsStartWhereTheirFieldsDoAllDownThePage) {
+  const auto pt = [](double mm) { return mm * 72 / 25.4; };
+  const auto mm = [](double points) { return points * 25.4 / 72; };
+  nrw::testing::ScratchDir dir;
+  const std::string file = dir.File("columns.pdf");
+  constexpr int kRows = 60;
+  std::vector<std::vector<TPrintedField>> rows;
+  for (int row = 0; row < kRows; ++row) {
+    rows.push_back({{"A", "x" + std::to_string(row)}, {"B", "y"}, {"C", "z"}});
+  }
+  WriteOnePagePdf(file,
+                  {{"A", 0, 0, 20, TLayoutAlign::Left, false},
+                   {"B", mm(100.0004), 0, 20, TLayoutAlign::Left, false},
+                   {"C", mm(200.0008), 0, 20, TLayoutAlign::Left, false}},
+                  rows);
+  std::ifstream in(file, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  const std::string operators = PageOperators(bytes.str());
+  const double margin = pt(TReportLayout{}.page.margin_left);
+  const std::regex move(R"((?:1 0 0 1 )?(-?[0-9.]+) (-?[0-9.]+) (Tm|Td)\()");
+  double x = 0, y = 0, first_y = 0;
+  int strings = 0;
+  for (auto it = std::sregex_iterator(operators.begin(), operators.end(), move);
+       it != std::sregex_iterator(); ++it, ++strings) {
+    const bool absolute = (*it)[3] == "Tm";
+    x = (absolute ? 0 : x) + std::stod((*it)[1]);
+    y = (absolute ? 0 : y) + std::stod((*it)[2]);
+    first_y = strings == 0 ? y : first_y;
+    EXPECT_NEAR(x, margin + 100.0004 * (strings % 3), 0.001) << "string " << strings;
+    EXPECT_NEAR(first_y - y, pt(6) * (strings / 3), 0.001) << "string " << strings;
+  }
+  EXPECT_EQ(strings, 3 * kRows);
 }
 
 // A text wider than its field is cut with an ellipsis and keeps the characters before it; one
