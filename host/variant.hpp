@@ -64,7 +64,8 @@ class NRW_API Variant {
 
 using TVariantArray = std::vector<Variant>;
 
-// The value converted to the kind a field of `type` holds (null stays null).
+// The value converted to the kind a field of `type` holds. Null stays null, and so does an
+// empty text for any type but String, as assigning it to such a field empties the field.
 NRW_API Variant VarAsType(const Variant& value, TFieldType type);
 
 // Formats a double as the host's FloatToStr: up to 15 significant digits, locale decimal separator.

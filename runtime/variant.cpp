@@ -188,6 +188,10 @@ Variant VarAsType(const Variant& value, TFieldType type) {
   if (value.IsNull()) {
     return value;
   }
+  if (type != TFieldType::String && value.GetKind() == Variant::Kind::String &&
+      value.StringRef().empty()) {
+    return Variant();
+  }
   switch (type) {
     case TFieldType::Integer:
       return Variant(value.AsInteger());

@@ -32,6 +32,15 @@ TEST(Variant, AssignStringReusesTheTextItHolds) {
   EXPECT_FALSE(v.IsNull()) << "an empty text is not null";
 }
 
+TEST(Variant, AnEmptyTextEmptiesAFieldOfAnotherType) {
+  for (TFieldType type : {TFieldType::Integer, TFieldType::Float, TFieldType::DateTime,
+                          TFieldType::Boolean}) {
+    EXPECT_TRUE(VarAsType(Variant(""), type).IsNull());
+  }
+  EXPECT_EQ(VarAsType(Variant(""), TFieldType::String), Variant(""));
+  EXPECT_THROW(VarAsType(Variant(" "), TFieldType::Integer), EConvertError);
+}
+
 TEST(FloatToStr, FifteenSignificantDigitsWithLocaleDecimal) {
   EXPECT_EQ(FloatToStr(18), "18");
   EXPECT_EQ(FloatToStr(1234.56), "1234,56");
