@@ -60,6 +60,43 @@ void Copiar(TDataSet* origem, TDataSet* destino, const ColunasPisCofins& c, int3
   destino->Post();
 }
 
+// Walks the filtered items from where the cursor stands (on the first visible row once the
+// filter is on) and copies each row with a rate and a base into the tax's table. The rate is
+// tested first; with a zero rate the base is not read.
+void CopiarLinhaALinha(TDataSet* itens, TDataSet* pis, TDataSet* cofins) {
+  const ColunasPisCofins c(itens);
+  const int32_t ixBase = itens->FieldIndex("BASEPISCOFINS");
+  auto temAliquotaEBase = [&](int32_t aliquota) {
+    return itens->GetFloat(aliquota) != 0 && itens->GetFloat(ixBase) != 0;
+  };
+  for (; !itens->Eof(); itens->Next()) {
+    if (temAliquotaEBase(c.aliq_pis)) {
+      Copiar(itens, pis, c, c.pis, c.aliq_pis);
+    }
+    if (temAliquotaEBase(c.aliq_cofins)) {
+      Copiar(itens, cofins, c, c.cofins, c.aliq_cofins);
+    }
+  }
+}
+
+// The same copy in SQLite storage, made by SQLite in one statement per table: the rows the
+// filtered walk would take, in its order, with the same values (an empty text column as its
+// text, an empty number as 0).
+void CopiarNoSQLite(TDataSet* origem, TDataSet* destino, const char* valor, const char* aliquota) {
+  const Variant texto(std::string{}), numero(0.0);
+  Nutildb::FDTSQLite(destino)->AppendFrom(
+      *Nutildb::FDTSQLite(origem),
+      {{"Origem", texto},
+       {"ChaveLctoFis", numero},
+       {"CodigoProduto", texto},
+       {"CodigoCFOP", texto},
+       {"ValorContabil", numero},
+       {valor, numero},
+       {aliquota, numero},
+       {"BasePisCofins", numero}},
+      "(" + std::string(aliquota) + " <> 0) and (BASEPISCOFINS <> 0)");
+}
+
 }  // namespace
 
 void TnFisORResumoConfLctoFis::AdicionarPISCOFINS() {
@@ -77,21 +114,11 @@ void TnFisORResumoConfLctoFis::AdicionarPISCOFINS() {
   cdsCofins = ClonarDataSet(cdsPisCofins, "Cofins");
   esvaziar(cdsCofins);
 
-  const ColunasPisCofins c(cdsPisCofins);
-  const int32_t ixBase = cdsPisCofins->FieldIndex("BASEPISCOFINS");
-  // The rate is tested first; with a zero rate the base is not read.
-  auto temAliquotaEBase = [&](int32_t aliquota) {
-    return cdsPisCofins->GetFloat(aliquota) != 0 && cdsPisCofins->GetFloat(ixBase) != 0;
-  };
-  // The cursor stands on the first visible row once the filter is on.
-  while (!cdsPisCofins->Eof()) {
-    if (temAliquotaEBase(c.aliq_pis)) {
-      Copiar(cdsPisCofins, cdsPis, c, c.pis, c.aliq_pis);
-    }
-    if (temAliquotaEBase(c.aliq_cofins)) {
-      Copiar(cdsPisCofins, cdsCofins, c, c.cofins, c.aliq_cofins);
-    }
-    cdsPisCofins->Next();
+  if (UsarSQLite()) {
+    CopiarNoSQLite(cdsPisCofins, cdsPis, "ValorPIS", "AliqPIS");
+    CopiarNoSQLite(cdsPisCofins, cdsCofins, "ValorCOFINS", "AliqCOFINS");
+  } else {
+    CopiarLinhaALinha(cdsPisCofins, cdsPis, cdsCofins);
   }
 
   FixPC_Origem = cdsPis->FieldIndex("Origem");

@@ -73,6 +73,24 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   // Deletes every row of the table.
   void EmptyDataSet();
 
+  // A column that AppendFrom fills from the source's column of the same name: the value as the
+  // source stores it, or `if_null` (converted to the column's type as SetValue converts) where
+  // the source's is null.
+  struct TAppendColumn {
+    std::string name;
+    Variant if_null;
+  };
+  // Appends, in one statement run by SQLite, the rows that `source` shows (its range and filter,
+  // in its index order) for which `condition` holds, a filter over the source's fields ("" for
+  // every row). The listed columns are filled as TAppendColumn says and the others stay null:
+  // the same rows, values and order as appending them one by one, without passing each row
+  // through the data set. The source's pending writes are committed first; a source in
+  // another file is read as it stands on disk, so it must not be written meanwhile (it is
+  // read without taking its lock, which its own connection keeps). The cursor goes to the
+  // first row. Returns the number of rows appended.
+  int64_t AppendFrom(TnFDTableSQLite& source, const std::vector<TAppendColumn>& columns,
+                     const std::string& condition);
+
   void First() override;
   void Next() override;
   bool Eof() const override;

@@ -160,14 +160,38 @@ void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray&
   }
 }
 
+std::string SqliteFileUri(const std::string& path, const std::string& query) {
+  // An absolute path gets the empty authority, so that one starting "//" is not read as a host.
+  std::string uri = path.starts_with('/') ? "file://" : "file:";
+  for (char c : path) {
+    switch (c) {
+      case '%':
+        uri += "%25";
+        break;
+      case '?':
+        uri += "%3f";
+        break;
+      case '#':
+        uri += "%23";
+        break;
+      default:
+        uri += c;
+    }
+  }
+  return query.empty() ? uri : uri + "?" + query;
+}
+
 sqlite3* OpenSqliteDatabase(const std::string& path, bool create) {
   if (!create && !std::filesystem::exists(path)) {
     throw Exception("database file '" + path + "' does not exist");
   }
   sqlite3* db = nullptr;
-  // A connection is used by one thread at a time: SQLite need not lock around each call.
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
-  if (sqlite3_open_v2(path.c_str(), &db, flags, nullptr) != SQLITE_OK) {
+  // A connection is used by one thread at a time: SQLite need not lock around each call. The
+  // path is opened as a URI of its own, so that it is always a file name while the statements
+  // may attach other files by URI (with options such as read-only).
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI |
+                    (create ? SQLITE_OPEN_CREATE : 0);
+  if (sqlite3_open_v2(SqliteFileUri(path, "").c_str(), &db, flags, nullptr) != SQLITE_OK) {
     const std::string message = db != nullptr ? sqlite3_errmsg(db) : "out of memory";
     sqlite3_close(db);
     throw Exception("cannot open database '" + path + "': " + message);
@@ -199,8 +223,7 @@ bool SqliteConnection::InTransaction() const {
 }
 
 std::unique_ptr<TSQLConnection> SqliteConnection::Reopen() const {
-  const bool in_memory =
-      path_.empty() || path_ == ":memory:" || path_.find("mode=memory") != std::string::npos;
+  const bool in_memory = path_.empty() || path_ == ":memory:";
   if (in_memory || InTransaction()) {
     return nullptr;
   }

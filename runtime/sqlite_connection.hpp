@@ -54,7 +54,12 @@ class SqliteConnection : public TSQLConnection {
   sqlite3* db_ = nullptr;
 };
 
+// The URI that names the file `path` (its "%", "?" and "#" escaped), with `query` (URI
+// parameters such as "mode=ro") when not empty.
+std::string SqliteFileUri(const std::string& path, const std::string& query);
+
 // Opens a SQLite database with the settings the host uses for every file it reads or writes.
+// Statements on it may attach other files by URI.
 sqlite3* OpenSqliteDatabase(const std::string& path, bool create);
 
 }  // namespace nrw

@@ -23,6 +23,20 @@ namespace {
 
 enum class Order { Ge, Le, Lt };
 
+// Runs a statement that returns no rows, prepared for this one use.
+void RunOnce(sqlite3* db, const std::string& sql, const TVariantArray& params,
+             const std::string& what) {
+  sqlite3_stmt* st = nullptr;
+  if (sqlite3_prepare_v2(db, sql.c_str(), -1, &st, nullptr) != SQLITE_OK) {
+    throw Exception(what + ": " + sqlite3_errmsg(db));
+  }
+  std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> owned(st, &sqlite3_finalize);
+  nrw::BindSqliteValues(db, st, params);
+  if (sqlite3_step(st) != SQLITE_DONE) {
+    throw Exception(what + ": " + sqlite3_errmsg(db));
+  }
+}
+
 std::string QuoteIdentifier(const std::string& name) {
   std::string out = "\"";
   for (char c : name) {
@@ -723,6 +737,13 @@ struct TnFDTableSQLite::Cursor {
     count.reset();
     count_all.reset();
   }
+  // Runs an insert of many rows at once; returns how many it wrote.
+  int64_t InsertRows(const std::string& sql, const TVariantArray& params) {
+    RunOnce(Db(), sql, params, table + ": cannot insert");
+    ++*table_writes;
+    ForgetCounts();
+    return sqlite3_changes64(Db());
+  }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -812,6 +833,63 @@ void TnFDTableSQLite::EmptyDataSet() {
   ++*c.table_writes;
   c.ForgetCounts();
   First();
+}
+
+int64_t TnFDTableSQLite::AppendFrom(TnFDTableSQLite& source,
+                                    const std::vector<TAppendColumn>& columns,
+                                    const std::string& condition) {
+  CheckOpen();
+  source.CheckOpen();
+  Cancel();
+  source.Post();
+  source.connection_->CommitPending();
+  Cursor& c = *cursor_;
+  const Cursor& from = *source.cursor_;
+  c.Release(c.statement);
+  c.statement = nullptr;
+  c.conn->Commit();
+
+  // insert into T (columns) select coalesce(column, ?), ... from S where ... order by ...
+  TVariantArray params;
+  std::string into, values;
+  for (const TAppendColumn& column : columns) {
+    const int field = FieldIndex(column.name);
+    const int source_field = source.FieldIndex(column.name);
+    into += (into.empty() ? "" : ", ") + c.columns[field];
+    values += (values.empty() ? "" : ", ") + std::string("coalesce(") + from.columns[source_field] +
+              ", ?)";
+    params.push_back(VarAsType(column.if_null, c.fields[field].type));
+  }
+  std::vector<std::string> terms = from.Conditions(params, true);
+  if (!condition.empty()) {
+    const auto root = nrw::ParseFilter(condition, from.fields);
+    terms.push_back(FilterToSql(*root, from.columns, params));
+  }
+  const std::string source_file = source.connection_->Params().Database();
+  const bool same_file = source_file == connection_->Params().Database();
+  const std::string schema = same_file ? "main" : "nrw_source";
+  const std::string sql = "insert into main." + QuoteIdentifier(table_name_) + " (" + into +
+                          ") select " + values + " from " + schema + "." +
+                          QuoteIdentifier(source.table_name_) + Cursor::Where(terms) +
+                          from.OrderBy(false);
+  int64_t appended = 0;
+  if (same_file) {
+    appended = c.InsertRows(sql, params);
+  } else {
+    // The source's own connection keeps its file locked: read it without locking, read-only.
+    RunOnce(c.Db(), "attach database ? as nrw_source",
+            {Variant(nrw::SqliteFileUri(source_file, "mode=ro&nolock=1"))},
+            table_name_ + ": cannot read " + source.table_name_);
+    try {
+      appended = c.InsertRows(sql, params);
+    } catch (...) {
+      sqlite3_exec(c.Db(), "detach database nrw_source", nullptr, nullptr, nullptr);
+      throw;
+    }
+    c.conn->Exec("detach database nrw_source");
+  }
+  First();
+  return appended;
 }
 
 void TnFDTableSQLite::First() {

@@ -186,6 +186,22 @@ TEST_P(WorkingCopies, PisAndCofinsTablesTakeRowsWithRateAndBase) {
   EXPECT_EQ(r->FixPC_BasePisCofins, 6);
 }
 
+TEST_P(WorkingCopies, EmptyItemValuesAreCopiedAsTextOrZeroInTheWalksOrder) {
+  r->cdsPisCofins =
+      Table("cdsPisCofins", kPisFields,
+            {{5.0, 2, 3, "1", 5102, 20.0, 20.0, 1.65, 0.33, 0.0, 0.0},
+             {5.0, 1, Variant(), Variant(), 5102, Variant(), 10.0, 1.65, 0.17, 0.0, 0.0},
+             {4.0, 1, 3, "1", 5102, 8.0, 8.0, 1.65, 0.13, 0.0, 0.0}});
+  r->cdsPisCofins->SetIndexFieldNames("CHAVELCTOFIS");
+  r->AdicionarPISCOFINS();
+  // An empty product code is copied as its text, which empties the number field again; an
+  // empty origin stays an empty text and an empty amount becomes 0.
+  EXPECT_EQ(Rows(r->cdsPis), (std::vector<std::string>{"4|-|3|1|5102|8|8|1,65|0,13|-|-",
+                                                       "5|-|3|1|5102|20|20|1,65|0,33|-|-",
+                                                       "5|-|-||5102|0|10|1,65|0,17|-|-"}));
+  EXPECT_TRUE(r->cdsCofins->IsEmpty());
+}
+
 TEST_P(WorkingCopies, EmptyItemsGiveEmptyTables) {
   r->cdsPisCofins = Table("cdsPisCofins", kPisFields, {});
   r->AdicionarPISCOFINS();

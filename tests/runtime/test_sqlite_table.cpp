@@ -2,11 +2,14 @@
 // must land where a fresh search would, whatever came before them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <random>
 
 #include "host/memory_data_set.hpp"
 #include "host/sql.hpp"
 #include "host/sqlite_table.hpp"
+#include "runtime/sqlite_connection.hpp"
 #include "tests/runtime/data_set_kinds.hpp"
 
 namespace nrw::testing {
@@ -238,6 +241,130 @@ TEST(SqliteTable, TheWholeTablesCountOutlivesRangesAndFollowsWrites) {
   EXPECT_EQ(table->RecordCount(), in_range);
   table->CancelRange();
   EXPECT_EQ(table->RecordCount(), 300);
+}
+
+// AppendFrom: what the source shows, walked in its order, is what gets appended.
+class AppendFrom : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::mt19937 random(11);
+    source = factory.Make(DataSetKind::SqliteTable, "S", kFields, Rows(400, random));
+    target = factory.Make(DataSetKind::SqliteTable, "T", kFields, {});
+  }
+  TnFDTableSQLite& Source() { return *Nutildb::FDTSQLite(source.get()); }
+  TnFDTableSQLite& Target() { return *Nutildb::FDTSQLite(target.get()); }
+  static std::vector<std::string> Walk(TDataSet& table) {
+    std::vector<std::string> rows;
+    for (table.First(); !table.Eof(); table.Next()) {
+      rows.push_back(State(table));
+    }
+    return rows;
+  }
+
+  ScratchDir scratch;
+  DataSetFactory factory{scratch};
+  std::unique_ptr<TDataSet> source, target;
+};
+
+TEST_F(AppendFrom, TakesTheRowsTheSourceShowsInItsOrder) {
+  source->SetIndexFieldNames("S;K");
+  source->SetRange({"A"}, {"B"});
+  source->SetFilter("V >= 40");
+  source->SetFiltered(true);
+  // A row not yet committed, inside the range and the filter.
+  source->Append();
+  source->SetValue(0, Variant());
+  source->SetValue(1, Variant("AA"));
+  source->SetValue(2, Variant(1000));
+  source->Post();
+  // The rows expected: each shown row whose V is below 300, K null read as -1, S null as "".
+  std::vector<std::string> expected;
+  for (source->First(); !source->Eof(); source->Next()) {
+    if (source->GetInteger(2) < 300 || source->GetInteger(2) == 1000) {
+      expected.push_back((source->IsNull(0) ? "-1" : source->GetString(0)) + "|" +
+                         source->GetString(1) + "|null|");
+    }
+  }
+  ASSERT_GT(expected.size(), 20u);
+  ASSERT_NE(std::find(expected.begin(), expected.end(), "-1|AA|null|"), expected.end());
+  // Another row written after the walk, not yet committed either.
+  source->Append();
+  source->SetValue(1, Variant("B"));
+  source->SetValue(2, Variant(1001));
+  source->Post();
+  expected.push_back("-1|B|null|");
+
+  const int64_t appended = Target().AppendFrom(Source(), {{"K", Variant(-1.0)}, {"S", Variant("")}},
+                                               "(V < 300) or (V >= 1000)");
+  EXPECT_EQ(appended, static_cast<int64_t>(expected.size()));
+  EXPECT_EQ(target->RecordCount(), static_cast<int>(expected.size()));
+  EXPECT_FALSE(target->Eof()) << "the cursor stands on the first row";
+  std::vector<std::string> got = Walk(*target);
+  std::sort(got.begin(), got.end());
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(got, expected);
+}
+
+TEST_F(AppendFrom, KeepsTheWalksOrderForEqualKeys) {
+  source->SetIndexFieldNames("S");
+  std::vector<std::string> walked;
+  for (source->First(); !source->Eof(); source->Next()) {
+    walked.push_back((source->IsNull(0) ? "null" : source->GetString(0)) + "|" +
+                     (source->IsNull(1) ? "null" : source->GetString(1)) + "|" +
+                     source->GetString(2) + "|");
+  }
+  Target().AppendFrom(Source(), {{"K", Variant()}, {"S", Variant()}, {"V", Variant()}}, "");
+  EXPECT_EQ(Walk(*target), walked) << "rows in the target's insertion order";
+}
+
+TEST_F(AppendFrom, AnEmptyTextGoesToANumberAsNull) {
+  source->SetIndexFieldNames("K");
+  source->SetRange({Variant()}, {Variant()});
+  ASSERT_GT(source->RecordCount(), 0);
+  Target().AppendFrom(Source(), {{"K", Variant("")}, {"S", Variant(0.0)}, {"V", Variant(7)}}, "");
+  for (target->First(); !target->Eof(); target->Next()) {
+    EXPECT_TRUE(target->IsNull(0));
+    EXPECT_FALSE(target->IsNull(1));
+  }
+  EXPECT_EQ(target->RecordCount(), source->RecordCount());
+}
+
+TEST_F(AppendFrom, ATableOfTheSameConnection) {
+  Target().Close();
+  Target().SetConnection(Source().Connection());
+  Target().Connection()->Sql().ExecuteScript(SqliteCreateTable("T", kFields));
+  Target().Open();
+  source->SetIndexFieldNames("K");
+  source->SetRange({10.0}, {20.0});
+  const int shown = source->RecordCount();
+  EXPECT_EQ(Target().AppendFrom(Source(), {{"K", Variant()}}, ""), shown);
+  EXPECT_EQ(target->RecordCount(), shown);
+}
+
+TEST_F(AppendFrom, ReadsASourceWhoseFileNameLooksLikeAUri) {
+  const std::string file = scratch.File("items?mode=memory#1%20.db");
+  {
+    auto connection = OpenConnection(file, true);
+    connection->ExecuteScript(SqliteCreateTable("S", kFields) +
+                              "; insert into S values (1.5, 'A', 1), (2.5, 'B', 2)");
+  }
+  TnFDTableSQLite odd;
+  odd.Connection()->Params().SetDatabase(file);
+  odd.SetTableName("S");
+  odd.Open();
+  EXPECT_EQ(Target().AppendFrom(odd, {{"K", Variant()}, {"V", Variant()}}, ""), 2);
+  EXPECT_TRUE(std::filesystem::exists(file)) << "the name is the file's, not a URI's";
+}
+
+TEST_F(AppendFrom, AFailedAppendLeavesBothTablesUsable) {
+  EXPECT_THROW(Target().AppendFrom(Source(), {{"K", Variant()}}, "NOSUCHFIELD > 1"), Exception);
+  EXPECT_THROW(Target().AppendFrom(Source(), {{"NOSUCHFIELD", Variant()}}, ""), Exception);
+  EXPECT_EQ(Target().AppendFrom(Source(), {{"V", Variant()}}, "V < 10"), 10);
+  EXPECT_EQ(source->RecordCount(), 400);
+  source->Append();
+  source->SetValue(2, Variant(5));
+  source->Post();
+  EXPECT_EQ(source->RecordCount(), 401) << "the source is still written through its connection";
 }
 
 }  // namespace
