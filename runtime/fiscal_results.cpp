@@ -9,6 +9,7 @@
 #include "host/exception.hpp"
 #include "host/sqlite_table.hpp"
 #include "host/temp_files.hpp"
+#include "runtime/background_load.hpp"
 #include "runtime/sqlite_connection.hpp"
 
 namespace nrw {
@@ -73,6 +74,7 @@ class SqliteStorage : public FiscalStorage {
     connection_ = new TnFDConnection(owner);
     connection_->Params().SetDatabase(file_);
     connection_->Open();
+    load_ = std::make_unique<BackgroundLoad>(connection_->Sql(), kFiscalResultCount);
     for (int i = 0; i < kFiscalResultCount; ++i) {
       tables_[i] = new TnFDTableSQLite(owner);
       tables_[i]->SetName(FiscalResultName(static_cast<FiscalResult>(i)));
@@ -81,6 +83,7 @@ class SqliteStorage : public FiscalStorage {
     }
   }
   ~SqliteStorage() override {
+    load_.reset();  // its statements go before the connection
     for (TnFDTableSQLite*& table : tables_) {
       delete table;
       table = nullptr;
@@ -92,6 +95,7 @@ class SqliteStorage : public FiscalStorage {
   }
 
   // One transaction for the whole refill (one left open by a failed refill is rolled back).
+  // The rows are written by the load's thread while the provider reads on.
   void BeginRefill() override {
     for (TnFDTableSQLite* table : tables_) {
       table->Close();
@@ -99,15 +103,14 @@ class SqliteStorage : public FiscalStorage {
     TSQLConnection& writer = connection_->Sql();
     if (refilling_) {
       refilling_ = false;
-      for (std::unique_ptr<TSQLBulkWriter>& bulk : bulk_) {
-        bulk.reset();
-      }
+      load_->Discard();
       writer.Rollback();
     }
     writer.BeginTransaction();
     refilling_ = true;
   }
   void EndRefill() override {
+    load_->Wait();
     connection_->Sql().Commit();
     refilling_ = false;
     for (TnFDTableSQLite* table : tables_) {
@@ -116,22 +119,13 @@ class SqliteStorage : public FiscalStorage {
     }
   }
   void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
-    TSQLConnection& writer = connection_->Sql();
-    const std::string name = tables_[static_cast<int>(result)]->TableName();
-    std::vector<std::string> columns;
-    for (const TFieldDef& field : fields) {
-      columns.push_back(field.name);
-    }
-    writer.ExecuteScript("drop table if exists " + name + "; " + SqliteCreateTable(name, fields));
-    bulk_[static_cast<int>(result)] = writer.BulkInsert(name, columns);
+    load_->Begin(static_cast<int>(result), tables_[static_cast<int>(result)]->TableName(), fields);
   }
   void Add(FiscalResult result, const std::vector<Variant>& row) override {
-    bulk_[static_cast<int>(result)]->Add(row);
+    load_->Add(static_cast<int>(result), row);
   }
   void End(FiscalResult result, const std::string&) override {
-    std::unique_ptr<TSQLBulkWriter>& bulk = bulk_[static_cast<int>(result)];
-    bulk->Finish();
-    bulk.reset();
+    load_->End(static_cast<int>(result));
   }
   TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
   std::string File() const override { return file_; }
@@ -151,9 +145,9 @@ class SqliteStorage : public FiscalStorage {
   }
 
   std::string folder_, file_, tag_;
-  std::unique_ptr<TSQLBulkWriter> bulk_[kFiscalResultCount];
   bool refilling_ = false;
   TnFDConnection* connection_ = nullptr;
+  std::unique_ptr<BackgroundLoad> load_;
   TnFDTableSQLite* tables_[kFiscalResultCount] = {};
 };
 

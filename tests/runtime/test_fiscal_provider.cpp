@@ -345,6 +345,24 @@ TEST_P(FiscalProvider, EachExecutionRebuildsForTheEstablishment) {
   EXPECT_EQ(Column(Named("cdsPessoa"), "CODIGOPESSOA"), (std::vector<int64_t>{30}));
 }
 
+// A load stopped by a failure (in SQLite storage, on the load's thread) is forgotten: the
+// next execution writes the tables afresh.
+TEST_P(FiscalProvider, AnExecutionAfterAFailedOneGivesTheSameTables) {
+  auto counts = [this] {
+    return std::vector<int>{provider->Imposto()->RecordCount(),
+                            provider->DocFiscal()->RecordCount(),
+                            provider->PisCofins()->RecordCount()};
+  };
+  provider->Executar();
+  const std::vector<int> first = counts();
+  ASSERT_GT(first[2], 0);
+  db->Connection().ExecuteScript("alter table LCTOFISENTPRODUTO rename to ASIDE");
+  EXPECT_THROW(provider->Executar(), Exception);
+  db->Connection().ExecuteScript("alter table ASIDE rename to LCTOFISENTPRODUTO");
+  provider->Executar();
+  EXPECT_EQ(counts(), first);
+}
+
 TEST_P(FiscalProvider, AtualizarIndiceOrdersEitherStorage) {
   provider->Executar();
   provider->AtualizarIndice(provider->Imposto(), "TIPOIMPOSTO;CHAVELCTOFIS");

@@ -1,0 +1,137 @@
+// The ordered worker runs what it is handed in order, once, and keeps the first failure; the
+// background load writes the rows of tables filled in turns in the order they came.
+#include "runtime/background_load.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/exception.hpp"
+#include "runtime/ordered_worker.hpp"
+#include "tests/runtime/data_set_kinds.hpp"
+
+namespace nrw::testing {
+namespace {
+
+TEST(OrderedWorker, RunsItemsInOrderAndGivesThemBackForReuse) {
+  std::vector<int> seen;  // only the worker writes, Drain orders the reads after
+  OrderedWorker<std::vector<int>> worker("test-worker", 2, [&](std::vector<int>& item) {
+    seen.insert(seen.end(), item.begin(), item.end());
+    item.clear();
+  });
+  for (int i = 0; i < 100; ++i) {
+    std::vector<int> item = worker.Take();
+    item.assign({2 * i, 2 * i + 1});
+    worker.HandOver(std::move(item));
+  }
+  worker.Drain();
+  ASSERT_EQ(seen.size(), 200u);
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(seen[static_cast<size_t>(i)], i);
+  }
+  EXPECT_GE(worker.Take().capacity(), 2u) << "a run item comes back with its buffer";
+}
+
+TEST(OrderedWorker, KeepsTheFirstFailureAndRunsNothingAfterIt) {
+  std::atomic<int> ran{0};
+  OrderedWorker<int> worker("test-worker", 8, [&](int& item) {
+    if (item == 3) {
+      throw std::runtime_error("item 3 failed");
+    }
+    ++ran;
+  });
+  for (int i = 0; i < 6; ++i) {
+    try {
+      worker.HandOver(i);
+    } catch (const std::runtime_error&) {
+      break;  // the failure may already be known
+    }
+  }
+  EXPECT_THROW(worker.Drain(), std::runtime_error);
+  EXPECT_EQ(ran.load(), 3) << "items 0-2 ran; none after the failure";
+  worker.Reset();
+  worker.HandOver(10);
+  worker.Drain();
+  EXPECT_EQ(ran.load(), 4) << "after Reset the worker runs again";
+}
+
+TEST(OrderedWorker, StopsWithItemsStillWaiting) {
+  std::atomic<int> ran{0};
+  {
+    OrderedWorker<int> worker("test-worker", 100, [&](int&) { ++ran; });
+    for (int i = 0; i < 50; ++i) {
+      worker.HandOver(i);
+    }
+  }  // destroyed without Drain: must not hang
+  EXPECT_LE(ran.load(), 50);
+}
+
+class BackgroundLoadTest : public ::testing::Test {
+ protected:
+  std::vector<std::string> Rows(const std::string& table) {
+    std::vector<std::string> rows;
+    struct Sink : TSQLRowSink {
+      std::vector<std::string>* rows;
+      void Columns(const std::vector<TSQLColumn>&) override {}
+      void Row(const std::vector<Variant>& row) override {
+        rows->push_back(row[0].AsString() + "|" + (row[1].IsNull() ? "null" : row[1].AsString()));
+      }
+    } sink;
+    sink.rows = &rows;
+    connection->Query("select * from " + table + " order by rowid", {}, sink);
+    return rows;
+  }
+
+  ScratchDir scratch;
+  std::unique_ptr<TSQLConnection> connection = OpenConnection(scratch.File("load.db"), true);
+  const std::vector<TFieldDef> fields = {{"N", TFieldType::Integer}, {"S", TFieldType::String}};
+};
+
+TEST_F(BackgroundLoadTest, TablesFilledInTurnsKeepTheOrderOfTheirRows) {
+  BackgroundLoad load(*connection, 2);
+  connection->BeginTransaction();
+  load.Begin(0, "A", fields);
+  load.Begin(1, "B", fields);
+  std::vector<std::string> a, b;
+  for (int i = 0; i < 5000; ++i) {  // more than a batch
+    const Variant text = i % 7 == 0 ? Variant() : Variant("t" + std::to_string(i));
+    load.Add(i % 3 == 0 ? 1 : 0, {Variant(i), text});
+    (i % 3 == 0 ? b : a)
+        .push_back(std::to_string(i) + "|" + (text.IsNull() ? "null" : text.AsString()));
+  }
+  load.End(0);
+  load.End(1);
+  load.Wait();
+  connection->Commit();
+  EXPECT_EQ(Rows("A"), a);
+  EXPECT_EQ(Rows("B"), b);
+}
+
+TEST_F(BackgroundLoadTest, AFailureIsRaisedOnTheCallersThreadAndCanBeDiscarded) {
+  BackgroundLoad load(*connection, 1);
+  connection->BeginTransaction();
+  load.Begin(0, "A", fields);
+  load.Add(0, {Variant(1)});  // one value short
+  load.End(0);
+  try {
+    load.Wait();
+    FAIL() << "the short row was written";
+  } catch (const Exception& e) {
+    EXPECT_NE(std::string(e.what()).find("has no value"), std::string::npos) << e.what();
+  }
+  load.Discard();
+  connection->Rollback();
+  connection->BeginTransaction();
+  load.Begin(0, "A", fields);
+  load.Add(0, {Variant(2), Variant("x")});
+  load.End(0);
+  load.Wait();
+  connection->Commit();
+  EXPECT_EQ(Rows("A"), (std::vector<std::string>{"2|x"}));
+}
+
+}  // namespace
+}  // namespace nrw::testing
