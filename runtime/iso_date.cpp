@@ -13,13 +13,37 @@ bool ReadNumber(std::string_view text, size_t pos, size_t width, int& value) {
   return result.ec == std::errc() && result.ptr == text.data() + pos + width;
 }
 
+// Writes `value` (0-99) as two digits.
+char* TwoDigits(char* out, int value) {
+  out[0] = static_cast<char>('0' + value / 10);
+  out[1] = static_cast<char>('0' + value % 10);
+  return out + 2;
+}
+
 }  // namespace
 
+// Written digit by digit: a load binds one per row.
 std::string IsoDateTime(TDateTime value) {
-  if (value == std::trunc(value)) {
-    return FormatDateTime("yyyy-mm-dd", value);
+  const bool date_only = value == std::trunc(value);
+  const TDateParts p = DecodeDateTime(value);
+  if (p.year < 0 || p.year > 9999) {
+    return FormatDateTime(date_only ? "yyyy-mm-dd" : "yyyy-mm-dd hh:nn:ss", value);
   }
-  return FormatDateTime("yyyy-mm-dd hh:nn:ss", value);
+  char text[19];
+  char* out = TwoDigits(TwoDigits(text, p.year / 100), p.year % 100);
+  *out++ = '-';
+  out = TwoDigits(out, p.month);
+  *out++ = '-';
+  out = TwoDigits(out, p.day);
+  if (!date_only) {
+    *out++ = ' ';
+    out = TwoDigits(out, p.hour);
+    *out++ = ':';
+    out = TwoDigits(out, p.minute);
+    *out++ = ':';
+    out = TwoDigits(out, p.second);
+  }
+  return std::string(text, out);
 }
 
 std::optional<TDateTime> ParseIsoDateTime(std::string_view text) {

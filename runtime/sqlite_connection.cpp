@@ -118,7 +118,8 @@ Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const s
   return Variant(std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, i))));
 }
 
-void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values) {
+void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values,
+                      bool copy_texts) {
   const int count = sqlite3_bind_parameter_count(statement);
   for (int i = 1; i <= count; ++i) {
     if (static_cast<size_t>(i) > values.size()) {
@@ -150,7 +151,7 @@ void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray&
       case Variant::Kind::String: {
         const std::string& text = value.StringRef();
         rc = sqlite3_bind_text(statement, i, text.c_str(), static_cast<int>(text.size()),
-                               SQLITE_TRANSIENT);
+                               copy_texts ? SQLITE_TRANSIENT : SQLITE_STATIC);
         break;
       }
     }
@@ -342,8 +343,9 @@ class SqliteBulkWriter : public TSQLBulkWriter {
   }
   ~SqliteBulkWriter() override { sqlite3_finalize(statement_); }
 
+  // The row outlives the step, so its texts are bound where they are.
   void Add(const std::vector<Variant>& row) override {
-    BindSqliteValues(db_, statement_, row);
+    BindSqliteValues(db_, statement_, row, false);
     if (sqlite3_step(statement_) != SQLITE_DONE) {
       throw Exception("cannot load table " + table_ + ": " + sqlite3_errmsg(db_));
     }

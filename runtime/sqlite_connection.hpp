@@ -22,8 +22,11 @@ NRW_API std::string SqliteCreateTable(const std::string& table,
 // Reads column `i` of the current row of `statement` as a value of `type`.
 Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const std::string& name);
 
-// Binds positional values to a statement whose parameters are ?1, ?2, ...
-void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values);
+// Binds positional values to a statement whose parameters are ?1, ?2, ... Texts are copied
+// unless `copy_texts` is false, when `values` must stay as they are until the statement is
+// stepped for the last time with them.
+void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values,
+                      bool copy_texts = true);
 
 class SqliteConnection : public TSQLConnection {
  public:

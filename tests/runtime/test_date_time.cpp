@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "host/format_settings.hpp"
 #include "host/sysutils.hpp"
 #include "host/variant.hpp"
+#include "runtime/iso_date.hpp"
 
 namespace {
 
@@ -61,6 +64,24 @@ TEST(FormatDateTime, MinutesAfterHourAndQuotedText) {
 TEST(DateTimeToStr, ShortDateAndTimeWhenPresent) {
   EXPECT_EQ(DateTimeToStr(EncodeDate(2026, 1, 5)), "05/01/2026");
   EXPECT_EQ(DateTimeToStr(EncodeDate(2026, 1, 5) + EncodeTime(8, 30, 0)), "05/01/2026 08:30:00");
+}
+
+}  // namespace
+
+namespace {
+
+// ISO texts are written digit by digit; they say what the general formatter says.
+TEST(IsoDateTime, AgreesWithTheFormatter) {
+  EXPECT_EQ(IsoDateTime(EncodeDate(2026, 1, 31)), "2026-01-31");
+  EXPECT_EQ(IsoDateTime(EncodeDate(2026, 1, 31) + EncodeTime(9, 5, 7)), "2026-01-31 09:05:07");
+  for (double value = -700000.0; value < 3000000.0; value += 997.123456) {
+    const double day = std::trunc(value);
+    ASSERT_EQ(IsoDateTime(day), FormatDateTime("yyyy-mm-dd", day)) << value;
+    const char* pattern = value == day ? "yyyy-mm-dd" : "yyyy-mm-dd hh:nn:ss";
+    ASSERT_EQ(IsoDateTime(value), FormatDateTime(pattern, value)) << value;
+  }
+  const double almost_midnight = EncodeDate(2026, 12, 31) + 0.9999999;
+  EXPECT_EQ(IsoDateTime(almost_midnight), "2027-01-01 00:00:00") << "seconds round, as decoded";
 }
 
 }  // namespace

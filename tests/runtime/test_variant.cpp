@@ -33,8 +33,8 @@ TEST(Variant, AssignStringReusesTheTextItHolds) {
 }
 
 TEST(Variant, AnEmptyTextEmptiesAFieldOfAnotherType) {
-  for (TFieldType type : {TFieldType::Integer, TFieldType::Float, TFieldType::DateTime,
-                          TFieldType::Boolean}) {
+  for (TFieldType type :
+       {TFieldType::Integer, TFieldType::Float, TFieldType::DateTime, TFieldType::Boolean}) {
     EXPECT_TRUE(VarAsType(Variant(""), type).IsNull());
   }
   EXPECT_EQ(VarAsType(Variant(""), TFieldType::String), Variant(""));
