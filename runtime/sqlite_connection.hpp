@@ -22,6 +22,11 @@ NRW_API std::string SqliteCreateTable(const std::string& table,
 // Reads column `i` of the current row of `statement` as a value of `type`.
 Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const std::string& name);
 
+// Binds one value to parameter `i` (from 1) of a statement; see BindSqliteValues for
+// `copy_texts`.
+void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant& value,
+                     bool copy_texts);
+
 // Binds positional values to a statement whose parameters are ?1, ?2, ... Texts are copied
 // unless `copy_texts` is false, when `values` must stay as they are until the statement is
 // stepped for the last time with them.
