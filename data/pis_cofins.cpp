@@ -79,22 +79,27 @@ void CopiarLinhaALinha(TDataSet* itens, TDataSet* pis, TDataSet* cofins) {
   }
 }
 
-// The same copy in SQLite storage, made by SQLite in one statement per table: the rows the
-// filtered walk would take, in its order, with the same values (an empty text column as its
-// text, an empty number as 0).
-void CopiarNoSQLite(TDataSet* origem, TDataSet* destino, const char* valor, const char* aliquota) {
+// The same copy in SQLite storage, made by SQLite with one statement per table, the two
+// tables at once: the rows the filtered walk would take, in its order, with the same values
+// (an empty text column as its text, an empty number as 0).
+void CopiarNoSQLite(TDataSet* itens, TDataSet* pis, TDataSet* cofins) {
   const Variant texto(std::string{}), numero(0.0);
-  Nutildb::FDTSQLite(destino)->AppendFrom(
-      *Nutildb::FDTSQLite(origem),
-      {{"Origem", texto},
-       {"ChaveLctoFis", numero},
-       {"CodigoProduto", texto},
-       {"CodigoCFOP", texto},
-       {"ValorContabil", numero},
-       {valor, numero},
-       {aliquota, numero},
-       {"BasePisCofins", numero}},
-      "(" + std::string(aliquota) + " <> 0) and (BASEPISCOFINS <> 0)");
+  auto copia = [&](TDataSet* destino, const char* valor, const char* aliquota) {
+    return TnFDTableSQLite::TAppendTarget{
+        Nutildb::FDTSQLite(destino),
+        {{"Origem", texto},
+         {"ChaveLctoFis", numero},
+         {"CodigoProduto", texto},
+         {"CodigoCFOP", texto},
+         {"ValorContabil", numero},
+         {valor, numero},
+         {aliquota, numero},
+         {"BasePisCofins", numero}},
+        "(" + std::string(aliquota) + " <> 0) and (BASEPISCOFINS <> 0)"};
+  };
+  TnFDTableSQLite::AppendFromEach(
+      *Nutildb::FDTSQLite(itens),
+      {copia(pis, "ValorPIS", "AliqPIS"), copia(cofins, "ValorCOFINS", "AliqCOFINS")});
 }
 
 }  // namespace
@@ -115,8 +120,7 @@ void TnFisORResumoConfLctoFis::AdicionarPISCOFINS() {
   esvaziar(cdsCofins);
 
   if (UsarSQLite()) {
-    CopiarNoSQLite(cdsPisCofins, cdsPis, "ValorPIS", "AliqPIS");
-    CopiarNoSQLite(cdsPisCofins, cdsCofins, "ValorCOFINS", "AliqCOFINS");
+    CopiarNoSQLite(cdsPisCofins, cdsPis, cdsCofins);
   } else {
     CopiarLinhaALinha(cdsPisCofins, cdsPis, cdsCofins);
   }

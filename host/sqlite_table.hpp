@@ -90,6 +90,16 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   // first row. Returns the number of rows appended.
   int64_t AppendFrom(TnFDTableSQLite& source, const std::vector<TAppendColumn>& columns,
                      const std::string& condition);
+  // One table that AppendFromEach fills, with its columns and condition as for AppendFrom.
+  struct TAppendTarget {
+    TnFDTableSQLite* table;
+    std::vector<TAppendColumn> columns;
+    std::string condition;
+  };
+  // AppendFrom into several tables at the same time, each on a thread of its own, when each has
+  // a connection and a file of its own (else one after the other); returns once every append
+  // is done, raising the first failure.
+  static void AppendFromEach(TnFDTableSQLite& source, const std::vector<TAppendTarget>& targets);
 
   void First() override;
   void Next() override;
@@ -120,6 +130,13 @@ class NRW_API TnFDTableSQLite : public TDataSet {
 
  private:
   struct Cursor;
+  struct AppendPlan;
+  // AppendFrom in three steps: the statement made on the caller's thread, run on any thread
+  // (it uses this table's connection only), and the cursor brought up to date.
+  AppendPlan PlanAppend(TnFDTableSQLite& source, const std::vector<TAppendColumn>& columns,
+                        const std::string& condition);
+  static int64_t RunAppend(const AppendPlan& plan);
+  void FinishAppend();
   const Variant& Current(int field) const;
   void CheckOpen() const;
 

@@ -11,7 +11,9 @@
 #include <algorithm>
 #include <cctype>
 #include <optional>
+#include <set>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 
 #include "host/exception.hpp"
@@ -739,13 +741,6 @@ struct TnFDTableSQLite::Cursor {
     count.reset();
     count_all.reset();
   }
-  // Runs an insert of many rows at once; returns how many it wrote.
-  int64_t InsertRows(const std::string& sql, const TVariantArray& params) {
-    RunOnce(Db(), sql, params, table + ": cannot insert");
-    ++*table_writes;
-    ForgetCounts();
-    return sqlite3_changes64(Db());
-  }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -837,9 +832,16 @@ void TnFDTableSQLite::EmptyDataSet() {
   First();
 }
 
-int64_t TnFDTableSQLite::AppendFrom(TnFDTableSQLite& source,
-                                    const std::vector<TAppendColumn>& columns,
-                                    const std::string& condition) {
+struct TnFDTableSQLite::AppendPlan {
+  sqlite3* db;
+  std::string table, sql, source_table;
+  TVariantArray params;
+  std::string attach;  // the source's file as a URI, when it is not the target's
+};
+
+TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
+                                                        const std::vector<TAppendColumn>& columns,
+                                                        const std::string& condition) {
   CheckOpen();
   source.CheckOpen();
   Cancel();
@@ -852,7 +854,7 @@ int64_t TnFDTableSQLite::AppendFrom(TnFDTableSQLite& source,
   c.conn->Commit();
 
   // insert into T (columns) select coalesce(column, ?), ... from S where ... order by ...
-  TVariantArray params;
+  AppendPlan plan{c.Db(), table_name_, "", source.table_name_, {}, ""};
   std::string into, values;
   for (const TAppendColumn& column : columns) {
     const int field = FieldIndex(column.name);
@@ -860,38 +862,109 @@ int64_t TnFDTableSQLite::AppendFrom(TnFDTableSQLite& source,
     into += (into.empty() ? "" : ", ") + c.columns[field];
     values += (values.empty() ? "" : ", ") + std::string("coalesce(") + from.columns[source_field] +
               ", ?)";
-    params.push_back(VarAsType(column.if_null, c.fields[field].type));
+    plan.params.push_back(VarAsType(column.if_null, c.fields[field].type));
   }
-  std::vector<std::string> terms = from.Conditions(params, true);
+  std::vector<std::string> terms = from.Conditions(plan.params, true);
   if (!condition.empty()) {
     const auto root = nrw::ParseFilter(condition, from.fields);
-    terms.push_back(FilterToSql(*root, from.columns, params));
+    terms.push_back(FilterToSql(*root, from.columns, plan.params));
   }
   const std::string source_file = source.connection_->Params().Database();
   const bool same_file = source_file == connection_->Params().Database();
-  const std::string schema = same_file ? "main" : "nrw_source";
-  const std::string sql = "insert into main." + QuoteIdentifier(table_name_) + " (" + into +
-                          ") select " + values + " from " + schema + "." +
-                          QuoteIdentifier(source.table_name_) + Cursor::Where(terms) +
-                          from.OrderBy(false);
-  int64_t appended = 0;
-  if (same_file) {
-    appended = c.InsertRows(sql, params);
-  } else {
+  if (!same_file) {
     // The source's own connection keeps its file locked: read it without locking, read-only.
-    RunOnce(c.Db(), "attach database ? as nrw_source",
-            {Variant(nrw::SqliteFileUri(source_file, "mode=ro&nolock=1"))},
-            table_name_ + ": cannot read " + source.table_name_);
-    try {
-      appended = c.InsertRows(sql, params);
-    } catch (...) {
-      sqlite3_exec(c.Db(), "detach database nrw_source", nullptr, nullptr, nullptr);
-      throw;
-    }
-    c.conn->Exec("detach database nrw_source");
+    plan.attach = nrw::SqliteFileUri(source_file, "mode=ro&nolock=1");
   }
-  First();
+  plan.sql = "insert into main." + QuoteIdentifier(table_name_) + " (" + into + ") select " +
+             values + " from " + (same_file ? "main." : "nrw_source.") +
+             QuoteIdentifier(source.table_name_) + Cursor::Where(terms) + from.OrderBy(false);
+  return plan;
+}
+
+int64_t TnFDTableSQLite::RunAppend(const AppendPlan& plan) {
+  const std::string what = plan.table + ": cannot insert";
+  if (plan.attach.empty()) {
+    RunOnce(plan.db, plan.sql, plan.params, what);
+    return sqlite3_changes64(plan.db);
+  }
+  RunOnce(plan.db, "attach database ? as nrw_source", {Variant(plan.attach)},
+          plan.table + ": cannot read " + plan.source_table);
+  int64_t appended = 0;
+  try {
+    RunOnce(plan.db, plan.sql, plan.params, what);
+    appended = sqlite3_changes64(plan.db);
+  } catch (...) {
+    sqlite3_exec(plan.db, "detach database nrw_source", nullptr, nullptr, nullptr);
+    throw;
+  }
+  RunOnce(plan.db, "detach database nrw_source", {}, plan.table + ": cannot detach");
   return appended;
+}
+
+void TnFDTableSQLite::FinishAppend() {
+  ++*cursor_->table_writes;
+  cursor_->ForgetCounts();
+  First();
+}
+
+int64_t TnFDTableSQLite::AppendFrom(TnFDTableSQLite& source,
+                                    const std::vector<TAppendColumn>& columns,
+                                    const std::string& condition) {
+  const AppendPlan plan = PlanAppend(source, columns, condition);
+  int64_t appended = 0;
+  try {
+    appended = RunAppend(plan);
+  } catch (...) {
+    FinishAppend();  // some rows may be in
+    throw;
+  }
+  FinishAppend();
+  return appended;
+}
+
+void TnFDTableSQLite::AppendFromEach(TnFDTableSQLite& source,
+                                     const std::vector<TAppendTarget>& targets) {
+  std::vector<AppendPlan> plans;
+  std::set<const TnFDConnection*> connections = {source.connection_};
+  std::set<std::string> files = {source.connection_->Params().Database()};
+  bool apart = true;
+  for (const TAppendTarget& target : targets) {
+    plans.push_back(target.table->PlanAppend(source, target.columns, target.condition));
+    apart = connections.insert(target.table->connection_).second &&
+            files.insert(target.table->connection_->Params().Database()).second && apart;
+  }
+  std::vector<std::exception_ptr> errors(plans.size());
+  auto run = [&](size_t i) {
+    try {
+      RunAppend(plans[i]);
+    } catch (...) {
+      errors[i] = std::current_exception();
+    }
+  };
+  if (apart) {
+    std::vector<std::thread> threads;
+    for (size_t i = 1; i < plans.size(); ++i) {
+      threads.emplace_back(run, i);
+    }
+    if (!plans.empty()) {
+      run(0);
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+  } else {
+    for (size_t i = 0; i < plans.size(); ++i) {
+      run(i);
+    }
+  }
+  for (const TAppendTarget& target : targets) {
+    target.table->FinishAppend();
+  }
+  for (const std::exception_ptr& error : errors) {
+    if (error) {
+      std::rethrow_exception(error);
+    }
+  }
 }
 
 void TnFDTableSQLite::First() {

@@ -356,6 +356,31 @@ TEST_F(AppendFrom, ReadsASourceWhoseFileNameLooksLikeAUri) {
   EXPECT_TRUE(std::filesystem::exists(file)) << "the name is the file's, not a URI's";
 }
 
+TEST_F(AppendFrom, SeveralTargetsAtOnceGetWhatEachWouldAlone) {
+  source->SetIndexFieldNames("S;K");
+  auto second = factory.Make(DataSetKind::SqliteTable, "T", kFields, {});
+  auto alone = factory.Make(DataSetKind::SqliteTable, "T", kFields, {});
+  const std::vector<TnFDTableSQLite::TAppendColumn> columns = {
+      {"K", Variant(-1.0)}, {"S", Variant("")}, {"V", Variant()}};
+  Nutildb::FDTSQLite(alone.get())->AppendFrom(Source(), columns, "V < 200");
+  TnFDTableSQLite::AppendFromEach(
+      Source(), {{&Target(), columns, "V < 200"},
+                 {Nutildb::FDTSQLite(second.get()), {{"V", Variant()}}, "V >= 200"}});
+  EXPECT_EQ(Walk(*target), Walk(*alone));
+  EXPECT_EQ(target->RecordCount(), 200);
+  EXPECT_EQ(second->RecordCount(), 200);
+  // A failure of one target (its table is gone) is raised once both are done.
+  Nutildb::FDTSQLite(second.get())->Connection()->Sql().ExecuteScript("drop table T");
+  try {
+    TnFDTableSQLite::AppendFromEach(Source(), {{&Target(), columns, "V < 10"},
+                                               {Nutildb::FDTSQLite(second.get()), columns, ""}});
+    FAIL() << "the missing table was not noticed";
+  } catch (const Exception& e) {
+    EXPECT_NE(std::string(e.what()).find("no such table"), std::string::npos) << e.what();
+  }
+  EXPECT_EQ(target->RecordCount(), 210) << "the other target was filled";
+}
+
 TEST_F(AppendFrom, AFailedAppendLeavesBothTablesUsable) {
   EXPECT_THROW(Target().AppendFrom(Source(), {{"K", Variant()}}, "NOSUCHFIELD > 1"), Exception);
   EXPECT_THROW(Target().AppendFrom(Source(), {{"NOSUCHFIELD", Variant()}}, ""), Exception);
