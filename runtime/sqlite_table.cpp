@@ -384,9 +384,12 @@ struct TnFDTableSQLite::Cursor {
   bool eof = true;
   bool reseek = false;        // `row` was just written: the stream is not on it
   bool open_pending = false;  // First() was asked for: the stream opens at the next read
-  bool detached = false;      // the stream stands on another row than the cursor's
-  bool done = false;          // the stream is past its last row
-  bool forward = false;       // the stream has neither filter nor range end in its SQL
+  // The cursor's row was deleted: the next read goes on from where it stood (a key search or
+  // range that comes first makes that needless).
+  bool reopen_pending = false;
+  bool detached = false;  // the stream stands on another row than the cursor's
+  bool done = false;      // the stream is past its last row
+  bool forward = false;   // the stream has neither filter nor range end in its SQL
   uint64_t stream_table_writes = 0, stream_other_writes = 0;
   // Known of the rows before the stream's row: each one's key, cut to the floor's length, is
   // below the floor (strict) or not above it.
@@ -643,6 +646,7 @@ struct TnFDTableSQLite::Cursor {
     has_row = true;
     eof = false;
     open_pending = false;
+    reopen_pending = false;
   }
   // After the stream stopped on the first row past the range's end: the rows before it are in
   // the range or before it, so not above its end (when the range is not upside down).
@@ -681,6 +685,7 @@ struct TnFDTableSQLite::Cursor {
   // Opens the cursor at the first row, or at the first row from the current row on.
   void Open(bool from_current) {
     open_pending = false;
+    reopen_pending = false;
     TVariantArray params;
     std::vector<std::string> terms = Conditions(params, end_in_sql);
     if (from_current) {
@@ -704,10 +709,26 @@ struct TnFDTableSQLite::Cursor {
       SetFloor(range_start, true);  // the first row of the range
     }
   }
-  // First() asked for the first row: the stream opens there now.
+  // First() asked for the first row, or the row was deleted: the stream opens now.
   void Materialize() {
     if (open_pending) {
       Open(false);
+    } else if (reopen_pending) {
+      GoOnAfterDelete();
+    }
+  }
+  // Goes on from where the deleted row stood: the next row, or else the one before it.
+  void GoOnAfterDelete() {
+    reopen_pending = false;
+    const std::vector<Variant> deleted_row = row;
+    const int64_t deleted_rowid = rowid;
+    Open(true);
+    if (eof) {
+      row = deleted_row;
+      rowid = deleted_rowid;
+      has_row = LoadPrevious();
+      eof = true;
+      detached = true;
     }
   }
   // The row before the current one (after the current row was deleted), if any.
@@ -816,6 +837,7 @@ void TnFDTableSQLite::Close() {
   cursor_->ForgetCounts();
   cursor_->has_row = false;
   cursor_->open_pending = false;
+  cursor_->reopen_pending = false;
   SetState(TDataSetState::Inactive);
 }
 
@@ -1129,6 +1151,7 @@ void TnFDTableSQLite::Post() {
   c.eof = false;
   c.reseek = true;
   c.open_pending = false;
+  c.reopen_pending = false;
   c.ForgetCounts();
   SetState(TDataSetState::Browse);
 }
@@ -1161,17 +1184,10 @@ void TnFDTableSQLite::Delete() {
       --**count;
     }
   }
-  // Go on from where the deleted row stood: the next row, or else the one before it.
-  const std::vector<Variant> deleted_row = c.row;
-  const int64_t deleted_rowid = c.rowid;
-  c.Open(true);
-  if (c.eof) {
-    c.row = deleted_row;
-    c.rowid = deleted_rowid;
-    c.has_row = c.LoadPrevious();
-    c.eof = true;
-    c.detached = true;
-  }
+  // The cursor goes on from where the deleted row stood when it is next read: deletions found
+  // by key searches, one after another, need no statement in between.
+  c.reopen_pending = true;
+  c.detached = true;
 }
 
 void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
@@ -1245,6 +1261,7 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   c.has_row = true;
   c.eof = false;
   c.open_pending = false;
+  c.reopen_pending = false;
   return true;
 }
 
@@ -1268,6 +1285,7 @@ void TnFDTableSQLite::SetRange(const TVariantArray& start, const TVariantArray& 
       c.eof = true;
       c.detached = true;
       c.open_pending = false;
+      c.reopen_pending = false;
     } else {
       c.TakeStreamRow();
     }

@@ -43,9 +43,10 @@ std::string State(TDataSet& table) {
 }
 
 // Runs the same random operations on an in-memory table and a SQLite table and compares every
-// answer and the state after each operation. Searches mostly go forward by small steps, as a
+// answer and the state after each `check_every`-th operation (reading the state settles what a
+// table may leave for later, so some operations must follow others unread). Searches mostly go forward by small steps, as a
 // listing's look-ups do, with jumps back, writes and filters in between.
-void AgreeUnderRandomOperations(uint32_t seed, const std::string& index) {
+void AgreeUnderRandomOperations(uint32_t seed, const std::string& index, int check_every = 1) {
   std::mt19937 random(seed);
   ScratchDir scratch;
   DataSetFactory factory(scratch);
@@ -170,7 +171,9 @@ void AgreeUnderRandomOperations(uint32_t seed, const std::string& index) {
     if (!answers.empty()) {
       ASSERT_EQ(answers[0], answers[1]) << "operation " << op << ": " << what;
     }
-    ASSERT_EQ(State(*memory), State(*sqlite)) << "operation " << op << ": " << what;
+    if (op % check_every == 0) {
+      ASSERT_EQ(State(*memory), State(*sqlite)) << "operation " << op << ": " << what;
+    }
   }
 }
 
@@ -178,6 +181,13 @@ TEST(SqliteTable, AgreesWithTheMemoryTableUnderRandomOperations) {
   for (uint32_t seed = 1; seed <= 4; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     AgreeUnderRandomOperations(seed, seed % 2 == 0 ? "K;S" : "K");
+  }
+}
+
+TEST(SqliteTable, AgreesWhenTheStateIsReadOnlyNowAndThen) {
+  for (uint32_t seed = 21; seed <= 24; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    AgreeUnderRandomOperations(seed, seed % 2 == 0 ? "K;S" : "K", 3);
   }
 }
 
