@@ -379,6 +379,11 @@ struct TnFDTableSQLite::Cursor {
   sqlite3_stmt* statement = nullptr;  // the stream
   sqlite3_stmt* insert = nullptr;
   std::vector<Variant> row;  // the cursor's row
+  struct LastDate {
+    std::string text;
+    Variant value;
+  };
+  std::vector<LastDate> last_dates;  // per field: the last date text read, and its value
   int64_t rowid = 0;
   bool has_row = false;
   bool eof = true;
@@ -542,12 +547,37 @@ struct TnFDTableSQLite::Cursor {
     }
     return st;
   }
-  // Reads the row `st` stands on into `row` and `rowid`.
+  // Reads the row `st` stands on into `row` and `rowid`, as ReadSqliteValue converts, with
+  // each text read into the text its field held and each date parsed only when its text
+  // differs from the one before (a listing's rows come by key, a day's together).
   void Load(sqlite3_stmt* st) {
     rowid = sqlite3_column_int64(st, 0);
     row.resize(fields.size());
+    last_dates.resize(fields.size());
     for (size_t i = 0; i < fields.size(); ++i) {
-      row[i] = nrw::ReadSqliteValue(st, static_cast<int>(i) + 1, fields[i].type, fields[i].name);
+      const int column = static_cast<int>(i) + 1;
+      const int storage = sqlite3_column_type(st, column);
+      const TFieldType type = fields[i].type;
+      if (storage == SQLITE_TEXT && (type == TFieldType::String || type == TFieldType::DateTime)) {
+        const std::string_view text(reinterpret_cast<const char*>(sqlite3_column_text(st, column)),
+                                    static_cast<size_t>(sqlite3_column_bytes(st, column)));
+        if (type == TFieldType::String) {
+          row[i].AssignString(text);
+          continue;
+        }
+        LastDate& last = last_dates[i];
+        if (last.value.IsNull() || text != last.text) {
+          last.value = nrw::ReadSqliteValue(st, column, type, fields[i].name);
+          last.text.assign(text);
+        }
+        row[i] = last.value;
+      } else if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
+        row[i] = Variant(sqlite3_column_double(st, column));
+      } else if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {
+        row[i] = Variant(static_cast<int64_t>(sqlite3_column_int64(st, column)));
+      } else {
+        row[i] = nrw::ReadSqliteValue(st, column, type, fields[i].name);
+      }
     }
   }
 

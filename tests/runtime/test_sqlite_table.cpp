@@ -44,8 +44,9 @@ std::string State(TDataSet& table) {
 
 // Runs the same random operations on an in-memory table and a SQLite table and compares every
 // answer and the state after each `check_every`-th operation (reading the state settles what a
-// table may leave for later, so some operations must follow others unread). Searches mostly go forward by small steps, as a
-// listing's look-ups do, with jumps back, writes and filters in between.
+// table may leave for later, so some operations must follow others unread). Searches mostly go
+// forward by small steps, as a listing's look-ups do, with jumps back, writes and filters in
+// between.
 void AgreeUnderRandomOperations(uint32_t seed, const std::string& index, int check_every = 1) {
   std::mt19937 random(seed);
   ScratchDir scratch;
@@ -228,6 +229,38 @@ TEST(SqliteTable, ColumnsOfAnotherCollationAreBoundedBySqlite) {
   table.CancelRange();
   ASSERT_TRUE(table.FindKey({"d"}));
   EXPECT_EQ(table.GetInteger(1), 6);
+}
+
+// Rows read one after another: texts and dates, repeated or not, read as they are stored.
+TEST(SqliteTable, DatesAndTextsOfRowsReadInTurn) {
+  ScratchDir scratch;
+  const std::string file = scratch.File("dates.db");
+  {
+    auto connection = OpenConnection(file, true);
+    connection->ExecuteScript(
+        "create table T (D timestamp, S text);"
+        "insert into T values ('2026-01-01', 'a long text of a row'), ('2026-01-01', 'b'),"
+        "  ('2026-01-02 10:00:00', null), (null, 'c'), ('2026-01-02 10:00:00', ''),"
+        "  ('2026-01-02', 'd'), ('not a date', 'e');");
+  }
+  TnFDTableSQLite table;
+  table.Connection()->Params().SetDatabase(file);
+  table.SetTableName("T");
+  table.Open();
+  std::vector<std::string> seen;
+  try {
+    for (table.First(); !table.Eof(); table.Next()) {
+      seen.push_back(
+          (table.IsNull(0) ? "null" : FormatDateTime("dd/mm/yyyy hh:nn", table.GetFloat(0))) + "|" +
+          (table.IsNull(1) ? "null" : table.GetString(1)));
+    }
+    FAIL() << "the last date was read";
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "column D: 'not a date' is not a date");
+  }
+  EXPECT_EQ(seen, (std::vector<std::string>{"01/01/2026 00:00|a long text of a row",
+                                            "01/01/2026 00:00|b", "02/01/2026 10:00|null", "null|c",
+                                            "02/01/2026 10:00|", "02/01/2026 00:00|d"}));
 }
 
 TEST(SqliteTable, TheWholeTablesCountOutlivesRangesAndFollowsWrites) {
