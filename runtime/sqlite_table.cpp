@@ -244,6 +244,14 @@ bool Orderable(const TVariantArray& key) {
 
 }  // namespace
 
+// A cursor whose row may hold fields not read yet; it reads them before anything is written.
+struct RowHolder {
+  virtual void CompleteRow() = 0;
+
+ protected:
+  ~RowHolder() = default;
+};
+
 // ---------------------------------------------------------------------------------------------
 // Connection
 
@@ -256,6 +264,14 @@ struct TnFDConnection::Impl {
   // them only while both counts stand where they stood when it read them.
   std::unordered_map<std::string, uint64_t> table_writes;
   uint64_t other_writes = 0;
+  // The open tables' cursors: their rows are completed before a write could change them.
+  std::vector<RowHolder*> holders;
+
+  void CompleteRows() {
+    for (RowHolder* holder : holders) {
+      holder->CompleteRow();
+    }
+  }
 
   uint64_t& TableWrites(const std::string& table) {
     std::string folded = table;
@@ -273,6 +289,7 @@ struct TnFDConnection::Impl {
     }
   }
   void BeginWrite() {
+    CompleteRows();
     if (!in_write) {
       Exec("begin");
       in_write = true;
@@ -336,6 +353,7 @@ TSQLConnection& TnFDConnection::Sql() {
     throw Exception("SQLite connection to '" + params_.database_ + "' is not open");
   }
   CommitPending();
+  impl_->CompleteRows();
   ++impl_->other_writes;  // whatever the caller runs may change the tables
   return *impl_->sql;
 }
@@ -358,7 +376,7 @@ void TnFDConnection::CommitPending() {
 // stream instead of opening a new statement whenever what is known of the rows before the
 // stream's row proves that the row sought lies ahead (see Allows); a few steps at most, else a
 // new statement seeks it in the index.
-struct TnFDTableSQLite::Cursor {
+struct TnFDTableSQLite::Cursor : RowHolder {
   static constexpr int kMaxSteps = 32;
 
   TnFDConnection::Impl* conn = nullptr;
@@ -379,6 +397,11 @@ struct TnFDTableSQLite::Cursor {
   sqlite3_stmt* statement = nullptr;  // the stream
   sqlite3_stmt* insert = nullptr;
   std::vector<Variant> row;  // the cursor's row
+  // The fields a row is read with: the index fields and those asked for so far. The others
+  // are read (all at once, by row id) the first time one is asked for, and from then on with
+  // every row; before a write, every field not read yet is.
+  std::vector<char> wanted, loaded;
+  size_t missing = 0;  // fields of the row not read yet
   struct LastDate {
     std::string text;
     Variant value;
@@ -410,7 +433,72 @@ struct TnFDTableSQLite::Cursor {
   size_t idle_count = 0;
   static constexpr size_t kMaxIdle = 64;
 
-  ~Cursor() { Finalize(); }
+  ~Cursor() {
+    Forget();
+    Finalize();
+  }
+  // Registers with the connection, whose writes wait for the row to be whole.
+  void Register() {
+    Forget();
+    conn->holders.push_back(this);
+    registered = true;
+  }
+  void Forget() {
+    if (registered) {
+      auto& holders = conn->holders;
+      holders.erase(std::remove(holders.begin(), holders.end(), this), holders.end());
+      registered = false;
+    }
+  }
+  bool registered = false;
+  // The index fields are always read: the cursor's position is told by them.
+  void WantIndexFields() {
+    wanted.resize(fields.size(), 0);
+    for (int field : index) {
+      wanted[static_cast<size_t>(field)] = 1;
+    }
+  }
+  // Reads the fields of the row not read yet, by its row id.
+  void CompleteRow() override {
+    if (missing == 0 || !has_row) {
+      return;
+    }
+    std::string sql = "select rowid";
+    for (size_t i = 0; i < fields.size(); ++i) {
+      if (!loaded[i]) {
+        sql += ", " + columns[i];
+      }
+    }
+    sqlite3_stmt* st =
+        Prepare(sql + " from " + QuoteIdentifier(table) + " where rowid = ?", {Variant(rowid)});
+    const int rc = sqlite3_step(st);
+    if (rc != SQLITE_ROW) {
+      Release(st);
+      Fail("cannot read the row again");
+    }
+    int column = 1;
+    for (size_t i = 0; i < fields.size(); ++i) {
+      if (!loaded[i]) {
+        LoadField(st, column++, i);
+        loaded[i] = 1;
+      }
+    }
+    missing = 0;
+    Release(st);
+  }
+  // Makes `field` one that rows are read with, and reads it for this row.
+  void Need(int field) {
+    const auto i = static_cast<size_t>(field);
+    if (i < loaded.size() && !loaded[i]) {
+      wanted[i] = 1;
+      CompleteRow();
+    }
+  }
+  // The row was written whole (from an edit buffer).
+  void AllLoaded() {
+    loaded.assign(fields.size(), 1);
+    missing = 0;
+  }
   // Releases every statement (before the table closes, so that none holds the file).
   void Finalize() {
     Release(statement);
@@ -547,37 +635,47 @@ struct TnFDTableSQLite::Cursor {
     }
     return st;
   }
-  // Reads the row `st` stands on into `row` and `rowid`, as ReadSqliteValue converts, with
-  // each text read into the text its field held and each date parsed only when its text
-  // differs from the one before (a listing's rows come by key, a day's together).
+  // Reads the row `st` stands on into `row` and `rowid`: its wanted fields (see `wanted`).
   void Load(sqlite3_stmt* st) {
     rowid = sqlite3_column_int64(st, 0);
     row.resize(fields.size());
-    last_dates.resize(fields.size());
+    loaded.resize(fields.size());
+    missing = 0;
     for (size_t i = 0; i < fields.size(); ++i) {
-      const int column = static_cast<int>(i) + 1;
-      const int storage = sqlite3_column_type(st, column);
-      const TFieldType type = fields[i].type;
-      if (storage == SQLITE_TEXT && (type == TFieldType::String || type == TFieldType::DateTime)) {
-        const std::string_view text(reinterpret_cast<const char*>(sqlite3_column_text(st, column)),
-                                    static_cast<size_t>(sqlite3_column_bytes(st, column)));
-        if (type == TFieldType::String) {
-          row[i].AssignString(text);
-          continue;
-        }
-        LastDate& last = last_dates[i];
-        if (last.value.IsNull() || text != last.text) {
-          last.value = nrw::ReadSqliteValue(st, column, type, fields[i].name);
-          last.text.assign(text);
-        }
-        row[i] = last.value;
-      } else if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
-        row[i] = Variant(sqlite3_column_double(st, column));
-      } else if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {
-        row[i] = Variant(static_cast<int64_t>(sqlite3_column_int64(st, column)));
+      loaded[i] = wanted[i];
+      if (wanted[i]) {
+        LoadField(st, static_cast<int>(i) + 1, i);
       } else {
-        row[i] = nrw::ReadSqliteValue(st, column, type, fields[i].name);
+        ++missing;
       }
+    }
+  }
+  // Reads column `column` of `st` into field `i` of the row, as ReadSqliteValue converts, with
+  // a text read into the text its field held and a date parsed only when its text differs from
+  // the one before (a listing's rows come by key, a day's together).
+  void LoadField(sqlite3_stmt* st, int column, size_t i) {
+    last_dates.resize(fields.size());
+    const int storage = sqlite3_column_type(st, column);
+    const TFieldType type = fields[i].type;
+    if (storage == SQLITE_TEXT && (type == TFieldType::String || type == TFieldType::DateTime)) {
+      const std::string_view text(reinterpret_cast<const char*>(sqlite3_column_text(st, column)),
+                                  static_cast<size_t>(sqlite3_column_bytes(st, column)));
+      if (type == TFieldType::String) {
+        row[i].AssignString(text);
+        return;
+      }
+      LastDate& last = last_dates[i];
+      if (last.value.IsNull() || text != last.text) {
+        last.value = nrw::ReadSqliteValue(st, column, type, fields[i].name);
+        last.text.assign(text);
+      }
+      row[i] = last.value;
+    } else if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
+      row[i] = Variant(sqlite3_column_double(st, column));
+    } else if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {
+      row[i] = Variant(static_cast<int64_t>(sqlite3_column_int64(st, column)));
+    } else {
+      row[i] = nrw::ReadSqliteValue(st, column, type, fields[i].name);
     }
   }
 
@@ -850,6 +948,10 @@ void TnFDTableSQLite::Open() {
                                       nullptr, &collation, nullptr, nullptr, nullptr) == SQLITE_OK;
     c.binary.push_back(known && collation != nullptr && sqlite3_stricmp(collation, "BINARY") == 0);
   }
+  c.wanted.assign(c.fields.size(), 0);
+  c.loaded.assign(c.fields.size(), 0);
+  c.missing = 0;
+  c.Register();
   DefineFields(c.fields);
   SetState(TDataSetState::Browse);
   const std::string index = IndexFieldNames();
@@ -862,6 +964,7 @@ void TnFDTableSQLite::Close() {
     return;
   }
   Post();
+  cursor_->Forget();
   cursor_->Finalize();
   cursor_->conn->Commit();
   cursor_->ForgetCounts();
@@ -1085,7 +1188,11 @@ const Variant& TnFDTableSQLite::Current(int field) const {
     return c.edit.at(field);
   }
   cursor_->Materialize();
-  return c.has_row ? c.row.at(field) : kNull;
+  if (!c.has_row) {
+    return kNull;
+  }
+  cursor_->Need(field);
+  return c.row.at(field);
 }
 
 bool TnFDTableSQLite::IsNull(int field) const {
@@ -1135,6 +1242,7 @@ void TnFDTableSQLite::Edit() {
   if (!cursor_->has_row) {
     throw Exception(TableName() + ": no current record");
   }
+  cursor_->CompleteRow();
   cursor_->edit = cursor_->row;
   SetState(TDataSetState::Edit);
 }
@@ -1177,6 +1285,7 @@ void TnFDTableSQLite::Post() {
   }
   ++*c.table_writes;
   c.row.swap(c.edit);  // the next Append or Edit fills `edit` anew
+  c.AllLoaded();
   c.has_row = true;
   c.eof = false;
   c.reseek = true;
@@ -1228,7 +1337,9 @@ void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
   Post();
   Cursor& c = *cursor_;
   c.conn->Commit();
+  c.CompleteRow();  // the row's position in the new order is read from it
   c.index = ResolveFieldList(names);
+  c.WantIndexFields();
   c.ascending_order.clear();
   if (!c.index.empty()) {
     std::string name = "nrw_" + table_name_;

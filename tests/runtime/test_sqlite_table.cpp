@@ -263,6 +263,51 @@ TEST(SqliteTable, DatesAndTextsOfRowsReadInTurn) {
                                             "02/01/2026 10:00|", "02/01/2026 00:00|d"}));
 }
 
+// A row is read with the fields asked for so far; the others are read when first asked for,
+// and before any write that could change the row, so that a row reads as it was when the
+// cursor came to it.
+TEST(SqliteTable, FieldsNotYetReadAreTheRowsAsItWasWhenReached) {
+  ScratchDir scratch;
+  const std::string file = scratch.File("lazy.db");
+  {
+    auto connection = OpenConnection(file, true);
+    connection->ExecuteScript(
+        "create table T (K real, S text, V integer);"
+        "insert into T values (1, 'one', 10), (2, 'two', 20), (3, 'three', 30);");
+  }
+  TnFDTableSQLite reader, writer;
+  reader.Connection()->Params().SetDatabase(file);
+  reader.SetTableName("T");
+  reader.SetIndexFieldNames("K");
+  reader.Open();
+  writer.SetConnection(reader.Connection());
+  writer.SetTableName("T");
+  writer.SetIndexFieldNames("K");
+  writer.Open();
+
+  ASSERT_TRUE(reader.FindKey({2.0}));
+  EXPECT_EQ(reader.GetString(1), "two");  // asked for the first time: read by row id
+  reader.Next();
+  EXPECT_DOUBLE_EQ(reader.GetFloat(0), 3.0);
+  // V was never asked for. Another table of the connection changes the row, then deletes it.
+  ASSERT_TRUE(writer.FindKey({3.0}));
+  writer.Edit();
+  writer.SetValue(2, Variant(99));
+  writer.Post();
+  EXPECT_EQ(reader.GetInteger(2), 30) << "the row as it was when the reader came to it";
+  ASSERT_TRUE(reader.FindKey({2.0}));
+  EXPECT_EQ(reader.GetString(1), "two");
+  EXPECT_TRUE(writer.FindKey({2.0}));
+  writer.Delete();
+  EXPECT_EQ(reader.GetInteger(2), 20) << "read before the delete";
+  // And through the connection's SQL.
+  reader.First();
+  EXPECT_DOUBLE_EQ(reader.GetFloat(0), 1.0);
+  reader.Connection()->Sql().ExecuteScript("delete from T where K = 1");
+  EXPECT_EQ(reader.GetString(1), "one");
+  EXPECT_EQ(reader.GetInteger(2), 10);
+}
+
 TEST(SqliteTable, TheWholeTablesCountOutlivesRangesAndFollowsWrites) {
   ScratchDir scratch;
   DataSetFactory factory(scratch);
