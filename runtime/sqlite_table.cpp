@@ -264,12 +264,16 @@ struct TnFDConnection::Impl {
   // them only while both counts stand where they stood when it read them.
   std::unordered_map<std::string, uint64_t> table_writes;
   uint64_t other_writes = 0;
-  // The open tables' cursors: their rows are completed before a write could change them.
+  // The open tables' cursors: their rows are completed before an update or a delete could
+  // change them (an insert changes no row read before).
   std::vector<RowHolder*> holders;
 
-  void CompleteRows() {
+  // Completes every cursor's row but the writer's own, which its write replaces or removes.
+  void CompleteRows(const RowHolder* writer = nullptr) {
     for (RowHolder* holder : holders) {
-      holder->CompleteRow();
+      if (holder != writer) {
+        holder->CompleteRow();
+      }
     }
   }
 
@@ -289,7 +293,6 @@ struct TnFDConnection::Impl {
     }
   }
   void BeginWrite() {
-    CompleteRows();
     if (!in_write) {
       Exec("begin");
       in_write = true;
@@ -980,6 +983,7 @@ void TnFDTableSQLite::EmptyDataSet() {
   Cursor& c = *cursor_;
   c.Release(c.statement);
   c.statement = nullptr;
+  c.conn->CompleteRows(&c);
   c.conn->BeginWrite();
   c.conn->Exec(("delete from " + QuoteIdentifier(table_name_)).c_str());
   ++*c.table_writes;
@@ -1267,6 +1271,7 @@ void TnFDTableSQLite::Post() {
     }
     c.rowid = sqlite3_last_insert_rowid(c.Db());
   } else if (State() == TDataSetState::Edit) {
+    c.conn->CompleteRows(&c);
     c.conn->BeginWrite();
     std::string sql = "update " + QuoteIdentifier(table_name_) + " set ";
     for (size_t i = 0; i < c.columns.size(); ++i) {
@@ -1309,6 +1314,7 @@ void TnFDTableSQLite::Delete() {
   if (!c.has_row) {
     throw Exception(TableName() + ": no current record");
   }
+  c.conn->CompleteRows(&c);
   c.conn->BeginWrite();
   sqlite3_stmt* st = c.Prepare("delete from " + QuoteIdentifier(table_name_) + " where rowid = ?",
                                {Variant(c.rowid)});
@@ -1324,8 +1330,11 @@ void TnFDTableSQLite::Delete() {
     }
   }
   // The cursor goes on from where the deleted row stood when it is next read: deletions found
-  // by key searches, one after another, need no statement in between.
+  // by key searches, one after another, need no statement in between. Until then the row is
+  // the deleted one, whose fields not read are never asked for (a read moves the cursor
+  // first), so no write completes it.
   c.reopen_pending = true;
+  c.missing = 0;
   c.detached = true;
 }
 
@@ -1337,7 +1346,6 @@ void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
   Post();
   Cursor& c = *cursor_;
   c.conn->Commit();
-  c.CompleteRow();  // the row's position in the new order is read from it
   c.index = ResolveFieldList(names);
   c.WantIndexFields();
   c.ascending_order.clear();

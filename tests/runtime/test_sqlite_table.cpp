@@ -306,6 +306,12 @@ TEST(SqliteTable, FieldsNotYetReadAreTheRowsAsItWasWhenReached) {
   reader.Connection()->Sql().ExecuteScript("delete from T where K = 1");
   EXPECT_EQ(reader.GetString(1), "one");
   EXPECT_EQ(reader.GetInteger(2), 10);
+  // A row deleted by its own cursor is not read again by a later write: the cursor moves on
+  // when it is next read.
+  ASSERT_TRUE(writer.FindKey({3.0}));
+  writer.Delete();
+  EXPECT_NO_THROW(reader.Connection()->Sql().ExecuteScript("update T set V = 0"));
+  EXPECT_TRUE(writer.Eof());
 }
 
 TEST(SqliteTable, TheWholeTablesCountOutlivesRangesAndFollowsWrites) {
