@@ -389,6 +389,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   std::vector<std::string> columns;  // quoted column names
   std::vector<bool> binary;          // the column orders by the binary collation
   std::vector<int> index;
+  std::string pending_index;  // the statement that makes the index, until it is made
   bool has_range = false;
   TVariantArray range_start, range_end;  // typed to the index fields
   bool end_in_sql = true;                // else rows past the range's end are told here
@@ -813,8 +814,18 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       Fail("cannot read");
     }
   }
+  // Makes the index that the index fields ask for, when not made yet.
+  void EnsureIndex() {
+    if (!pending_index.empty()) {
+      conn->Commit();
+      conn->Exec(pending_index.c_str());
+      pending_index.clear();
+      ++conn->other_writes;  // a new index: every stream of the connection opens again
+    }
+  }
   // Opens the cursor at the first row, or at the first row from the current row on.
   void Open(bool from_current) {
+    EnsureIndex();
     open_pending = false;
     reopen_pending = false;
     TVariantArray params;
@@ -1007,7 +1018,8 @@ TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
   source.Post();
   source.connection_->CommitPending();
   Cursor& c = *cursor_;
-  const Cursor& from = *source.cursor_;
+  Cursor& from = *source.cursor_;
+  from.EnsureIndex();  // the rows are read in its order
   c.Release(c.statement);
   c.statement = nullptr;
   c.conn->Commit();
@@ -1349,6 +1361,9 @@ void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
   c.index = ResolveFieldList(names);
   c.WantIndexFields();
   c.ascending_order.clear();
+  // The SQLite index is made when a statement first needs the order: one set and replaced
+  // before any read costs nothing.
+  c.pending_index.clear();
   if (!c.index.empty()) {
     std::string name = "nrw_" + table_name_;
     std::string list;
@@ -1356,14 +1371,15 @@ void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
       name += "_" + c.fields[field].name;
       list += (list.empty() ? "" : ", ") + c.columns[field];
     }
-    c.conn->Exec(("create index if not exists " + QuoteIdentifier(name) + " on " +
-                  QuoteIdentifier(table_name_) + " (" + list + ")")
-                     .c_str());
-    ++c.conn->other_writes;  // a new index: every stream of the connection opens again
+    c.pending_index = "create index if not exists " + QuoteIdentifier(name) + " on " +
+                      QuoteIdentifier(table_name_) + " (" + list + ")";
   }
+  c.Release(c.statement);  // a stream in the old order
+  c.statement = nullptr;
   c.has_range = false;
   c.count.reset();
-  c.Open(false);
+  c.open_pending = true;
+  c.reopen_pending = false;
 }
 
 bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
@@ -1387,6 +1403,7 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   // One statement: the stream opened at the first row whose key fields are not below the key;
   // when that row holds the key, it becomes the cursor's row, which goes on in index order from
   // there. Either way the stream stays, for the searches that come after.
+  c.EnsureIndex();
   TVariantArray params;
   std::vector<std::string> terms = c.Conditions(params, c.end_in_sql);
   terms.push_back(Lexicographic(c.KeyColumns(key.size()), key, Order::Ge, params));

@@ -314,6 +314,34 @@ TEST(SqliteTable, FieldsNotYetReadAreTheRowsAsItWasWhenReached) {
   EXPECT_TRUE(writer.Eof());
 }
 
+// An index field list replaced before any read makes no SQLite index.
+TEST(SqliteTable, AnIndexIsMadeWhenAReadFirstNeedsIt) {
+  ScratchDir scratch;
+  DataSetFactory factory(scratch);
+  std::mt19937 random(3);
+  auto made = factory.Make(DataSetKind::SqliteTable, "T", kFields, Rows(50, random));
+  TnFDTableSQLite& table = *Nutildb::FDTSQLite(made.get());
+  auto indexes = [&table] {
+    struct Names : TSQLRowSink {
+      std::vector<std::string> names;
+      void Columns(const std::vector<TSQLColumn>&) override {}
+      void Row(const std::vector<Variant>& row) override { names.push_back(row[0].AsString()); }
+    } sink;
+    table.Connection()->Sql().Query(
+        "select name from sqlite_master where type = 'index' order by name", {}, sink);
+    return sink.names;
+  };
+  table.SetIndexFieldNames("K");
+  table.SetIndexFieldNames("S;K");
+  EXPECT_TRUE(indexes().empty());
+  EXPECT_FALSE(table.Eof());
+  EXPECT_EQ(indexes(), (std::vector<std::string>{"nrw_T_S_K"}));
+  table.SetIndexFieldNames("V");
+  EXPECT_TRUE(table.FindKey({Variant(7)}));
+  EXPECT_EQ(table.GetInteger(2), 7);
+  EXPECT_EQ(indexes(), (std::vector<std::string>{"nrw_T_S_K", "nrw_T_V"}));
+}
+
 TEST(SqliteTable, TheWholeTablesCountOutlivesRangesAndFollowsWrites) {
   ScratchDir scratch;
   DataSetFactory factory(scratch);
