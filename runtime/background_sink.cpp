@@ -2,38 +2,28 @@
 // thread (runtime/section_calls) and replayed on a worker thread (see background_sink.hpp).
 #include "host/background_sink.hpp"
 
-#include <pthread.h>
-
-#include <condition_variable>
 #include <cstring>
-#include <deque>
-#include <exception>
-#include <mutex>
-#include <thread>
 
+#include "runtime/ordered_worker.hpp"
 #include "runtime/section_calls.hpp"
 
 namespace calls = nrw::section_calls;
 
 struct TBackgroundSink::Impl {
   const size_t block_bytes;
-  std::string current;  // the block being filled, on the report's thread
-
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::deque<std::string> full;    // handed over, oldest first
-  std::vector<std::string> spare;  // replayed blocks, back for refilling
-  bool stopping = false;           // the sink is destroyed without Finish
-  bool finished = false;           // the worker has replayed Finish
-  std::exception_ptr error;        // the first exception of the target
-  std::thread worker;
-
+  std::string current;       // the block being filled, on the report's thread
   calls::Encoder encoder;    // on the report's thread
   calls::Replayer replayer;  // on the worker
+  nrw::OrderedWorker<std::string> worker;
 
-  Impl(TSectionSink& target, size_t bytes) : block_bytes(bytes), replayer(target) {
+  Impl(TSectionSink& target, size_t bytes)
+      : block_bytes(bytes),
+        replayer(target),
+        worker("nrw-output", kBlocksInFlight, [this](std::string& block) {
+          replayer.Replay(block);
+          block.clear();
+        }) {
     current.reserve(block_bytes);
-    worker = std::thread([this] { Work(); });
   }
 
   void HandOverIfFull() {
@@ -42,76 +32,18 @@ struct TBackgroundSink::Impl {
     }
   }
 
-  // Queues the current block, waiting while the worker is kBlocksInFlight blocks behind.
+  // Queues the current block (waiting while the worker is kBlocksInFlight blocks behind) and
+  // goes on with a replayed one's buffer.
   void HandOver() {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [this] { return full.size() < kBlocksInFlight || error; });
-    if (error) {
-      std::rethrow_exception(error);
-    }
-    full.push_back(std::move(current));
-    current.clear();
-    if (!spare.empty()) {
-      current = std::move(spare.back());
-      spare.pop_back();
-    }
+    worker.HandOver(std::move(current));
+    current = worker.Take();
     current.reserve(block_bytes);
-    changed.notify_all();
-  }
-
-  void Work() {
-    pthread_setname_np(pthread_self(), "nrw-output");
-    for (;;) {
-      std::string block;
-      {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [this] { return !full.empty() || stopping; });
-        if (stopping) {
-          return;
-        }
-        block = std::move(full.front());
-        full.pop_front();
-      }
-      const bool last = ReplayOrKeepError(block);
-      std::lock_guard lock(mutex);
-      block.clear();
-      spare.push_back(std::move(block));
-      finished = last;
-      changed.notify_all();
-      if (last) {
-        return;
-      }
-    }
-  }
-
-  // True when the block ended with the Finish call (or the target failed: nothing more runs).
-  bool ReplayOrKeepError(const std::string& block) {
-    try {
-      return replayer.Replay(block);
-    } catch (...) {
-      std::lock_guard lock(mutex);
-      error = std::current_exception();
-      return true;
-    }
   }
 
   // Hands over the block ending with Finish and waits for the worker to replay it.
   void FinishAndWait() {
     HandOver();
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [this] { return finished; });
-    if (error) {
-      std::rethrow_exception(error);
-    }
-  }
-
-  ~Impl() {
-    {
-      std::lock_guard lock(mutex);
-      stopping = true;
-      changed.notify_all();
-    }
-    worker.join();
+    worker.Drain();
   }
 };
 

@@ -1,7 +1,5 @@
 #include "runtime/pdf_document.hpp"
 
-#include <pthread.h>
-
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -100,48 +98,16 @@ PdfDocument::PdfDocument(std::ostream& out, double width, double height)
   outlines_.emplace_back();
   // The binary comment tells transfer programs that the file is not text.
   Write("%PDF-1.5\n%\xE2\xE3\xCF\xD3\n");
-  writer_ = std::thread([this] { WriteLoop(); });
+  writer_ =
+      std::make_unique<OrderedWorker<PageJob>>("nrw-pdf", kPagesInFlight, [this](PageJob& job) {
+        WritePage(job);
+        job.content.clear();
+      });
 }
 
 PdfDocument::~PdfDocument() {
-  {
-    std::lock_guard lock(mutex_);
-    stopping_ = true;
-    changed_.notify_all();
-  }
-  writer_.join();
+  writer_.reset();  // stops the thread; pages still waiting belong to a failed run
   deflateEnd(&zlib_);
-}
-
-void PdfDocument::WriteLoop() {
-  pthread_setname_np(pthread_self(), "nrw-pdf");
-  for (;;) {
-    PageJob job;
-    {
-      std::unique_lock lock(mutex_);
-      changed_.wait(lock, [this] { return !waiting_.empty() || stopping_; });
-      if (stopping_) {
-        return;
-      }
-      job = std::move(waiting_.front());
-      waiting_.pop_front();
-      writing_ = true;
-    }
-    std::exception_ptr error;
-    try {
-      WritePage(job);
-    } catch (...) {
-      error = std::current_exception();
-    }
-    std::lock_guard lock(mutex_);
-    writing_ = false;
-    if (error && !error_) {
-      error_ = error;
-    }
-    job.content.clear();
-    spare_.push_back(std::move(job.content));
-    changed_.notify_all();
-  }
 }
 
 void PdfDocument::WritePage(const PageJob& job) {
@@ -208,29 +174,17 @@ std::string PdfDocument::AddFont(int object) {
 }
 
 void PdfDocument::EndPage(std::string_view content) {
-  PageJob job{Reserve(), current_page_, {}};
+  PageJob job = writer_->Take();  // a written page's buffer, when there is one
+  job.contents = Reserve();
+  job.page = current_page_;
+  job.content.assign(content);
   pages_.push_back(current_page_);
   current_page_ = Reserve();
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return waiting_.size() < kPagesInFlight || error_; });
-  if (error_) {
-    std::rethrow_exception(error_);
-  }
-  if (!spare_.empty()) {
-    job.content = std::move(spare_.back());
-    spare_.pop_back();
-  }
-  job.content.assign(content);
-  waiting_.push_back(std::move(job));
-  changed_.notify_all();
+  writer_->HandOver(std::move(job));
 }
 
 void PdfDocument::WritePages() {
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return (waiting_.empty() && !writing_) || error_; });
-  if (error_) {
-    std::rethrow_exception(error_);
-  }
+  writer_->Drain();
 }
 
 int PdfDocument::AddOutline(int parent, std::string title, bool open, double x, double y) {

@@ -7,18 +7,15 @@
 
 #include <zlib.h>
 
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
-#include <exception>
-#include <mutex>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "host/export.hpp"
+#include "runtime/ordered_worker.hpp"
 
 namespace nrw {
 
@@ -85,7 +82,6 @@ class NRW_API PdfDocument {
     std::string content;
   };
   static constexpr size_t kPagesInFlight = 4;
-  void WriteLoop();
   void WritePage(const PageJob& job);
 
   void Write(std::string_view bytes);
@@ -108,16 +104,9 @@ class NRW_API PdfDocument {
   std::string compressed_;  // reused for every stream
   std::string header_;      // reused for every object's header
 
-  // The writing thread's hand-over. While pages are drawn only that thread writes to the file;
+  // The writing thread ("nrw-pdf"). While pages are drawn only that thread writes to the file;
   // after WritePages only the caller's thread does.
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<PageJob> waiting_;
-  std::vector<std::string> spare_;  // written pages' buffers, for the next ones
-  bool writing_ = false;            // a page taken off the queue is being written
-  bool stopping_ = false;
-  std::exception_ptr error_;  // the first write that failed
-  std::thread writer_;
+  std::unique_ptr<OrderedWorker<PageJob>> writer_;
 };
 
 }  // namespace nrw
