@@ -1,7 +1,12 @@
 // TnFDTableSQLite: a table in a local SQLite database file, with the data-set behaviour of the
 // in-memory tables, served by SQLite itself:
-//   - an index field list creates (once) a SQLite index on those fields and orders the cursor
-//     by them (then by rowid); nothing is read into memory;
+//   - an index field list orders the cursor by those fields (then by rowid) through a SQLite
+//     index on them, made the first time a statement needs that order (a list replaced before
+//     any read makes none); nothing is read into memory;
+//   - a row is read with its index fields and the fields asked for so far; a field asked for
+//     the first time is read by rowid, and with every row after; before an update or a delete
+//     on the connection, the other cursors read their rows' remaining fields, so a row reads
+//     as it was when the cursor came to it;
 //   - FindKey and SetRange are indexed seeks, except that one going forward in index order a
 //     few rows from where the cursor's statement stands steps the statement there (look-ups
 //     that follow a listing's order cost a step, not a statement); RecordCount is a count(*)
