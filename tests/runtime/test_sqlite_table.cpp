@@ -42,6 +42,23 @@ std::string State(TDataSet& table) {
   return state;
 }
 
+// A SQLite file in the scratch folder, made by `script`.
+std::string ScriptedFile(const ScratchDir& scratch, const std::string& name,
+                         const std::string& script) {
+  const std::string file = scratch.File(name);
+  OpenConnection(file, true)->ExecuteScript(script);
+  return file;
+}
+
+// Opens `table` on table `name` of `file`, ordered by `index`.
+void OpenOn(TnFDTableSQLite& table, const std::string& file, const std::string& name,
+            const std::string& index = "") {
+  table.Connection()->Params().SetDatabase(file);
+  table.SetTableName(name);
+  table.SetIndexFieldNames(index);
+  table.Open();
+}
+
 // Runs the same random operations on an in-memory table and a SQLite table and compares every
 // answer and the state after each `check_every`-th operation (reading the state settles what a
 // table may leave for later, so some operations must follow others unread). Searches mostly go
@@ -199,18 +216,13 @@ TEST(SqliteTable, AgreesOnAnIndexOfTextThenNumber) {
 // A column that orders without regard to case: its ranges are held to their end by SQLite.
 TEST(SqliteTable, ColumnsOfAnotherCollationAreBoundedBySqlite) {
   ScratchDir scratch;
-  const std::string file = scratch.File("nocase.db");
-  {
-    auto connection = OpenConnection(file, true);
-    connection->ExecuteScript(
-        "create table T (S text collate nocase, V integer);"
-        "insert into T values ('a', 1), ('B', 2), ('b', 3), ('C', 4), ('c', 5), ('d', 6);");
-  }
   TnFDTableSQLite table;
-  table.Connection()->Params().SetDatabase(file);
-  table.SetTableName("T");
-  table.SetIndexFieldNames("S");
-  table.Open();
+  OpenOn(table,
+         ScriptedFile(scratch, "nocase.db",
+                      "create table T (S text collate nocase, V integer);"
+                      "insert into T values ('a', 1), ('B', 2), ('b', 3), ('C', 4), ('c', 5), "
+                      "('d', 6);"),
+         "T", "S");
   auto values = [&] {
     std::vector<int64_t> seen;
     for (; !table.Eof(); table.Next()) {
@@ -234,19 +246,15 @@ TEST(SqliteTable, ColumnsOfAnotherCollationAreBoundedBySqlite) {
 // Rows read one after another: texts and dates, repeated or not, read as they are stored.
 TEST(SqliteTable, DatesAndTextsOfRowsReadInTurn) {
   ScratchDir scratch;
-  const std::string file = scratch.File("dates.db");
-  {
-    auto connection = OpenConnection(file, true);
-    connection->ExecuteScript(
-        "create table T (D timestamp, S text);"
-        "insert into T values ('2026-01-01', 'a long text of a row'), ('2026-01-01', 'b'),"
-        "  ('2026-01-02 10:00:00', null), (null, 'c'), ('2026-01-02 10:00:00', ''),"
-        "  ('2026-01-02', 'd'), ('not a date', 'e');");
-  }
   TnFDTableSQLite table;
-  table.Connection()->Params().SetDatabase(file);
-  table.SetTableName("T");
-  table.Open();
+  OpenOn(table,
+         ScriptedFile(
+             scratch, "dates.db",
+             "create table T (D timestamp, S text);"
+             "insert into T values ('2026-01-01', 'a long text of a row'), ('2026-01-01', 'b'),"
+             "  ('2026-01-02 10:00:00', null), (null, 'c'), ('2026-01-02 10:00:00', ''),"
+             "  ('2026-01-02', 'd'), ('not a date', 'e');"),
+         "T");
   std::vector<std::string> seen;
   try {
     for (table.First(); !table.Eof(); table.Next()) {
@@ -268,18 +276,12 @@ TEST(SqliteTable, DatesAndTextsOfRowsReadInTurn) {
 // cursor came to it.
 TEST(SqliteTable, FieldsNotYetReadAreTheRowsAsItWasWhenReached) {
   ScratchDir scratch;
-  const std::string file = scratch.File("lazy.db");
-  {
-    auto connection = OpenConnection(file, true);
-    connection->ExecuteScript(
-        "create table T (K real, S text, V integer);"
-        "insert into T values (1, 'one', 10), (2, 'two', 20), (3, 'three', 30);");
-  }
   TnFDTableSQLite reader, writer;
-  reader.Connection()->Params().SetDatabase(file);
-  reader.SetTableName("T");
-  reader.SetIndexFieldNames("K");
-  reader.Open();
+  OpenOn(reader,
+         ScriptedFile(scratch, "lazy.db",
+                      "create table T (K real, S text, V integer);"
+                      "insert into T values (1, 'one', 10), (2, 'two', 20), (3, 'three', 30);"),
+         "T", "K");
   writer.SetConnection(reader.Connection());
   writer.SetTableName("T");
   writer.SetIndexFieldNames("K");
@@ -464,16 +466,11 @@ TEST_F(AppendFrom, ATableOfTheSameConnection) {
 }
 
 TEST_F(AppendFrom, ReadsASourceWhoseFileNameLooksLikeAUri) {
-  const std::string file = scratch.File("items?mode=memory#1%20.db");
-  {
-    auto connection = OpenConnection(file, true);
-    connection->ExecuteScript(SqliteCreateTable("S", kFields) +
-                              "; insert into S values (1.5, 'A', 1), (2.5, 'B', 2)");
-  }
+  const std::string file = ScriptedFile(
+      scratch, "items?mode=memory#1%20.db",
+      SqliteCreateTable("S", kFields) + "; insert into S values (1.5, 'A', 1), (2.5, 'B', 2)");
   TnFDTableSQLite odd;
-  odd.Connection()->Params().SetDatabase(file);
-  odd.SetTableName("S");
-  odd.Open();
+  OpenOn(odd, file, "S");
   EXPECT_EQ(Target().AppendFrom(odd, {{"K", Variant()}, {"V", Variant()}}, ""), 2);
   EXPECT_TRUE(std::filesystem::exists(file)) << "the name is the file's, not a URI's";
 }
