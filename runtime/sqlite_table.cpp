@@ -658,7 +658,6 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // a text read into the text its field held and a date parsed only when its text differs from
   // the one before (a listing's rows come by key, a day's together).
   void LoadField(sqlite3_stmt* st, int column, size_t i) {
-    last_dates.resize(fields.size());
     const int storage = sqlite3_column_type(st, column);
     const TFieldType type = fields[i].type;
     if (storage == SQLITE_TEXT && (type == TFieldType::String || type == TFieldType::DateTime)) {
@@ -965,6 +964,7 @@ void TnFDTableSQLite::Open() {
   c.wanted.assign(c.fields.size(), 0);
   c.loaded.assign(c.fields.size(), 0);
   c.missing = 0;
+  c.last_dates.assign(c.fields.size(), {});
   c.Register();
   DefineFields(c.fields);
   SetState(TDataSetState::Browse);
