@@ -33,7 +33,9 @@ class NRW_API TSQLRowSink {
   virtual void Row(const std::vector<Variant>& values) = 0;
 };
 
-// Loads many rows into one table fast (prepared inserts in SQLite, COPY in PostgreSQL).
+// Loads many rows into one table fast (prepared inserts of several rows each in SQLite, COPY in
+// PostgreSQL). Rows may wait in the writer until Finish: a writer destroyed without it drops
+// them, as a failed load should.
 class NRW_API TSQLBulkWriter {
  public:
   virtual ~TSQLBulkWriter();
