@@ -15,10 +15,10 @@
 #include <cstdint>
 #include <memory>
 
+#include "host/block_sink.hpp"
 #include "host/export.hpp"
-#include "host/section_sink.hpp"
 
-class NRW_API TBackgroundSink : public TSectionSink {
+class NRW_API TBackgroundSink : public TBlockSink {
  public:
   // Bytes of one block of calls, and how many blocks may wait for the worker.
   static constexpr size_t kBlockBytes = 256 * 1024;
@@ -26,18 +26,12 @@ class NRW_API TBackgroundSink : public TSectionSink {
 
   explicit TBackgroundSink(TSectionSink& target, size_t block_bytes = kBlockBytes);
   ~TBackgroundSink() override;
-  TBackgroundSink(const TBackgroundSink&) = delete;
-  TBackgroundSink& operator=(const TBackgroundSink&) = delete;
 
-  void SetStyle(const TSectionStyle& style) override;
-  void BeginPage(int32_t page) override;
-  void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t title_size,
-                   int32_t text_size) override;
-  void PrintSection(int32_t page, int32_t section,
-                    const std::vector<TPrintedField>& fields) override;
-  void EndPage(int32_t page) override;
-  // Hands over the last block, finishes the target on the worker and waits for it.
-  void Finish() override;
+ protected:
+  // Queues a block for the worker, waiting while it is kBlocksInFlight blocks behind.
+  void HandOver(std::string& block) override;
+  // Waits for the worker to replay the last block, which finishes the target.
+  void Finished() override;
 
  private:
   struct Impl;

@@ -5,47 +5,31 @@
 #pragma once
 
 #include <cstdio>
-#include <memory>
 #include <string>
 
+#include "host/block_sink.hpp"
 #include "host/export.hpp"
 #include "host/page_totals.hpp"
 #include "host/progress.hpp"
-#include "host/section_sink.hpp"
 
-namespace nrw::section_calls {
-class Encoder;
-}
-
-class NRW_API TRecordedSections : public TSectionSink {
+class NRW_API TRecordedSections : public TBlockSink {
  public:
   // Creates the temporary file (removed by the destructor, or on an interrupting signal).
   TRecordedSections();
   ~TRecordedSections() override;
-  TRecordedSections(const TRecordedSections&) = delete;
-  TRecordedSections& operator=(const TRecordedSections&) = delete;
-
-  void SetStyle(const TSectionStyle& style) override;
-  void BeginPage(int32_t page) override;
-  void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t title_size,
-                   int32_t text_size) override;
-  void PrintSection(int32_t page, int32_t section,
-                    const std::vector<TPrintedField>& fields) override;
-  void EndPage(int32_t page) override;
-  // Records the end of the report and writes what is left.
-  void Finish() override;
 
   // Replays the recorded calls, in order, into `target` (whose Finish ends the replay), each
   // page header completed with `totals`. A `progress` view shows the drawing as a stage of its
   // own, hidden again at the end.
   void Replay(TSectionSink& target, const TPageTotals& totals, TProgressView* progress = nullptr);
 
- private:
-  void WriteIfFull();
-  void Write();
+ protected:
+  // Writes a block to the file.
+  void HandOver(std::string& block) override;
+  // Makes sure the file holds every block.
+  void Finished() override;
 
+ private:
   std::string path_;
   std::FILE* file_ = nullptr;
-  std::string block_;
-  std::unique_ptr<nrw::section_calls::Encoder> encoder_;
 };

@@ -46,7 +46,7 @@ class HeaderCompleter : public TSectionSink {
 
 }  // namespace
 
-TRecordedSections::TRecordedSections() {
+TRecordedSections::TRecordedSections() : TBlockSink(kBlockBytes) {
   static std::atomic<int> serial{0};
   path_ = nrw::TemporaryFolder() + "/nrw-sections-" + std::to_string(getpid()) + "-" +
           std::to_string(serial++) + ".bin";
@@ -56,8 +56,6 @@ TRecordedSections::TRecordedSections() {
     UnregisterTemporaryFile(path_);
     throw Exception("cannot create the temporary file '" + path_ + "': " + std::strerror(errno));
   }
-  block_.reserve(kBlockBytes);
-  encoder_ = std::make_unique<calls::Encoder>();
 }
 
 TRecordedSections::~TRecordedSections() {
@@ -66,52 +64,19 @@ TRecordedSections::~TRecordedSections() {
   UnregisterTemporaryFile(path_);
 }
 
-void TRecordedSections::SetStyle(const TSectionStyle& style) {
-  encoder_->Style(block_, style);
+void TRecordedSections::HandOver(std::string& block) {
+  const auto size = static_cast<uint32_t>(block.size());
+  if (std::fwrite(&size, sizeof size, 1, file_) != 1 ||
+      std::fwrite(block.data(), 1, block.size(), file_) != block.size()) {
+    throw Exception("cannot write the temporary file '" + path_ + "': " + std::strerror(errno));
+  }
+  block.clear();
 }
 
-void TRecordedSections::BeginPage(int32_t page) {
-  encoder_->BeginPage(block_, page);
-}
-
-void TRecordedSections::PrintHeader(int32_t page, const std::vector<TPrintedField>& fields,
-                                    int32_t title_size, int32_t text_size) {
-  encoder_->Header(block_, page, fields, title_size, text_size);
-  WriteIfFull();
-}
-
-void TRecordedSections::PrintSection(int32_t page, int32_t section,
-                                     const std::vector<TPrintedField>& fields) {
-  encoder_->Section(block_, page, section, fields);
-  WriteIfFull();
-}
-
-void TRecordedSections::EndPage(int32_t page) {
-  encoder_->EndPage(block_, page);
-  WriteIfFull();
-}
-
-void TRecordedSections::Finish() {
-  encoder_->Finish(block_);
-  Write();
+void TRecordedSections::Finished() {
   if (std::fflush(file_) != 0) {
     throw Exception("cannot write the temporary file '" + path_ + "': " + std::strerror(errno));
   }
-}
-
-void TRecordedSections::WriteIfFull() {
-  if (block_.size() >= kBlockBytes) {
-    Write();
-  }
-}
-
-void TRecordedSections::Write() {
-  const auto size = static_cast<uint32_t>(block_.size());
-  if (std::fwrite(&size, sizeof size, 1, file_) != 1 ||
-      std::fwrite(block_.data(), 1, block_.size(), file_) != block_.size()) {
-    throw Exception("cannot write the temporary file '" + path_ + "': " + std::strerror(errno));
-  }
-  block_.clear();
 }
 
 void TRecordedSections::Replay(TSectionSink& target, const TPageTotals& totals,
@@ -132,14 +97,14 @@ void TRecordedSections::Replay(TSectionSink& target, const TPageTotals& totals,
   HeaderCompleter completer(target, totals);
   calls::Replayer replayer(completer);
   std::rewind(file_);
+  std::string block;
   uint32_t size = 0;
   while (std::fread(&size, sizeof size, 1, file_) == 1) {
-    block_.resize(size);
-    if (std::fread(block_.data(), 1, size, file_) != size) {
+    block.resize(size);
+    if (std::fread(block.data(), 1, size, file_) != size) {
       break;
     }
-    if (replayer.Replay(block_)) {
-      block_.clear();
+    if (replayer.Replay(block)) {
       return;
     }
   }
