@@ -103,8 +103,9 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   };
   // AppendFrom into several tables at the same time, each on a thread of its own, when each has
   // a connection and a file of its own (else one after the other); returns once every append
-  // is done, raising the first failure.
-  static void AppendFromEach(TnFDTableSQLite& source, const std::vector<TAppendTarget>& targets);
+  // is done, raising the first failure. Returns the number of rows appended to each.
+  static std::vector<int64_t> AppendFromEach(TnFDTableSQLite& source,
+                                             const std::vector<TAppendTarget>& targets);
 
   void First() override;
   void Next() override;

@@ -64,8 +64,14 @@ class NRW_API Variant {
 
 using TVariantArray = std::vector<Variant>;
 
-// The value converted to the kind a field of `type` holds. Null stays null, and so does an
-// empty text for any type but String, as assigning it to such a field empties the field.
+// Whether writing `value` to a field of `type` empties the field: null does, and so does an
+// empty text for any type but String, as a field's text assignment does.
+inline bool EmptiesField(const Variant& value, TFieldType type) {
+  return value.IsNull() || (type != TFieldType::String &&
+                            value.GetKind() == Variant::Kind::String && value.StringRef().empty());
+}
+
+// The value converted to the kind a field of `type` holds (null when it empties the field).
 NRW_API Variant VarAsType(const Variant& value, TFieldType type);
 
 // Formats a double as the host's FloatToStr: up to 15 significant digits, locale decimal separator.

@@ -270,9 +270,8 @@ void ColumnStore::SetText(Column& column, RowId row, std::string_view text) {
 void ColumnStore::Set(RowId row, int field, const Variant& value) {
   Column& c = columns_[field];
   const TFieldType type = defs_[field].type;
-  if (c.kind != Kind::Text && value.GetKind() == Variant::Kind::String &&
-      value.StringRef().empty()) {
-    Set(row, field, Variant());  // an empty text empties a field of another type
+  if (!value.IsNull() && EmptiesField(value, type)) {
+    Set(row, field, Variant());
     return;
   }
   switch (c.kind) {

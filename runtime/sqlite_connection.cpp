@@ -3,6 +3,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <string_view>
 
 #include "host/exception.hpp"
 #include "host/sysutils.hpp"
@@ -116,6 +117,35 @@ Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const s
   }
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
   return Variant(std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, i))));
+}
+
+void SqliteColumnReader::Read(sqlite3_stmt* statement, int column, TFieldType type,
+                              const std::string& name, Variant& slot) {
+  const int storage = sqlite3_column_type(statement, column);
+  if (storage == SQLITE_TEXT && (type == TFieldType::String || type == TFieldType::DateTime)) {
+    const std::string_view text(
+        reinterpret_cast<const char*>(sqlite3_column_text(statement, column)),
+        static_cast<size_t>(sqlite3_column_bytes(statement, column)));
+    if (type == TFieldType::String) {
+      slot.AssignString(text);
+      return;
+    }
+    if (last_dates_.size() <= static_cast<size_t>(column)) {
+      last_dates_.resize(static_cast<size_t>(column) + 1);
+    }
+    LastDate& last = last_dates_[static_cast<size_t>(column)];
+    if (last.value.IsNull() || text != last.text) {
+      last.value = ReadSqliteValue(statement, column, type, name);
+      last.text.assign(text);
+    }
+    slot = last.value;
+  } else if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
+    slot = Variant(sqlite3_column_double(statement, column));
+  } else if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {
+    slot = Variant(static_cast<int64_t>(sqlite3_column_int64(statement, column)));
+  } else {
+    slot = ReadSqliteValue(statement, column, type, name);
+  }
 }
 
 void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant& value,
@@ -276,15 +306,10 @@ void SqliteConnection::Query(const std::string& sql, const TVariantArray& params
   }
   sink.Columns(columns);
   std::vector<Variant> row(count);
+  SqliteColumnReader reader;
   while (rc == SQLITE_ROW) {
     for (int i = 0; i < count; ++i) {
-      if (columns[i].type == TFieldType::String && sqlite3_column_type(st, i) == SQLITE_TEXT) {
-        // Texts go into the row's own buffers, as ReadSqliteValue would convert them.
-        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, i));
-        row[i].AssignString({text, static_cast<size_t>(sqlite3_column_bytes(st, i))});
-      } else {
-        row[i] = ReadSqliteValue(st, i, columns[i].type, columns[i].name);
-      }
+      reader.Read(st, i, columns[i].type, columns[i].name, row[i]);
     }
     sink.Row(row);
     rc = sqlite3_step(st);

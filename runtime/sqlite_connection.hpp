@@ -22,6 +22,22 @@ NRW_API std::string SqliteCreateTable(const std::string& table,
 // Reads column `i` of the current row of `statement` as a value of `type`.
 Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const std::string& name);
 
+// Reads result columns into reused row buffers, as ReadSqliteValue converts: a text into the
+// text its slot held, numbers directly, and a date parsed only when its text differs from the
+// one the same column had before (rows come by key, a day's together).
+class SqliteColumnReader {
+ public:
+  void Read(sqlite3_stmt* statement, int column, TFieldType type, const std::string& name,
+            Variant& slot);
+
+ private:
+  struct LastDate {
+    std::string text;
+    Variant value;
+  };
+  std::vector<LastDate> last_dates_;  // by column
+};
+
 // Binds one value to parameter `i` (from 1) of a statement; see BindSqliteValues for
 // `copy_texts`.
 void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant& value,

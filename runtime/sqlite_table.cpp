@@ -405,12 +405,8 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // are read (all at once, by row id) the first time one is asked for, and from then on with
   // every row; before a write, every field not read yet is.
   std::vector<char> wanted, loaded;
-  size_t missing = 0;  // fields of the row not read yet
-  struct LastDate {
-    std::string text;
-    Variant value;
-  };
-  std::vector<LastDate> last_dates;  // per field: the last date text read, and its value
+  size_t missing = 0;              // fields of the row not read yet
+  nrw::SqliteColumnReader reader;  // reads the row's fields into `row`
   int64_t rowid = 0;
   bool has_row = false;
   bool eof = true;
@@ -654,32 +650,9 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       }
     }
   }
-  // Reads column `column` of `st` into field `i` of the row, as ReadSqliteValue converts, with
-  // a text read into the text its field held and a date parsed only when its text differs from
-  // the one before (a listing's rows come by key, a day's together).
+  // Reads column `column` of `st` into field `i` of the row.
   void LoadField(sqlite3_stmt* st, int column, size_t i) {
-    const int storage = sqlite3_column_type(st, column);
-    const TFieldType type = fields[i].type;
-    if (storage == SQLITE_TEXT && (type == TFieldType::String || type == TFieldType::DateTime)) {
-      const std::string_view text(reinterpret_cast<const char*>(sqlite3_column_text(st, column)),
-                                  static_cast<size_t>(sqlite3_column_bytes(st, column)));
-      if (type == TFieldType::String) {
-        row[i].AssignString(text);
-        return;
-      }
-      LastDate& last = last_dates[i];
-      if (last.value.IsNull() || text != last.text) {
-        last.value = nrw::ReadSqliteValue(st, column, type, fields[i].name);
-        last.text.assign(text);
-      }
-      row[i] = last.value;
-    } else if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
-      row[i] = Variant(sqlite3_column_double(st, column));
-    } else if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {
-      row[i] = Variant(static_cast<int64_t>(sqlite3_column_int64(st, column)));
-    } else {
-      row[i] = nrw::ReadSqliteValue(st, column, type, fields[i].name);
-    }
+    reader.Read(st, column, fields[i].type, fields[i].name, row[i]);
   }
 
   // --- The stream ---
@@ -964,7 +937,7 @@ void TnFDTableSQLite::Open() {
   c.wanted.assign(c.fields.size(), 0);
   c.loaded.assign(c.fields.size(), 0);
   c.missing = 0;
-  c.last_dates.assign(c.fields.size(), {});
+  c.reader = {};
   c.Register();
   DefineFields(c.fields);
   SetState(TDataSetState::Browse);
@@ -1081,20 +1054,11 @@ void TnFDTableSQLite::FinishAppend() {
 int64_t TnFDTableSQLite::AppendFrom(TnFDTableSQLite& source,
                                     const std::vector<TAppendColumn>& columns,
                                     const std::string& condition) {
-  const AppendPlan plan = PlanAppend(source, columns, condition);
-  int64_t appended = 0;
-  try {
-    appended = RunAppend(plan);
-  } catch (...) {
-    FinishAppend();  // some rows may be in
-    throw;
-  }
-  FinishAppend();
-  return appended;
+  return AppendFromEach(source, {{this, columns, condition}}).front();
 }
 
-void TnFDTableSQLite::AppendFromEach(TnFDTableSQLite& source,
-                                     const std::vector<TAppendTarget>& targets) {
+std::vector<int64_t> TnFDTableSQLite::AppendFromEach(TnFDTableSQLite& source,
+                                                     const std::vector<TAppendTarget>& targets) {
   std::vector<AppendPlan> plans;
   std::set<const TnFDConnection*> connections = {source.connection_};
   std::set<std::string> files = {source.connection_->Params().Database()};
@@ -1105,9 +1069,10 @@ void TnFDTableSQLite::AppendFromEach(TnFDTableSQLite& source,
             files.insert(target.table->connection_->Params().Database()).second && apart;
   }
   std::vector<std::exception_ptr> errors(plans.size());
+  std::vector<int64_t> appended(plans.size(), 0);
   auto run = [&](size_t i) {
     try {
-      RunAppend(plans[i]);
+      appended[i] = RunAppend(plans[i]);
     } catch (...) {
       errors[i] = std::current_exception();
     }
@@ -1136,6 +1101,7 @@ void TnFDTableSQLite::AppendFromEach(TnFDTableSQLite& source,
       std::rethrow_exception(error);
     }
   }
+  return appended;
 }
 
 void TnFDTableSQLite::First() {

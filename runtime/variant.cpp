@@ -185,11 +185,7 @@ std::string DateTimeToStr(TDateTime value) {
 }
 
 Variant VarAsType(const Variant& value, TFieldType type) {
-  if (value.IsNull()) {
-    return value;
-  }
-  if (type != TFieldType::String && value.GetKind() == Variant::Kind::String &&
-      value.StringRef().empty()) {
+  if (EmptiesField(value, type)) {
     return Variant();
   }
   switch (type) {
