@@ -62,6 +62,18 @@ void BM_SetRange(benchmark::State& state) {
 }
 BENCHMARK(BM_SetRange);
 
+// The listing's pattern: every document's lines, the documents in key order.
+void BM_SetRangeInKeyOrder(benchmark::State& state) {
+  auto table = MakeTable(kRows);
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  double key = 0;
+  for (auto _ : state) {
+    table->SetRange({key}, {key});
+    key = key + 1 < kRows / 2 ? key + 1 : 0;
+  }
+}
+BENCHMARK(BM_SetRangeInKeyOrder);
+
 void BM_DeleteUnderIndex(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();

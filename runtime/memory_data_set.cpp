@@ -125,7 +125,8 @@ struct TMemoryDataSet::Impl {
   size_t Gallop(size_t from, size_t to, double key, bool upper, size_t hint) const {
     const auto before = [&](double x) { return upper ? !(key < x) : x < key; };
     size_t low = from, high = to;
-    if (hint > from && hint < to) {
+    // The upper bound is searched from the lower one, so `hint` may be `from` itself.
+    if (hint >= from && hint < to) {
       if (before(lead_keys[hint])) {
         // A few growing steps; a key far ahead is searched for in all that follows.
         constexpr size_t kLastStep = 256;
