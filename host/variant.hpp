@@ -76,5 +76,7 @@ NRW_API Variant VarAsType(const Variant& value, TFieldType type);
 
 // Formats a double as the host's FloatToStr: up to 15 significant digits, locale decimal separator.
 NRW_API std::string FloatToStr(double value);
+// FloatToStr's text, appended to `out`.
+NRW_API void AppendFloatToStr(double value, std::string& out);
 // Date-time as text: the short date, followed by " hh:nn:ss" when there is a time of day.
 NRW_API std::string DateTimeToStr(TDateTime value);

@@ -21,11 +21,20 @@ void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t
   r_.IniciarTotal(TotalLinha);
   double contabil = 0, base = 0, valor = 0, outras = 0, aliquota = 0;
   int32_t linhas = 0;
-  std::string chaveGrupo, cfop;
   if (!r_.LocalizarChave(ATabela, {ChaveAtual})) {
     return;
   }
   r_.DefinirFaixa(ATabela, {ChaveAtual}, {ChaveAtual});
+  // A row's group is the text of its CFOP followed by the text of its rate; each row's is read
+  // once, as the next row of the one before.
+  const auto lerGrupo = [&](std::string& cfopLido, std::string& grupo) {
+    cfopLido.clear();
+    ATabela->AppendString(r_.FixPC_CodigoCFOP, cfopLido);
+    grupo.assign(cfopLido);
+    ATabela->AppendString(ixAliquota, grupo);
+  };
+  std::string cfop, chaveGrupo, cfopProximo, proxima;
+  lerGrupo(cfop, chaveGrupo);
   while (!ATabela->Eof()) {
     const double contabilLinha = ATabela->GetFloat(r_.FixPC_ValorContabil);
     const double baseLinha = ATabela->GetFloat(r_.FixPC_BasePisCofins);
@@ -40,14 +49,13 @@ void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t
     r_.CalcularTotal(totalTipo, TotalLinha);
     r_.CalcularTotal(subtotal, TotalLinha);
     valor += TotalLinha.ValorImposto;
-    chaveGrupo = ATabela->GetString(r_.FixPC_CodigoCFOP) + ATabela->GetString(ixAliquota);
     aliquota = ATabela->GetFloat(ixAliquota);
-    cfop = ATabela->GetString(r_.FixPC_CodigoCFOP);
     ATabela->Next();
     // Texts, not numbers, are compared; at the end the row read is the last one again.
-    const std::string proxima =
-        ATabela->GetString(r_.FixPC_CodigoCFOP) + ATabela->GetString(ixAliquota);
-    if (proxima == chaveGrupo && !ATabela->Eof()) {
+    lerGrupo(cfopProximo, proxima);
+    const bool mesmoGrupo = proxima == chaveGrupo && !ATabela->Eof();
+    if (mesmoGrupo) {
+      cfop.swap(cfopProximo);
       continue;
     }
     LimparDadosDocumento();
@@ -63,6 +71,8 @@ void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t
     Imprimir(kSecaoDocumento);
     ++linhas;
     contabil = base = valor = outras = 0;
+    cfop.swap(cfopProximo);
+    chaveGrupo.swap(proxima);
   }
   r_.CancelarFaixa(ATabela);
   if (r_.FListarTotalImposto && !ATabela->IsEmpty() && linhas > 1) {

@@ -230,6 +230,8 @@ void ColumnStore::AppendString(RowId row, int field, std::string& out) const {
     char digits[24];
     const auto end = std::to_chars(digits, digits + sizeof digits, c.integers[row]).ptr;
     out.append(digits, end);
+  } else if (defs_[field].type == TFieldType::Float) {
+    AppendFloatToStr(c.floats[row], out);
   } else {
     out += String(row, field);
   }

@@ -1193,6 +1193,8 @@ void TnFDTableSQLite::AppendString(int field, std::string& out) const {
   const Variant& value = Current(field);
   if (value.GetKind() == Variant::Kind::String) {
     out += value.StringRef();
+  } else if (value.GetKind() == Variant::Kind::Float) {
+    AppendFloatToStr(value.AsFloat(), out);
   } else {
     out += value.AsString();
   }

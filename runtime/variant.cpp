@@ -1,5 +1,6 @@
 #include "host/variant.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -148,31 +149,41 @@ TDateTime Variant::AsDateTime() const {
   throw EConvertError("'" + text + "' is not a valid date");
 }
 
-std::string FloatToStr(double value) {
+void AppendFloatToStr(double value, std::string& out) {
   if (std::isnan(value)) {
-    return "NAN";
+    out += "NAN";
+    return;
   }
   if (std::isinf(value)) {
-    return value < 0 ? "-INF" : "INF";
+    out += value < 0 ? "-INF" : "INF";
+    return;
   }
   // The shortest of fixed and scientific notation with 15 significant digits (printf's %.15G).
   char buffer[64];
-  const auto written = std::to_chars(buffer, buffer + sizeof buffer, value,
-                                     std::chars_format::general, kFloatToStrDigits);
-  std::string text(buffer, written.ptr);
+  char* const end = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general,
+                                  kFloatToStrDigits)
+                        .ptr;
+  const std::string_view text(buffer, static_cast<size_t>(end - buffer));
   const size_t e = text.find('e');
-  if (e != std::string::npos) {
+  const size_t from = out.size();
+  out += text.substr(0, e);
+  if (e != std::string_view::npos) {
     // 1.5E+15 becomes 1,5E15 and 1E-05 becomes 1E-5, as the host writes exponents.
-    std::string exponent = text.substr(e + 1);
+    std::string_view exponent = text.substr(e + 1);
     const bool negative = exponent[0] == '-';
-    exponent.erase(0, exponent.find_first_not_of("+-0"));
-    text = text.substr(0, e) + "E" + (negative ? "-" : "") + exponent;
+    exponent.remove_prefix(std::min(exponent.find_first_not_of("+-0"), exponent.size()));
+    out += negative ? "E-" : "E";
+    out += exponent;
   }
-  for (char& c : text) {
-    if (c == '.') {
-      c = FormatSettings().DecimalSeparator;
-    }
+  const char separator = FormatSettings().DecimalSeparator;
+  if (separator != '.') {
+    std::replace(out.begin() + static_cast<std::ptrdiff_t>(from), out.end(), '.', separator);
   }
+}
+
+std::string FloatToStr(double value) {
+  std::string text;
+  AppendFloatToStr(value, text);
   return text;
 }
 

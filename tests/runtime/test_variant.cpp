@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "host/exception.hpp"
 #include "host/variant.hpp"
 
@@ -47,6 +49,17 @@ TEST(FloatToStr, FifteenSignificantDigitsWithLocaleDecimal) {
   EXPECT_EQ(FloatToStr(0.1 + 0.2), "0,3");
   EXPECT_EQ(FloatToStr(123456789012), "123456789012");
   EXPECT_EQ(FloatToStr(1.5e15), "1,5E15");
+  EXPECT_EQ(FloatToStr(-2.5e-7), "-2,5E-7");
+  EXPECT_EQ(FloatToStr(1e-5), "1E-5");
+}
+
+TEST(FloatToStr, AppendedAfterTextThatIsLeftAsItIs) {
+  std::string text = "5.102 ";
+  AppendFloatToStr(1.65, text);
+  EXPECT_EQ(text, "5.102 1,65");
+  AppendFloatToStr(-std::numeric_limits<double>::infinity(), text);
+  AppendFloatToStr(std::numeric_limits<double>::quiet_NaN(), text);
+  EXPECT_EQ(text, "5.102 1,65-INFNAN");
 }
 
 }  // namespace
