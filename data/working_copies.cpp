@@ -2,6 +2,7 @@
 // doubled tax-substitution lines. In SQLite storage an independent working copy is a copy of the
 // provider's database file, named with every "temp" replaced by "temp_" + a suffix.
 #include <memory>
+#include <vector>
 
 #include "host/fiscal_provider.hpp"
 #include "host/sql.hpp"
@@ -46,6 +47,20 @@ TDataSet* TnFisORResumoConfLctoFis::ClonarDataSet(TDataSet* ADataSet, const std:
   tabela->Connection()->Open();
   tabela->Open();
   return tabela.release();
+}
+
+// Makes the tables' orders now rather than at their first search. In SQLite storage, working
+// copies (each with a file and a connection of its own) make theirs at the same time; in memory
+// an order is made as it is set.
+void TnFisORResumoConfLctoFis::CriarIndices(std::initializer_list<TDataSet*> ATabelas) {
+  if (!UsarSQLite()) {
+    return;
+  }
+  std::vector<TnFDTableSQLite*> tabelas;
+  for (TDataSet* tabela : ATabelas) {
+    tabelas.push_back(Nutildb::FDTSQLite(tabela));
+  }
+  TnFDTableSQLite::MakeIndexes(tabelas);
 }
 
 bool TnFisORResumoConfLctoFis::LocalizarChave(TDataSet* ADataSet,

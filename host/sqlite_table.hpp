@@ -106,6 +106,11 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   // is done, raising the first failure. Returns the number of rows appended to each.
   static std::vector<int64_t> AppendFromEach(TnFDTableSQLite& source,
                                              const std::vector<TAppendTarget>& targets);
+  // Makes each table's SQLite index for its index field list now, where it would be made when
+  // a read first needs that order. Tables that each have a connection and a file of their own
+  // make theirs at the same time, each on a thread; returns once all are made, raising the
+  // first failure.
+  static void MakeIndexes(const std::vector<TnFDTableSQLite*>& tables);
 
   void First() override;
   void Next() override;

@@ -48,6 +48,7 @@ class TnFisORResumoConfLctoFis : public TnrwBaseDll {
   void AdicionarPISCOFINS();
   // Storage-neutral table operations and the operation control (data/working_copies.cpp).
   TDataSet* ClonarDataSet(TDataSet* ADataSet, const std::string& ASufixo);
+  void CriarIndices(std::initializer_list<TDataSet*> ATabelas);
   // Key searches and ranges take their values as a list, copied into vectors kept for the next
   // call: once the vectors have grown, a search per line allocates nothing.
   bool LocalizarChave(TDataSet* ADataSet, std::initializer_list<Variant> AValores);

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <exception>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -240,6 +242,57 @@ bool Orderable(const TVariantArray& key) {
   return std::all_of(key.begin(), key.end(), [](const Variant& v) {
     return KeyValue(v).cls != OrderedValue::Class::Unknown;
   });
+}
+
+// Whether each table has a connection and a file that no other of them has: then each can work
+// on a thread of its own.
+bool EachOnItsOwn(const std::vector<TnFDTableSQLite*>& tables) {
+  std::set<const TnFDConnection*> connections;
+  std::set<std::string> files;
+  return std::all_of(tables.begin(), tables.end(), [&](TnFDTableSQLite* table) {
+    return connections.insert(table->Connection()).second &&
+           files.insert(table->Connection()->Params().Database()).second;
+  });
+}
+
+// Runs work(0) to work(count - 1), at the same time on threads of their own when `together`
+// (work(0) on the caller's), else one after the other. Returns once every one is done, with
+// each one's failure.
+std::vector<std::exception_ptr> RunEach(size_t count, bool together,
+                                        const std::function<void(size_t)>& work) {
+  std::vector<std::exception_ptr> errors(count);
+  auto run = [&](size_t i) {
+    try {
+      work(i);
+    } catch (...) {
+      errors[i] = std::current_exception();
+    }
+  };
+  if (!together) {
+    for (size_t i = 0; i < count; ++i) {
+      run(i);
+    }
+    return errors;
+  }
+  std::vector<std::thread> threads;
+  for (size_t i = 1; i < count; ++i) {
+    threads.emplace_back(run, i);
+  }
+  if (count > 0) {
+    run(0);
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  return errors;
+}
+
+void RethrowFirst(const std::vector<std::exception_ptr>& errors) {
+  for (const std::exception_ptr& error : errors) {
+    if (error) {
+      std::rethrow_exception(error);
+    }
+  }
 }
 
 }  // namespace
@@ -1060,48 +1113,28 @@ int64_t TnFDTableSQLite::AppendFrom(TnFDTableSQLite& source,
 std::vector<int64_t> TnFDTableSQLite::AppendFromEach(TnFDTableSQLite& source,
                                                      const std::vector<TAppendTarget>& targets) {
   std::vector<AppendPlan> plans;
-  std::set<const TnFDConnection*> connections = {source.connection_};
-  std::set<std::string> files = {source.connection_->Params().Database()};
-  bool apart = true;
+  std::vector<TnFDTableSQLite*> tables = {&source};
   for (const TAppendTarget& target : targets) {
     plans.push_back(target.table->PlanAppend(source, target.columns, target.condition));
-    apart = connections.insert(target.table->connection_).second &&
-            files.insert(target.table->connection_->Params().Database()).second && apart;
+    tables.push_back(target.table);
   }
-  std::vector<std::exception_ptr> errors(plans.size());
   std::vector<int64_t> appended(plans.size(), 0);
-  auto run = [&](size_t i) {
-    try {
-      appended[i] = RunAppend(plans[i]);
-    } catch (...) {
-      errors[i] = std::current_exception();
-    }
-  };
-  if (apart) {
-    std::vector<std::thread> threads;
-    for (size_t i = 1; i < plans.size(); ++i) {
-      threads.emplace_back(run, i);
-    }
-    if (!plans.empty()) {
-      run(0);
-    }
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
-  } else {
-    for (size_t i = 0; i < plans.size(); ++i) {
-      run(i);
-    }
-  }
+  const auto errors = RunEach(plans.size(), EachOnItsOwn(tables),
+                              [&](size_t i) { appended[i] = RunAppend(plans[i]); });
   for (const TAppendTarget& target : targets) {
     target.table->FinishAppend();
   }
-  for (const std::exception_ptr& error : errors) {
-    if (error) {
-      std::rethrow_exception(error);
-    }
-  }
+  RethrowFirst(errors);
   return appended;
+}
+
+void TnFDTableSQLite::MakeIndexes(const std::vector<TnFDTableSQLite*>& tables) {
+  for (TnFDTableSQLite* table : tables) {
+    table->CheckOpen();
+    table->Post();
+  }
+  RethrowFirst(RunEach(tables.size(), EachOnItsOwn(tables),
+                       [&](size_t i) { tables[i]->cursor_->EnsureIndex(); }));
 }
 
 void TnFDTableSQLite::First() {

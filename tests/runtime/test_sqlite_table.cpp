@@ -42,6 +42,15 @@ std::string State(TDataSet& table) {
   return state;
 }
 
+// Every row's state, in the table's order.
+std::vector<std::string> Walk(TDataSet& table) {
+  std::vector<std::string> rows;
+  for (table.First(); !table.Eof(); table.Next()) {
+    rows.push_back(State(table));
+  }
+  return rows;
+}
+
 // A SQLite file in the scratch folder, made by `script`.
 std::string ScriptedFile(const ScratchDir& scratch, const std::string& name,
                          const std::string& script) {
@@ -317,31 +326,65 @@ TEST(SqliteTable, FieldsNotYetReadAreTheRowsAsItWasWhenReached) {
 }
 
 // An index field list replaced before any read makes no SQLite index.
+// The names of the indexes in the table's database file.
+std::vector<std::string> IndexesOf(TnFDTableSQLite& table) {
+  struct Names : TSQLRowSink {
+    std::vector<std::string> names;
+    void Columns(const std::vector<TSQLColumn>&) override {}
+    void Row(const std::vector<Variant>& row) override { names.push_back(row[0].AsString()); }
+  } sink;
+  table.Connection()->Sql().Query(
+      "select name from sqlite_master where type = 'index' order by name", {}, sink);
+  return sink.names;
+}
+
 TEST(SqliteTable, AnIndexIsMadeWhenAReadFirstNeedsIt) {
   ScratchDir scratch;
   DataSetFactory factory(scratch);
   std::mt19937 random(3);
   auto made = factory.Make(DataSetKind::SqliteTable, "T", kFields, Rows(50, random));
   TnFDTableSQLite& table = *Nutildb::FDTSQLite(made.get());
-  auto indexes = [&table] {
-    struct Names : TSQLRowSink {
-      std::vector<std::string> names;
-      void Columns(const std::vector<TSQLColumn>&) override {}
-      void Row(const std::vector<Variant>& row) override { names.push_back(row[0].AsString()); }
-    } sink;
-    table.Connection()->Sql().Query(
-        "select name from sqlite_master where type = 'index' order by name", {}, sink);
-    return sink.names;
-  };
   table.SetIndexFieldNames("K");
   table.SetIndexFieldNames("S;K");
-  EXPECT_TRUE(indexes().empty());
+  EXPECT_TRUE(IndexesOf(table).empty());
   EXPECT_FALSE(table.Eof());
-  EXPECT_EQ(indexes(), (std::vector<std::string>{"nrw_T_S_K"}));
+  EXPECT_EQ(IndexesOf(table), (std::vector<std::string>{"nrw_T_S_K"}));
   table.SetIndexFieldNames("V");
   EXPECT_TRUE(table.FindKey({Variant(7)}));
   EXPECT_EQ(table.GetInteger(2), 7);
-  EXPECT_EQ(indexes(), (std::vector<std::string>{"nrw_T_S_K", "nrw_T_V"}));
+  EXPECT_EQ(IndexesOf(table), (std::vector<std::string>{"nrw_T_S_K", "nrw_T_V"}));
+}
+
+TEST(SqliteTable, IndexesMadeAtOnceServeTheReadsThatFollow) {
+  ScratchDir scratch;
+  DataSetFactory factory(scratch);
+  std::mt19937 random(4);
+  const auto rows = Rows(300, random);
+  auto first = factory.Make(DataSetKind::SqliteTable, "T", kFields, rows);
+  auto second = factory.Make(DataSetKind::SqliteTable, "T", kFields, rows);
+  auto memory = factory.Make(DataSetKind::Memory, "T", kFields, rows);
+  TnFDTableSQLite& a = *Nutildb::FDTSQLite(first.get());
+  TnFDTableSQLite& b = *Nutildb::FDTSQLite(second.get());
+  a.SetIndexFieldNames("S;K");
+  b.SetIndexFieldNames("V");
+  TnFDTableSQLite::MakeIndexes({&a, &b});
+  EXPECT_EQ(IndexesOf(a), (std::vector<std::string>{"nrw_T_S_K"}));
+  EXPECT_EQ(IndexesOf(b), (std::vector<std::string>{"nrw_T_V"}));
+  memory->SetIndexFieldNames("S;K");
+  EXPECT_EQ(Walk(a), Walk(*memory));
+  EXPECT_TRUE(b.FindKey({Variant(7)}));
+  EXPECT_EQ(b.GetInteger(2), 7);
+  // A failure of one table (its table is gone) is raised once the other's index is made.
+  a.SetIndexFieldNames("V");
+  b.SetIndexFieldNames("S");
+  b.Connection()->Sql().ExecuteScript("drop table T");
+  try {
+    TnFDTableSQLite::MakeIndexes({&a, &b});
+    FAIL() << "the missing table was not noticed";
+  } catch (const Exception& e) {
+    EXPECT_NE(std::string(e.what()).find("no such table"), std::string::npos) << e.what();
+  }
+  EXPECT_EQ(IndexesOf(a), (std::vector<std::string>{"nrw_T_S_K", "nrw_T_V"}));
 }
 
 TEST(SqliteTable, TheWholeTablesCountOutlivesRangesAndFollowsWrites) {
@@ -377,14 +420,6 @@ class AppendFrom : public ::testing::Test {
   }
   TnFDTableSQLite& Source() { return *Nutildb::FDTSQLite(source.get()); }
   TnFDTableSQLite& Target() { return *Nutildb::FDTSQLite(target.get()); }
-  static std::vector<std::string> Walk(TDataSet& table) {
-    std::vector<std::string> rows;
-    for (table.First(); !table.Eof(); table.Next()) {
-      rows.push_back(State(table));
-    }
-    return rows;
-  }
-
   ScratchDir scratch;
   DataSetFactory factory{scratch};
   std::unique_ptr<TDataSet> source, target;
