@@ -287,26 +287,29 @@ std::unique_ptr<FilterNode> ParseFilter(const std::string& text,
   return Parser(text, fields).Parse();
 }
 
+bool OrderHolds(FilterNode::Op op, int three_way) {
+  switch (op) {
+    case FilterNode::Op::Eq:
+      return three_way == 0;
+    case FilterNode::Op::Ne:
+      return three_way != 0;
+    case FilterNode::Op::Lt:
+      return three_way < 0;
+    case FilterNode::Op::Le:
+      return three_way <= 0;
+    case FilterNode::Op::Gt:
+      return three_way > 0;
+    case FilterNode::Op::Ge:
+      return three_way >= 0;
+  }
+  return false;
+}
+
 bool CompareValues(FilterNode::Op op, const Variant& left, const Variant& right) {
   if (left.IsNull() || right.IsNull()) {
     return false;
   }
-  const int c = ThreeWay(left, right);
-  switch (op) {
-    case FilterNode::Op::Eq:
-      return c == 0;
-    case FilterNode::Op::Ne:
-      return c != 0;
-    case FilterNode::Op::Lt:
-      return c < 0;
-    case FilterNode::Op::Le:
-      return c <= 0;
-    case FilterNode::Op::Gt:
-      return c > 0;
-    case FilterNode::Op::Ge:
-      return c >= 0;
-  }
-  return false;
+  return OrderHolds(op, ThreeWay(left, right));
 }
 
 }  // namespace nrw

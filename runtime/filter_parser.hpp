@@ -34,5 +34,7 @@ NRW_API std::unique_ptr<FilterNode> ParseFilter(const std::string& text,
 
 // The three-valued comparison used by every evaluator: false when either side is null.
 NRW_API bool CompareValues(FilterNode::Op op, const Variant& left, const Variant& right);
+// Whether `op` holds for a three-way comparison's result (-1, 0 or 1).
+NRW_API bool OrderHolds(FilterNode::Op op, int three_way);
 
 }  // namespace nrw

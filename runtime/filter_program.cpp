@@ -47,6 +47,17 @@ std::optional<FilterProgram::Equality> FilterProgram::RequiredEquality() const {
   return FindEquality(*root_, store_);
 }
 
+// "field op literal" with a column of whole or real numbers and a number that is not null.
+bool FilterProgram::IsNumberAgainstNumber(const FilterNode& node) const {
+  if (node.left->kind != FilterNode::Kind::Field || node.right->kind != FilterNode::Kind::Literal) {
+    return false;
+  }
+  const TFieldType type = store_.Defs()[node.left->field].type;
+  const Variant::Kind literal = node.right->literal.GetKind();
+  return (type == TFieldType::Integer || type == TFieldType::Float) &&
+         (literal == Variant::Kind::Integer || literal == Variant::Kind::Float);
+}
+
 bool FilterProgram::Matches(RowId row) const {
   return Evaluate3(*root_, row) == Truth::True;
 }
@@ -78,6 +89,15 @@ FilterProgram::Truth FilterProgram::Evaluate3(const FilterNode& node, RowId row)
       return inner == Truth::Unknown ? inner : inner == Truth::True ? Truth::False : Truth::True;
     }
     case FilterNode::Kind::Compare: {
+      if (IsNumberAgainstNumber(node)) {
+        // Compared as doubles, as two numbers always are, without a value made for the row.
+        const int field = node.left->field;
+        if (store_.IsNull(row, field)) {
+          return Truth::Unknown;
+        }
+        const double a = store_.SortKey(row, field), b = node.right->literal.AsFloat();
+        return OrderHolds(node.op, a < b ? -1 : (a > b ? 1 : 0)) ? Truth::True : Truth::False;
+      }
       const Variant left = Evaluate(*node.left, row), right = Evaluate(*node.right, row);
       if (left.IsNull() || right.IsNull()) {
         return Truth::Unknown;

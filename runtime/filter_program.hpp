@@ -12,7 +12,7 @@
 
 namespace nrw {
 
-class FilterProgram {
+class NRW_API FilterProgram {
  public:
   static std::unique_ptr<FilterProgram> Compile(const std::string& text,
                                                 const std::vector<TFieldDef>& fields,
@@ -34,6 +34,7 @@ class FilterProgram {
   enum class Truth { False, True, Unknown };
   Truth Evaluate3(const FilterNode& node, RowId row) const;
   Variant Evaluate(const FilterNode& node, RowId row) const;
+  bool IsNumberAgainstNumber(const FilterNode& node) const;
 
   std::unique_ptr<FilterNode> root_;
   const ColumnStore& store_;
