@@ -23,6 +23,14 @@ struct NRW_API TFieldDef {
 
 enum class TDataSetState { Inactive, Browse, Insert, Edit };
 
+// A column that a table's AppendFrom fills from the source's column of the same name: the value
+// as the source stores it, or `if_null` (converted to the column's type as SetValue converts)
+// where the source's is null.
+struct NRW_API TAppendColumn {
+  std::string name;
+  Variant if_null;
+};
+
 // A column of a data set. Reads and writes go to the data set's current row.
 class NRW_API TField {
  public:

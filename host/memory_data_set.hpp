@@ -31,6 +31,20 @@ class NRW_API TMemoryDataSet : public TDataSet {
   void CopyFrom(const TMemoryDataSet& source);
   // Append, SetValue for every field and Post in one step (for loading many rows).
   void AppendRecord(const std::vector<Variant>& values);
+  // One table that AppendFromEach fills: the columns it takes from the source (the others stay
+  // null) and the condition, a filter over the source's fields ("" for every row).
+  struct TAppendTarget {
+    TMemoryDataSet* table;
+    std::vector<TAppendColumn> columns;
+    std::string condition;
+  };
+  // Appends to each target, in one walk of `source`, the rows that the source shows (its range
+  // and filter, in its index order) for which the target's condition holds: the same rows,
+  // values and order as appending them one by one, without passing each row through the data
+  // sets. Each target's cursor goes to its first row. Returns the number of rows appended to
+  // each.
+  static std::vector<int64_t> AppendFromEach(TMemoryDataSet& source,
+                                             const std::vector<TAppendTarget>& targets);
   // Puts the rows in the order of `field_names` for good: a table without an index then reads
   // in that order (deleted rows are dropped; an index, if any, is built again).
   void SortRows(const std::string& field_names);

@@ -78,13 +78,8 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   // Deletes every row of the table.
   void EmptyDataSet();
 
-  // A column that AppendFrom fills from the source's column of the same name: the value as the
-  // source stores it, or `if_null` (converted to the column's type as SetValue converts) where
-  // the source's is null.
-  struct TAppendColumn {
-    std::string name;
-    Variant if_null;
-  };
+  // The columns that AppendFrom fills (host/data_set.hpp).
+  using TAppendColumn = ::TAppendColumn;
   // Appends, in one statement run by SQLite, the rows that `source` shows (its range and filter,
   // in its index order) for which `condition` holds, a filter over the source's fields ("" for
   // every row). The listed columns are filled as TAppendColumn says and the others stay null:

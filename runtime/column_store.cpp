@@ -331,9 +331,10 @@ ColumnStore ColumnStore::Permuted(const std::vector<RowId>& order) const {
   return out;
 }
 
-void ColumnStore::CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row) {
+void ColumnStore::CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row,
+                           int source_field) {
   Column& c = columns_[field];
-  const Column& from = source.columns_[field];
+  const Column& from = source.columns_[source_field];
   switch (c.kind) {
     case Kind::Integer:
       c.integers.Mutable(row) = from.integers[source_row];

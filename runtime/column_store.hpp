@@ -41,8 +41,13 @@ class NRW_API ColumnStore {
   void Set(RowId row, int field, const Variant& value);
   // A store holding the rows `order` names, in that order (row i is order[i]).
   ColumnStore Permuted(const std::vector<RowId>& order) const;
-  // Copies one cell of another store with the same column types.
-  void CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row);
+  // Copies one cell of another store, from a column of the same type (by default the column of
+  // the same position).
+  void CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row,
+                int source_field);
+  void CopyCell(RowId row, int field, const ColumnStore& source, RowId source_row) {
+    CopyCell(row, field, source, source_row, field);
+  }
 
   // A numeric column's value as a sort key (exact for integers within +-2^53).
   bool IsNumeric(int field) const;

@@ -706,6 +706,80 @@ void TMemoryDataSet::AppendRecord(const std::vector<Variant>& values) {
   Post();
 }
 
+std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
+                                                    const std::vector<TAppendTarget>& targets) {
+  // Each target's columns as pairs of positions, with the value for a null already converted,
+  // and its condition compiled over the source's rows: everything that can fail fails before
+  // the first row is added.
+  struct Plan {
+    Impl* table;
+    std::vector<int> fields, source_fields;
+    std::vector<Variant> if_null;
+    std::unique_ptr<nrw::FilterProgram> condition;
+  };
+  source.CheckActive();
+  source.Post();
+  Impl& s = *source.impl_;
+  std::vector<Plan> plans;
+  for (const TAppendTarget& target : targets) {
+    TMemoryDataSet& table = *target.table;
+    if (&table == &source) {
+      throw Exception(source.DisplayName() + ": cannot append its own rows to itself");
+    }
+    table.CheckWritable();
+    table.Post();
+    Plan plan{table.impl_.get(), {}, {}, {}, nullptr};
+    for (const TAppendColumn& column : target.columns) {
+      const int field = table.FieldIndex(column.name);
+      plan.fields.push_back(field);
+      plan.source_fields.push_back(source.FieldIndex(column.name));
+      plan.if_null.push_back(VarAsType(column.if_null, plan.table->store->Defs()[field].type));
+    }
+    if (!target.condition.empty()) {
+      plan.condition = nrw::FilterProgram::Compile(target.condition, source.FieldDefs(), *s.store);
+    }
+    plans.push_back(std::move(plan));
+  }
+
+  std::vector<int64_t> appended(plans.size(), 0);
+  s.Sync();
+  for (auto p = s.NextVisible(s.lo); p; p = s.NextVisible(*p + 1)) {
+    const RowId from = s.order[*p];
+    for (size_t t = 0; t < plans.size(); ++t) {
+      const Plan& plan = plans[t];
+      if (plan.condition != nullptr && !plan.condition->Matches(from)) {
+        continue;
+      }
+      Impl& d = *plan.table;
+      const RowId row = d.store->AddRow();
+      for (size_t c = 0; c < plan.fields.size(); ++c) {
+        const int field = plan.fields[c], source_field = plan.source_fields[c];
+        if (s.store->IsNull(from, source_field)) {
+          d.store->Set(row, field, plan.if_null[c]);
+        } else if (s.store->Defs()[source_field].type == d.store->Defs()[field].type) {
+          d.store->CopyCell(row, field, *s.store, from, source_field);
+        } else {
+          d.store->Set(row, field, s.store->Value(from, source_field));
+        }
+      }
+      d.deleted.push_back(0);
+      // As Post files a row: at the end of a table without an index, else to be merged in.
+      (d.index_fields.empty() ? d.order : d.pending).push_back(row);
+      ++appended[t];
+    }
+  }
+  for (const TAppendTarget& target : targets) {
+    Impl& d = *target.table->impl_;
+    d.RowsChanged();
+    d.count_cache.reset();
+    if (d.index_fields.empty()) {
+      d.ApplyRange();
+    }
+    target.table->First();
+  }
+  return appended;
+}
+
 void TMemoryDataSet::Edit() {
   CheckWritable();
   if (State() != TDataSetState::Browse) {

@@ -535,6 +535,80 @@ TEST_F(AppendFrom, SeveralTargetsAtOnceGetWhatEachWouldAlone) {
   EXPECT_EQ(target->RecordCount(), 210) << "the other target was filled";
 }
 
+// The in-memory table's bulk append gives what SQLite's gives: the same rows, values and order,
+// for targets with and without an index.
+TEST_F(AppendFrom, TheInMemoryAppendGivesTheSameRows) {
+  std::mt19937 random(11);
+  auto memory = factory.Make(DataSetKind::Memory, "S", kFields, Rows(400, random));
+  for (TDataSet* table : {source.get(), memory.get()}) {
+    table->SetIndexFieldNames("S;K");
+    table->SetRange({"A"}, {"C"});
+    table->SetFilter("V >= 40");
+    table->SetFiltered(true);
+  }
+  auto second = factory.Make(DataSetKind::SqliteTable, "T", kFields, {});
+  auto first_memory = factory.Make(DataSetKind::Memory, "T", kFields, {});
+  auto second_memory = factory.Make(DataSetKind::Memory, "T", kFields, {});
+  for (TDataSet* table : {second.get(), second_memory.get()}) {
+    table->SetIndexFieldNames("V");
+  }
+  const std::vector<TAppendColumn> columns = {{"K", Variant("")}, {"S", Variant("")}};
+  TnFDTableSQLite::AppendFromEach(
+      Source(), {{&Target(), columns, "V < 300"},
+                 {Nutildb::FDTSQLite(second.get()), {{"V", Variant()}, {"S", Variant()}}, ""}});
+  const auto appended = TMemoryDataSet::AppendFromEach(
+      *Nutildb::CDSM(memory.get()),
+      {{Nutildb::CDSM(first_memory.get()), columns, "V < 300"},
+       {Nutildb::CDSM(second_memory.get()), {{"V", Variant()}, {"S", Variant()}}, ""}});
+  ASSERT_GT(appended[0], 20);
+  EXPECT_EQ(appended[0], target->RecordCount());
+  EXPECT_EQ(appended[1], second->RecordCount());
+  EXPECT_FALSE(first_memory->Eof()) << "the cursor stands on the first row";
+  EXPECT_EQ(Walk(*first_memory), Walk(*target));
+  EXPECT_EQ(Walk(*second_memory), Walk(*second));
+}
+
+TEST(MemoryAppendFrom, ColumnsAreMatchedByName) {
+  ScratchDir scratch;
+  DataSetFactory factory(scratch);
+  std::mt19937 random(13);
+  auto source = factory.Make(DataSetKind::Memory, "S", kFields, Rows(30, random));
+  auto target = factory.Make(
+      DataSetKind::Memory, "T",
+      {{"V", TFieldType::Integer}, {"K", TFieldType::Float}, {"S", TFieldType::String}}, {});
+  TMemoryDataSet::AppendFromEach(*Nutildb::CDSM(source.get()),
+                                 {{Nutildb::CDSM(target.get()),
+                                   {{"K", Variant(-1.0)}, {"S", Variant()}, {"V", Variant()}},
+                                   ""}});
+  ASSERT_EQ(target->RecordCount(), 30);
+  for (source->First(), target->First(); !source->Eof(); source->Next(), target->Next()) {
+    EXPECT_EQ(target->GetInteger(0), source->GetInteger(2));
+    EXPECT_EQ(target->GetFloat(1), source->IsNull(0) ? -1.0 : source->GetFloat(0));
+    EXPECT_EQ(target->IsNull(2), source->IsNull(1));
+    EXPECT_EQ(target->GetString(2), source->GetString(1));
+  }
+}
+
+TEST(MemoryAppendFrom, RefusesItselfAndFailsBeforeAnyRowIsAdded) {
+  ScratchDir scratch;
+  DataSetFactory factory(scratch);
+  std::mt19937 random(12);
+  auto source = factory.Make(DataSetKind::Memory, "S", kFields, Rows(50, random));
+  auto target = factory.Make(DataSetKind::Memory, "T", kFields, {});
+  TMemoryDataSet& from = *Nutildb::CDSM(source.get());
+  TMemoryDataSet& to = *Nutildb::CDSM(target.get());
+  EXPECT_THROW(TMemoryDataSet::AppendFromEach(from, {{&from, {{"K", Variant()}}, ""}}), Exception);
+  auto other = factory.Make(DataSetKind::Memory, "T", kFields, {});
+  EXPECT_THROW(TMemoryDataSet::AppendFromEach(
+                   from, {{&to, {{"K", Variant()}}, ""},
+                          {Nutildb::CDSM(other.get()), {{"V", Variant()}}, "NOSUCH > 1"}}),
+               Exception);
+  EXPECT_THROW(TMemoryDataSet::AppendFromEach(from, {{&to, {{"V", Variant("x")}}, ""}}),
+               EConvertError);
+  EXPECT_EQ(target->RecordCount(), 0);
+  EXPECT_EQ(source->RecordCount(), 50);
+}
+
 TEST_F(AppendFrom, AFailedAppendLeavesBothTablesUsable) {
   EXPECT_THROW(Target().AppendFrom(Source(), {{"K", Variant()}}, "NOSUCHFIELD > 1"), Exception);
   EXPECT_THROW(Target().AppendFrom(Source(), {{"NOSUCHFIELD", Variant()}}, ""), Exception);
