@@ -28,20 +28,21 @@ std::string Condicao(const char* aliquota) {
   return "(" + std::string(aliquota) + " <> 0) and (BASEPISCOFINS <> 0)";
 }
 
-// Copies the filtered items, in their order, into both tables in one pass over them: in SQLite
-// storage one statement per table, the two at once; in memory one walk of the items.
+// Copies the filtered items, in their order, into both tables in one pass over them with the
+// tables' own bulk append: in SQLite storage one statement per table, the two at once; in
+// memory one walk of the items. `como` gives a table as the class that appends.
+template <class Tabela, class Conversao>
+void CopiarComo(Conversao como, TDataSet* itens, TDataSet* pis, TDataSet* cofins) {
+  Tabela::AppendFromEach(
+      *como(itens), {{como(pis), Colunas("ValorPIS", "AliqPIS"), Condicao("AliqPIS")},
+                     {como(cofins), Colunas("ValorCOFINS", "AliqCOFINS"), Condicao("AliqCOFINS")}});
+}
+
 void Copiar(bool sqlite, TDataSet* itens, TDataSet* pis, TDataSet* cofins) {
   if (sqlite) {
-    TnFDTableSQLite::AppendFromEach(
-        *Nutildb::FDTSQLite(itens),
-        {{Nutildb::FDTSQLite(pis), Colunas("ValorPIS", "AliqPIS"), Condicao("AliqPIS")},
-         {Nutildb::FDTSQLite(cofins), Colunas("ValorCOFINS", "AliqCOFINS"),
-          Condicao("AliqCOFINS")}});
+    CopiarComo<TnFDTableSQLite>(Nutildb::FDTSQLite, itens, pis, cofins);
   } else {
-    TMemoryDataSet::AppendFromEach(
-        *Nutildb::CDSM(itens),
-        {{Nutildb::CDSM(pis), Colunas("ValorPIS", "AliqPIS"), Condicao("AliqPIS")},
-         {Nutildb::CDSM(cofins), Colunas("ValorCOFINS", "AliqCOFINS"), Condicao("AliqCOFINS")}});
+    CopiarComo<TMemoryDataSet>(Nutildb::CDSM, itens, pis, cofins);
   }
 }
 
