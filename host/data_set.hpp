@@ -30,6 +30,14 @@ struct NRW_API TAppendColumn {
   std::string name;
   Variant if_null;
 };
+// One table that a bulk append fills: the columns it takes from the source (the others stay
+// null) and its condition, a filter over the source's fields ("" for every row).
+template <class Table>
+struct TAppendTargetOf {
+  Table* table;
+  std::vector<TAppendColumn> columns;
+  std::string condition;
+};
 
 // A column of a data set. Reads and writes go to the data set's current row.
 class NRW_API TField {

@@ -31,13 +31,7 @@ class NRW_API TMemoryDataSet : public TDataSet {
   void CopyFrom(const TMemoryDataSet& source);
   // Append, SetValue for every field and Post in one step (for loading many rows).
   void AppendRecord(const std::vector<Variant>& values);
-  // One table that AppendFromEach fills: the columns it takes from the source (the others stay
-  // null) and the condition, a filter over the source's fields ("" for every row).
-  struct TAppendTarget {
-    TMemoryDataSet* table;
-    std::vector<TAppendColumn> columns;
-    std::string condition;
-  };
+  using TAppendTarget = TAppendTargetOf<TMemoryDataSet>;
   // Appends to each target, in one walk of `source`, the rows that the source shows (its range
   // and filter, in its index order) for which the target's condition holds: the same rows,
   // values and order as appending them one by one, without passing each row through the data

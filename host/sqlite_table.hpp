@@ -91,11 +91,7 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   int64_t AppendFrom(TnFDTableSQLite& source, const std::vector<TAppendColumn>& columns,
                      const std::string& condition);
   // One table that AppendFromEach fills, with its columns and condition as for AppendFrom.
-  struct TAppendTarget {
-    TnFDTableSQLite* table;
-    std::vector<TAppendColumn> columns;
-    std::string condition;
-  };
+  using TAppendTarget = TAppendTargetOf<TnFDTableSQLite>;
   // AppendFrom into several tables at the same time, each on a thread of its own, when each has
   // a connection and a file of its own (else one after the other); returns once every append
   // is done, raising the first failure. Returns the number of rows appended to each.
