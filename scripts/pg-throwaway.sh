@@ -10,6 +10,8 @@ set -euo pipefail
 
 command=${1:?start or stop}
 dir=${2:?folder}
+# The server takes the folder for its socket as given, from its own working directory.
+dir=$(realpath -m -- "$dir")
 
 bin_dir=$(ls -d /usr/lib/postgresql/*/bin 2>/dev/null | sort -V | tail -1 || true)
 if [ -z "$bin_dir" ] || [ ! -x "$bin_dir/initdb" ]; then
