@@ -460,14 +460,16 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   std::vector<char> wanted, loaded;
   size_t missing = 0;              // fields of the row not read yet
   nrw::SqliteColumnReader reader;  // reads the row's fields into `row`
+  bool registered = false;         // in the connection's list of row holders
   int64_t rowid = 0;
   bool has_row = false;
   bool eof = true;
-  bool reseek = false;        // `row` was just written: the stream is not on it
-  bool open_pending = false;  // First() was asked for: the stream opens at the next read
-  // The cursor's row was deleted: the next read goes on from where it stood (a key search or
-  // range that comes first makes that needless).
-  bool reopen_pending = false;
+  bool reseek = false;  // `row` was just written: the stream is not on it
+  // What the next read does first: open the stream at the first row (First() was asked for),
+  // or go on from where the cursor's deleted row stood. A key search or range that comes first
+  // makes either needless.
+  enum class Pending { None, First, AfterDelete };
+  Pending pending = Pending::None;
   bool detached = false;  // the stream stands on another row than the cursor's
   bool done = false;      // the stream is past its last row
   bool forward = false;   // the stream has neither filter nor range end in its SQL
@@ -503,7 +505,6 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       registered = false;
     }
   }
-  bool registered = false;
   // The index fields are always read: the cursor's position is told by them.
   void WantIndexFields() {
     wanted.resize(fields.size(), 0);
@@ -802,8 +803,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     detached = false;
     has_row = true;
     eof = false;
-    open_pending = false;
-    reopen_pending = false;
+    pending = Pending::None;
   }
   // After the stream stopped on the first row past the range's end: the rows before it are in
   // the range or before it, so not above its end (when the range is not upside down).
@@ -851,8 +851,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // Opens the cursor at the first row, or at the first row from the current row on.
   void Open(bool from_current) {
     EnsureIndex();
-    open_pending = false;
-    reopen_pending = false;
+    pending = Pending::None;
     TVariantArray params;
     std::vector<std::string> terms = Conditions(params, end_in_sql);
     if (from_current) {
@@ -878,15 +877,15 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // First() asked for the first row, or the row was deleted: the stream opens now.
   void Materialize() {
-    if (open_pending) {
+    if (pending == Pending::First) {
       Open(false);
-    } else if (reopen_pending) {
+    } else if (pending == Pending::AfterDelete) {
       GoOnAfterDelete();
     }
   }
   // Goes on from where the deleted row stood: the next row, or else the one before it.
   void GoOnAfterDelete() {
-    reopen_pending = false;
+    pending = Pending::None;
     const std::vector<Variant> deleted_row = row;
     const int64_t deleted_rowid = rowid;
     Open(true);
@@ -1009,8 +1008,7 @@ void TnFDTableSQLite::Close() {
   cursor_->conn->Commit();
   cursor_->ForgetCounts();
   cursor_->has_row = false;
-  cursor_->open_pending = false;
-  cursor_->reopen_pending = false;
+  cursor_->pending = Cursor::Pending::None;
   SetState(TDataSetState::Inactive);
 }
 
@@ -1143,7 +1141,7 @@ void TnFDTableSQLite::First() {
   cursor_->conn->Commit();
   // The stream opens at the first row when a row is read: a key search or a range that comes
   // first goes on from where the stream stands.
-  cursor_->open_pending = true;
+  cursor_->pending = Cursor::Pending::First;
 }
 
 void TnFDTableSQLite::Next() {
@@ -1307,8 +1305,7 @@ void TnFDTableSQLite::Post() {
   c.has_row = true;
   c.eof = false;
   c.reseek = true;
-  c.open_pending = false;
-  c.reopen_pending = false;
+  c.pending = Cursor::Pending::None;
   c.ForgetCounts();
   SetState(TDataSetState::Browse);
 }
@@ -1346,7 +1343,7 @@ void TnFDTableSQLite::Delete() {
   // by key searches, one after another, need no statement in between. Until then the row is
   // the deleted one, whose fields not read are never asked for (a read moves the cursor
   // first), so no write completes it.
-  c.reopen_pending = true;
+  c.pending = Cursor::Pending::AfterDelete;
   c.missing = 0;
   c.detached = true;
 }
@@ -1379,8 +1376,7 @@ void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
   c.statement = nullptr;
   c.has_range = false;
   c.count.reset();
-  c.open_pending = true;
-  c.reopen_pending = false;
+  c.pending = Cursor::Pending::First;
 }
 
 bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
@@ -1427,8 +1423,7 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   c.Load(st);
   c.has_row = true;
   c.eof = false;
-  c.open_pending = false;
-  c.reopen_pending = false;
+  c.pending = Cursor::Pending::None;
   return true;
 }
 
@@ -1451,8 +1446,7 @@ void TnFDTableSQLite::SetRange(const TVariantArray& start, const TVariantArray& 
       c.has_row = false;
       c.eof = true;
       c.detached = true;
-      c.open_pending = false;
-      c.reopen_pending = false;
+      c.pending = Cursor::Pending::None;
     } else {
       c.TakeStreamRow();
     }
