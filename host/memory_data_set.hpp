@@ -32,11 +32,12 @@ class NRW_API TMemoryDataSet : public TDataSet {
   // Append, SetValue for every field and Post in one step (for loading many rows).
   void AppendRecord(const std::vector<Variant>& values);
   using TAppendTarget = TAppendTargetOf<TMemoryDataSet>;
-  // Appends to each target, in one walk of `source`, the rows that the source shows (its range
-  // and filter, in its index order) for which the target's condition holds: the same rows,
-  // values and order as appending them one by one, without passing each row through the data
-  // sets. Each target's cursor goes to its first row. Returns the number of rows appended to
-  // each.
+  // Appends to each target the rows that the source shows (its range and filter, in its index
+  // order) for which the target's condition holds: the same rows, values and order as appending
+  // them one by one, without passing each row through the data sets. The source is walked once;
+  // distinct targets of many rows are filled at the same time, each on a thread of its own (the
+  // source is only read meanwhile). Each target's cursor goes to its first row. Returns the
+  // number of rows appended to each.
   static std::vector<int64_t> AppendFromEach(TMemoryDataSet& source,
                                              const std::vector<TAppendTarget>& targets);
   // Puts the rows in the order of `field_names` for good: a table without an index then reads

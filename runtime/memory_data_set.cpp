@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 
 #include "runtime/column_store.hpp"
 #include "runtime/filter_program.hpp"
+#include "runtime/run_each.hpp"
 #include "runtime/sort_runs.hpp"
 
 using nrw::RowId;
@@ -18,6 +20,8 @@ namespace {
 // Tombstones are swept from the index once they are more than half of it (and past this floor,
 // so that small tables are not rebuilt on every delete).
 constexpr size_t kSweepFloor = 64;
+// A bulk append gives each target a thread of its own from this many source rows on.
+constexpr size_t kRowsForAThread = 4096;
 }  // namespace
 
 struct TMemoryDataSet::Impl {
@@ -741,16 +745,22 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
     plans.push_back(std::move(plan));
   }
 
-  std::vector<int64_t> appended(plans.size(), 0);
+  // The rows the source shows, in its order; then each target is filled from them, each on a
+  // thread of its own when the targets are distinct tables: the source is only read, and
+  // each condition is evaluated by its own program.
   s.Sync();
+  std::vector<RowId> rows;
   for (auto p = s.NextVisible(s.lo); p; p = s.NextVisible(*p + 1)) {
-    const RowId from = s.order[*p];
-    for (size_t t = 0; t < plans.size(); ++t) {
-      const Plan& plan = plans[t];
+    rows.push_back(s.order[*p]);
+  }
+  std::vector<int64_t> appended(plans.size(), 0);
+  auto fill = [&](size_t t) {
+    const Plan& plan = plans[t];
+    Impl& d = *plan.table;
+    for (const RowId from : rows) {
       if (plan.condition != nullptr && !plan.condition->Matches(from)) {
         continue;
       }
-      Impl& d = *plan.table;
       const RowId row = d.store->AddRow();
       for (size_t c = 0; c < plan.fields.size(); ++c) {
         const int field = plan.fields[c], source_field = plan.source_fields[c];
@@ -767,7 +777,14 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
       (d.index_fields.empty() ? d.order : d.pending).push_back(row);
       ++appended[t];
     }
+  };
+  std::set<const Impl*> distinct;
+  for (const Plan& plan : plans) {
+    distinct.insert(plan.table);
   }
+  const bool together =
+      plans.size() > 1 && distinct.size() == plans.size() && rows.size() >= kRowsForAThread;
+  const auto errors = nrw::RunEach(plans.size(), together, fill);
   for (const TAppendTarget& target : targets) {
     Impl& d = *target.table->impl_;
     d.RowsChanged();
@@ -777,6 +794,7 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
     }
     target.table->First();
   }
+  nrw::RethrowFirst(errors);
   return appended;
 }
 

@@ -10,17 +10,15 @@
 
 #include <algorithm>
 #include <cctype>
-#include <exception>
-#include <functional>
 #include <optional>
 #include <set>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 
 #include "host/exception.hpp"
 #include "host/sysutils.hpp"
 #include "runtime/filter_parser.hpp"
+#include "runtime/run_each.hpp"
 #include "runtime/sqlite_connection.hpp"
 
 namespace {
@@ -253,46 +251,6 @@ bool EachOnItsOwn(const std::vector<TnFDTableSQLite*>& tables) {
     return connections.insert(table->Connection()).second &&
            files.insert(table->Connection()->Params().Database()).second;
   });
-}
-
-// Runs work(0) to work(count - 1), at the same time on threads of their own when `together`
-// (work(0) on the caller's), else one after the other. Returns once every one is done, with
-// each one's failure.
-std::vector<std::exception_ptr> RunEach(size_t count, bool together,
-                                        const std::function<void(size_t)>& work) {
-  std::vector<std::exception_ptr> errors(count);
-  auto run = [&](size_t i) {
-    try {
-      work(i);
-    } catch (...) {
-      errors[i] = std::current_exception();
-    }
-  };
-  if (!together) {
-    for (size_t i = 0; i < count; ++i) {
-      run(i);
-    }
-    return errors;
-  }
-  std::vector<std::thread> threads;
-  for (size_t i = 1; i < count; ++i) {
-    threads.emplace_back(run, i);
-  }
-  if (count > 0) {
-    run(0);
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  return errors;
-}
-
-void RethrowFirst(const std::vector<std::exception_ptr>& errors) {
-  for (const std::exception_ptr& error : errors) {
-    if (error) {
-      std::rethrow_exception(error);
-    }
-  }
 }
 
 }  // namespace
@@ -1117,12 +1075,12 @@ std::vector<int64_t> TnFDTableSQLite::AppendFromEach(TnFDTableSQLite& source,
     tables.push_back(target.table);
   }
   std::vector<int64_t> appended(plans.size(), 0);
-  const auto errors = RunEach(plans.size(), EachOnItsOwn(tables),
-                              [&](size_t i) { appended[i] = RunAppend(plans[i]); });
+  const auto errors = nrw::RunEach(plans.size(), EachOnItsOwn(tables),
+                                   [&](size_t i) { appended[i] = RunAppend(plans[i]); });
   for (const TAppendTarget& target : targets) {
     target.table->FinishAppend();
   }
-  RethrowFirst(errors);
+  nrw::RethrowFirst(errors);
   return appended;
 }
 
@@ -1131,8 +1089,8 @@ void TnFDTableSQLite::MakeIndexes(const std::vector<TnFDTableSQLite*>& tables) {
     table->CheckOpen();
     table->Post();
   }
-  RethrowFirst(RunEach(tables.size(), EachOnItsOwn(tables),
-                       [&](size_t i) { tables[i]->cursor_->EnsureIndex(); }));
+  nrw::RethrowFirst(nrw::RunEach(tables.size(), EachOnItsOwn(tables),
+                                 [&](size_t i) { tables[i]->cursor_->EnsureIndex(); }));
 }
 
 void TnFDTableSQLite::First() {

@@ -589,6 +589,52 @@ TEST(MemoryAppendFrom, ColumnsAreMatchedByName) {
   }
 }
 
+// Enough rows for each target to be filled on a thread of its own: each gets what it would get
+// alone; a table given twice is filled twice, one after the other.
+TEST(MemoryAppendFrom, ManyRowsGiveEachTargetWhatItWouldGetAlone) {
+  ScratchDir scratch;
+  DataSetFactory factory(scratch);
+  std::mt19937 random(14);
+  auto source = factory.Make(DataSetKind::Memory, "S", kFields, Rows(20000, random));
+  source->SetIndexFieldNames("S;K");
+  source->SetRange({"B"}, {"Z"});
+  source->SetFilter("V >= 100");
+  source->SetFiltered(true);
+  TMemoryDataSet& from = *Nutildb::CDSM(source.get());
+  const std::vector<TAppendColumn> low = {{"K", Variant(-1.0)}, {"S", Variant("")}};
+  const std::vector<TAppendColumn> all = {{"V", Variant()}, {"S", Variant()}, {"K", Variant()}};
+  auto make = [&](const char* index) {
+    auto table = factory.Make(DataSetKind::Memory, "T", kFields, {});
+    table->SetIndexFieldNames(index);
+    return table;
+  };
+  auto first = make(""), second = make("V"), first_alone = make(""), second_alone = make("V");
+  const auto appended = TMemoryDataSet::AppendFromEach(
+      from,
+      {{Nutildb::CDSM(first.get()), low, "V < 15000"}, {Nutildb::CDSM(second.get()), all, ""}});
+  TMemoryDataSet::AppendFromEach(from, {{Nutildb::CDSM(first_alone.get()), low, "V < 15000"}});
+  TMemoryDataSet::AppendFromEach(from, {{Nutildb::CDSM(second_alone.get()), all, ""}});
+  ASSERT_GT(appended[0], 4096);
+  EXPECT_GT(appended[1], appended[0]);
+  EXPECT_EQ(appended[0], first->RecordCount());
+  EXPECT_EQ(appended[1], second->RecordCount());
+  EXPECT_EQ(Walk(*first), Walk(*first_alone));
+  EXPECT_EQ(Walk(*second), Walk(*second_alone));
+
+  auto twice = make("V");
+  const auto doubled = TMemoryDataSet::AppendFromEach(
+      from, {{Nutildb::CDSM(twice.get()), all, ""}, {Nutildb::CDSM(twice.get()), all, ""}});
+  EXPECT_EQ(doubled[0], appended[1]);
+  EXPECT_EQ(doubled[1], appended[1]);
+  const std::vector<std::string> once = Walk(*second_alone);
+  std::vector<std::string> expected = once;
+  expected.insert(expected.end(), once.begin(), once.end());
+  std::sort(expected.begin(), expected.end());
+  std::vector<std::string> got = Walk(*twice);
+  std::sort(got.begin(), got.end());
+  EXPECT_EQ(got, expected);
+}
+
 TEST(MemoryAppendFrom, RefusesItselfAndFailsBeforeAnyRowIsAdded) {
   ScratchDir scratch;
   DataSetFactory factory(scratch);
