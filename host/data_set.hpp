@@ -95,7 +95,8 @@ class NRW_API TDataSet : public TComponent {
   virtual void Next() = 0;
   virtual bool Eof() const = 0;
   virtual int RecordCount() = 0;
-  bool IsEmpty() { return RecordCount() == 0; }
+  // Whether no row is visible; tables answer without counting every row.
+  virtual bool IsEmpty() { return RecordCount() == 0; }
 
   // Values of the current row by field position.
   virtual bool IsNull(int field) const = 0;

@@ -52,6 +52,7 @@ class NRW_API TMemoryDataSet : public TDataSet {
   void Next() override;
   bool Eof() const override;
   int RecordCount() override;
+  bool IsEmpty() override;
 
   bool IsNull(int field) const override;
   int64_t GetInteger(int field) const override;

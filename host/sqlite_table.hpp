@@ -10,7 +10,8 @@
 //   - FindKey and SetRange are indexed seeks, except that one going forward in index order a
 //     few rows from where the cursor's statement stands steps the statement there (look-ups
 //     that follow a listing's order cost a step, not a statement); RecordCount is a count(*)
-//     kept until a change, the whole table's apart from the range's;
+//     kept until a change, the whole table's apart from the range's; IsEmpty answers from a
+//     kept count, else stops at the first visible row;
 //   - a filter is translated into the query's where clause, its literals bound as values;
 //   - edits are written to the file; consecutive writes share one transaction, committed at
 //     the next navigation (First, FindKey, SetRange, ...), at Close, or when the connection's
@@ -107,6 +108,7 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   void Next() override;
   bool Eof() const override;
   int RecordCount() override;
+  bool IsEmpty() override;
 
   bool IsNull(int field) const override;
   int64_t GetInteger(int field) const override;

@@ -602,6 +602,15 @@ int TMemoryDataSet::RecordCount() {
   return *d.count_cache;
 }
 
+bool TMemoryDataSet::IsEmpty() {
+  if (!Active()) {
+    return true;
+  }
+  Impl& d = *impl_;
+  d.Sync();
+  return d.count_cache ? *d.count_cache == 0 : !d.NextVisible(d.lo).has_value();
+}
+
 uint32_t TMemoryDataSet::CurrentRow() const {
   const Impl& d = *impl_;
   if (State() == TDataSetState::Insert) {

@@ -1152,6 +1152,30 @@ int TnFDTableSQLite::RecordCount() {
   return *count;
 }
 
+// Stops at the first visible row where a count would read them all.
+bool TnFDTableSQLite::IsEmpty() {
+  if (!Active()) {
+    return true;
+  }
+  Cursor& c = *cursor_;
+  const std::optional<int>& count = c.has_range ? c.count : c.count_all;
+  if (count) {
+    return *count == 0;
+  }
+  c.conn->Commit();
+  TVariantArray params;
+  const std::string sql = "select exists (select 1 from " + QuoteIdentifier(table_name_) +
+                          Cursor::Where(c.Conditions(params, true)) + ")";
+  sqlite3_stmt* st = c.Prepare(sql, params);
+  if (sqlite3_step(st) != SQLITE_ROW) {
+    c.Release(st);
+    c.Fail("cannot read");
+  }
+  const bool empty = sqlite3_column_int(st, 0) == 0;
+  c.Release(st);
+  return empty;
+}
+
 const Variant& TnFDTableSQLite::Current(int field) const {
   static const Variant kNull;
   const Cursor& c = *cursor_;
@@ -1410,7 +1434,11 @@ void TnFDTableSQLite::SetRange(const TVariantArray& start, const TVariantArray& 
     }
     return;
   }
-  c.Open(false);
+  // The range's first row is read when a row is first asked for: a range found empty by
+  // IsEmpty and left so costs no statement in the index's order (nor the index).
+  c.Release(c.statement);
+  c.statement = nullptr;
+  c.pending = Cursor::Pending::First;
 }
 
 void TnFDTableSQLite::CancelRange() {

@@ -444,6 +444,34 @@ TEST_P(DataSetBehaviour, EmptyTableNavigation) {
   EXPECT_THROW(empty->Delete(), Exception);
 }
 
+// IsEmpty, asked before any count, answers as the count does: under ranges and filters, after
+// the last visible row is deleted and after a row is added to the range.
+TEST_P(DataSetBehaviour, IsEmptyAnswersAsTheCountDoes) {
+  EXPECT_FALSE(table->IsEmpty());
+  table->SetIndexFieldNames("TIPOIMPOSTO;CODIGOOPERACAOFIS");
+  table->SetRange({13, 11404}, {13, 11406});
+  EXPECT_TRUE(table->IsEmpty());
+  EXPECT_TRUE(table->Eof());
+  table->SetRange({13, 11403}, {13, 11403});
+  EXPECT_FALSE(table->IsEmpty());
+  table->First();
+  EXPECT_EQ(table->GetInteger(2), 11403);
+  table->Delete();
+  EXPECT_TRUE(table->IsEmpty());
+  EXPECT_EQ(table->RecordCount(), 0);
+  Add(40, 13, 11403, 1.0, "NF");
+  EXPECT_FALSE(table->IsEmpty());
+  table->CancelRange();
+  table->SetFilter("ESPECIENF = 'X'");
+  table->SetFiltered(true);
+  EXPECT_TRUE(table->IsEmpty());
+  table->SetFilter("ESPECIENF = 'NF'");
+  EXPECT_FALSE(table->IsEmpty());
+  EXPECT_EQ(table->RecordCount(), 3);
+  table->SetFiltered(false);
+  EXPECT_FALSE(table->IsEmpty());
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, DataSetBehaviour,
                          ::testing::Values(DataSetKind::Memory, DataSetKind::SqliteTable,
                                            DataSetKind::QueryCursor),

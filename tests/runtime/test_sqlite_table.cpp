@@ -325,7 +325,6 @@ TEST(SqliteTable, FieldsNotYetReadAreTheRowsAsItWasWhenReached) {
   EXPECT_TRUE(writer.Eof());
 }
 
-// An index field list replaced before any read makes no SQLite index.
 // The names of the indexes in the table's database file.
 std::vector<std::string> IndexesOf(TnFDTableSQLite& table) {
   struct Names : TSQLRowSink {
@@ -338,6 +337,7 @@ std::vector<std::string> IndexesOf(TnFDTableSQLite& table) {
   return sink.names;
 }
 
+// An index field list replaced before any read makes no SQLite index.
 TEST(SqliteTable, AnIndexIsMadeWhenAReadFirstNeedsIt) {
   ScratchDir scratch;
   DataSetFactory factory(scratch);
@@ -353,6 +353,25 @@ TEST(SqliteTable, AnIndexIsMadeWhenAReadFirstNeedsIt) {
   EXPECT_TRUE(table.FindKey({Variant(7)}));
   EXPECT_EQ(table.GetInteger(2), 7);
   EXPECT_EQ(IndexesOf(table), (std::vector<std::string>{"nrw_T_S_K", "nrw_T_V"}));
+}
+
+// A range that IsEmpty finds empty costs no index: the first row read from a range does.
+TEST(SqliteTable, ARangeFoundEmptyMakesNoIndex) {
+  ScratchDir scratch;
+  DataSetFactory factory(scratch);
+  std::mt19937 random(15);
+  auto made = factory.Make(DataSetKind::SqliteTable, "T", kFields, Rows(300, random));
+  TnFDTableSQLite& table = *Nutildb::FDTSQLite(made.get());
+  table.SetIndexFieldNames("S;V");
+  table.SetRange({"B", 1000}, {"B", 2000});
+  EXPECT_TRUE(table.IsEmpty());
+  EXPECT_TRUE(IndexesOf(table).empty());
+  table.SetRange({"A"}, {"B"});
+  EXPECT_FALSE(table.IsEmpty());
+  EXPECT_TRUE(IndexesOf(table).empty());
+  ASSERT_FALSE(table.Eof());
+  EXPECT_EQ(IndexesOf(table), (std::vector<std::string>{"nrw_T_S_V"}));
+  EXPECT_EQ(table.GetString(1), "A") << "the range's first row";
 }
 
 TEST(SqliteTable, IndexesMadeAtOnceServeTheReadsThatFollow) {
