@@ -113,6 +113,8 @@ void TnFisORResumoConfLctoFis::ControleOpFis(TDataSet*& _ACdsImposto) {
   const std::string indice = _ACdsImposto->IndexFieldNames();
   Provedor()->AtualizarIndice(_ACdsImposto,
                               "CHAVELCTOFIS;CODIGOCFOP;TIPOIMPOSTO;VALORIMPOSTO;CODIGOOPERACAOFIS");
+  // The copy's order (its first row is read only now) and the search order, made together.
+  CriarIndices({cdsImp, _ACdsImposto});
   for (; !cdsImp->Eof(); cdsImp->Next()) {
     // Only the first matching row goes, and only when the amounts are exactly equal.
     if (LocalizarChave(_ACdsImposto,

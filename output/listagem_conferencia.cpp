@@ -113,7 +113,7 @@ bool TListagemConferencia::Preparar() {
   provedor->AtualizarIndice(r_.cdsPisCofins, "CHAVELCTOFIS;CODIGOPRODUTO;SEQ");
   provedor->AtualizarIndice(r_.cdsPis, "CHAVELCTOFIS;CODIGOCFOP;ALIQPIS");
   provedor->AtualizarIndice(r_.cdsCofins, "CHAVELCTOFIS;CODIGOCFOP;ALIQCOFINS");
-  r_.CriarIndices({r_.cdsPis, r_.cdsCofins});
+  r_.CriarIndices({r_.cdsPis, r_.cdsCofins, r_.cdsImposto});
   r_.cdsImposto->First();
   return true;
 }
