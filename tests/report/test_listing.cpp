@@ -121,6 +121,37 @@ TEST_F(Listing, PisCofinsGroupsWithTheRunningDifference) {
       << "one group: no subtotal";
 }
 
+// A PIS group is a run of items whose CFOP text followed by the rate text is the same: a new
+// rate starts a group, and CFOP 1102 at 11.65 and CFOP 11021 at 1.65 ("110211.65" both) share
+// one, shown with the last item's rate.
+TEST_F(Listing, PisGroupsFollowTheTextsOfCfopAndRate) {
+  run->Connection().ExecuteScript(
+      "insert into LCTOFISENTPRODUTO values (1, 1, 15, '2026-01-17', 2, 1, '0', 1102, 1, 10, 10, "
+      "10, 10, 0.65, 0.07, 7.6, 0.76);"
+      "insert into LCTOFISENTPRODUTO values (1, 1, 15, '2026-01-17', 3, 1, '0', 1102, 1, 20, 20, "
+      "20, 20, 11.65, 2.33, 7.6, 1.52);"
+      "insert into LCTOFISENTPRODUTO values (1, 1, 15, '2026-01-17', 4, 1, '0', 11021, 1, 35, 35, "
+      "35, 35, 1.65, 0.58, 7.6, 2.66);");
+  for (const bool sqlite_storage : {false, true}) {
+    run->Sink().Clear();
+    ASSERT_EQ(run->Print(sqlite_storage), "");
+    std::vector<std::string> pis;
+    for (const std::string& line : Document(15)) {
+      if (line.rfind("13 ", 0) == 0 && line.find("RTipo=PIS ") != std::string::npos) {
+        pis.push_back(line);
+      }
+    }
+    EXPECT_EQ(pis, (std::vector<std::string>{
+                       "13 RCodigoCFOP=1.102 RTipo=PIS RAliquota=0,65 RValorContabil=10,00 "
+                       "RBaseCalculo=10,00 RValor=0,07 RIsentas=0,00 ROutras=0,00",
+                       "13 RCodigoCFOP=1.102 RTipo=PIS RAliquota=1,65 RValorContabil=50,00 "
+                       "RBaseCalculo=50,00 RValor=0,83 RIsentas=0,00 ROutras=0,00",
+                       "13 RCodigoCFOP=11021 RTipo=PIS RAliquota=1,65 RValorContabil=55,00 "
+                       "RBaseCalculo=55,00 RValor=2,91 RIsentas=0,00 ROutras=0,00"}))
+        << (sqlite_storage ? "SQLite storage" : "in-memory storage");
+  }
+}
+
 TEST_F(Listing, CounterpartyTextRepeatsWhenTheCounterpartyIsUnknown) {
   run->Set("pExibirDadosPessoa", "1");
   ASSERT_EQ(run->Print(), "");
