@@ -112,6 +112,27 @@ NRW_API TnClientDataSet* ExecutarSQL(const std::string& sql, const TVariantArray
 // Runs the cursor's SQL again with new values; the cursor keeps its index field list.
 NRW_API void RefreshSQL(TnClientDataSet* cursor, const TVariantArray& params, bool _AManterIndice);
 
+// ExecutarSQL (`cursor` null: a new read-only cursor of every row) or RefreshSQL (`cursor` given,
+// with new values) run on a second connection to the cursor's database, on another thread,
+// while the caller goes on; Wait gives the cursor, or raises what the query raised. Where the
+// database offers no second connection (a database that lives in its connection only, or a
+// transaction open there), the query runs at once, on that connection. The cursor keeps its own
+// connection (null: the host's) for what comes after. Destroying the object waits for the query.
+class NRW_API TBackgroundQuery {
+ public:
+  TBackgroundQuery(TnClientDataSet* cursor, const std::string& sql, const TVariantArray& params);
+  ~TBackgroundQuery();
+  TBackgroundQuery(const TBackgroundQuery&) = delete;
+  TBackgroundQuery& operator=(const TBackgroundQuery&) = delete;
+
+  // Waits for the query; the cursor, new or refreshed (a new one is the caller's from now on).
+  TnClientDataSet* Wait();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
 // Frees a data set and nulls the reference.
 template <class T>
 void DestruirSQL(T*& data_set) {

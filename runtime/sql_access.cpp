@@ -2,6 +2,8 @@
 // with new values, and the connection the host program chose.
 #include <algorithm>
 #include <cctype>
+#include <exception>
+#include <future>
 #include <memory>
 #include <string_view>
 #include <unordered_map>
@@ -113,12 +115,16 @@ std::string OrderByKey(const std::string& sql, const TDataSet& cursor) {
 
 // A cursor keeps the index field list it was given; without one, it is keyed by its query's
 // "order by" columns, so that FindKey works on any ordered query.
-void Fill(TnClientDataSet& cursor, const TVariantArray& params) {
+void FillOn(TSQLConnection& connection, TnClientDataSet& cursor, const TVariantArray& params) {
   const std::string index = cursor.IndexFieldNames();
   CursorFiller filler(cursor, cursor.MaxRows());
-  ConnectionOrDefault(cursor.Connection()).Query(cursor.SQL(), params, filler);
+  connection.Query(cursor.SQL(), params, filler);
   cursor.SetIndexFieldNames(index.empty() ? OrderByKey(cursor.SQL(), cursor) : index);
   cursor.First();
+}
+
+void Fill(TnClientDataSet& cursor, const TVariantArray& params) {
+  FillOn(ConnectionOrDefault(cursor.Connection()), cursor, params);
 }
 
 // Keeps a query result: columns and rows.
@@ -260,6 +266,70 @@ void RefreshSQL(TnClientDataSet* cursor, const TVariantArray& params, bool /*_AM
   cursor->SetReadOnly(false);
   Fill(*cursor, params);
   cursor->SetReadOnly(read_only);
+}
+
+struct TBackgroundQuery::Impl {
+  std::unique_ptr<TnClientDataSet> made;  // a new cursor, until Wait hands it over
+  TnClientDataSet* cursor = nullptr;
+  bool read_only = true;
+  std::unique_ptr<TSQLConnection> second;
+  std::exception_ptr failure;  // of a query run at once
+  std::future<void> running;   // declared after `second`, which it uses
+};
+
+TBackgroundQuery::TBackgroundQuery(TnClientDataSet* cursor, const std::string& sql,
+                                   const TVariantArray& params)
+    : impl_(std::make_unique<Impl>()) {
+  Impl& q = *impl_;
+  if (cursor == nullptr) {
+    q.made = std::make_unique<TnClientDataSet>();
+    q.made->SetSQL(sql);
+    cursor = q.made.get();
+  } else {
+    q.read_only = cursor->ReadOnly();
+  }
+  q.cursor = cursor;
+  cursor->SetReadOnly(false);
+  TSQLConnection& connection = ConnectionOrDefault(cursor->Connection());
+  if (!connection.InTransaction()) {
+    try {
+      q.second = connection.Reopen();
+    } catch (const Exception&) {
+      // Then the query runs at once, on the cursor's connection.
+    }
+  }
+  if (q.second == nullptr) {
+    try {
+      Fill(*cursor, params);
+    } catch (...) {
+      q.failure = std::current_exception();
+    }
+    return;
+  }
+  q.running =
+      std::async(std::launch::async, [&q, params] { FillOn(*q.second, *q.cursor, params); });
+}
+
+TBackgroundQuery::~TBackgroundQuery() {
+  if (impl_->running.valid()) {
+    impl_->running.wait();
+  }
+}
+
+TnClientDataSet* TBackgroundQuery::Wait() {
+  Impl& q = *impl_;
+  if (q.running.valid()) {
+    try {
+      q.running.get();
+    } catch (...) {
+      q.failure = std::current_exception();
+    }
+  }
+  q.cursor->SetReadOnly(q.read_only);
+  if (q.failure) {
+    std::rethrow_exception(q.failure);
+  }
+  return q.made != nullptr ? q.made.release() : q.cursor;
 }
 
 TnClientDataSetMem* CDSM(TObject* component) {

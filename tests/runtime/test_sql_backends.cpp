@@ -175,6 +175,73 @@ TEST_P(SqlBackend, RefreshRunsTheSameTextWithNewValues) {
   EXPECT_THROW(cursor->Append(), Exception) << "a read-only cursor stays read-only";
 }
 
+// The rows of a cursor, as "N|S" texts.
+std::vector<std::string> RowsOf(TnClientDataSet& cursor) {
+  std::vector<std::string> rows;
+  for (cursor.First(); !cursor.Eof(); cursor.Next()) {
+    rows.push_back(cursor.GetString(0) + "|" + cursor.GetString(1));
+  }
+  return rows;
+}
+
+// A query in the background gives what ExecutarSQL gives, refreshes a cursor as RefreshSQL does
+// (index list and read-only state kept), and raises the query's own error at Wait.
+TEST_P(SqlBackend, ABackgroundQueryGivesWhatTheDirectOneGives) {
+  Nutildb::SetConexaoPadrao(OpenConnection(db->Target(), false));
+  const std::string sql = "select N, S from T where N >= :n order by N";
+  std::unique_ptr<TnClientDataSet> direct(
+      Nutildb::ExecutarSQL(sql, {Variant(3)}, true, true, -1, "", nullptr, true));
+  Nutildb::TBackgroundQuery query(nullptr, sql, {Variant(3)});
+  std::unique_ptr<TnClientDataSet> cursor(query.Wait());
+  EXPECT_EQ(RowsOf(*cursor), (std::vector<std::string>{"3|c", "4|d", "5|e"}));
+  EXPECT_EQ(RowsOf(*cursor), RowsOf(*direct));
+  EXPECT_EQ(cursor->Connection(), nullptr) << "the host's connection, for a refresh";
+  EXPECT_THROW(cursor->Append(), Exception) << "read-only, as ExecutarSQL makes it";
+
+  cursor->SetIndexFieldNames("S");
+  Nutildb::TBackgroundQuery refresh(cursor.get(), "", {Variant(4)});
+  EXPECT_EQ(refresh.Wait(), cursor.get());
+  EXPECT_EQ(RowsOf(*cursor), (std::vector<std::string>{"4|d", "5|e"}));
+  EXPECT_EQ(cursor->IndexFieldNames(), "S");
+  EXPECT_THROW(cursor->Append(), Exception);
+  Nutildb::RefreshSQL(cursor.get(), {Variant(5)}, true);
+  EXPECT_EQ(cursor->RecordCount(), 1);
+
+  std::string direct_error, background_error;
+  try {
+    std::unique_ptr<TnClientDataSet>(
+        Nutildb::ExecutarSQL("select NOSUCH from T", {}, true, true, -1, "", nullptr, true));
+  } catch (const Exception& e) {
+    direct_error = e.what();
+  }
+  Nutildb::TBackgroundQuery bad(nullptr, "select NOSUCH from T", {});
+  try {
+    bad.Wait();
+  } catch (const Exception& e) {
+    background_error = e.what();
+  }
+  EXPECT_FALSE(direct_error.empty());
+  EXPECT_EQ(background_error, direct_error);
+  { Nutildb::TBackgroundQuery never_waited(nullptr, sql, {Variant(1)}); }
+  Nutildb::SetConexaoPadrao(nullptr);
+}
+
+// The query reads on a second connection, which does not see the first one's temporary tables;
+// with a transaction open on the first, it runs there and sees the transaction's rows.
+TEST_P(SqlBackend, ABackgroundQueryReadsBesideTheHostsConnection) {
+  Nutildb::SetConexaoPadrao(OpenConnection(db->Target(), false));
+  TSQLConnection& host = *Nutildb::ConexaoPadrao();
+  host.ExecuteScript("create temp table ONLYHERE (N integer)");
+  Nutildb::TBackgroundQuery beside(nullptr, "select N from ONLYHERE", {});
+  EXPECT_THROW(beside.Wait(), Exception);
+  host.BeginTransaction();
+  host.Execute("insert into ONLYHERE (N) values (6)", {});
+  Nutildb::TBackgroundQuery inside(nullptr, "select N from ONLYHERE", {});
+  EXPECT_EQ(std::unique_ptr<TnClientDataSet>(inside.Wait())->RecordCount(), 1);
+  host.Rollback();
+  Nutildb::SetConexaoPadrao(nullptr);
+}
+
 TEST_P(SqlBackend, MaxRowsLimitsTheCursor) {
   std::unique_ptr<TnClientDataSet> cursor(
       Nutildb::ExecutarSQL("select N from T order by N", {}, true, false, 2, "", conn, true));
