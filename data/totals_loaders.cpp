@@ -23,8 +23,21 @@ bool Carregar(TnClientDataSet*& cursor, const std::string& sql, const TVariantAr
 }  // namespace
 
 void TnFisORResumoConfLctoFis::CarregarTotalProduto() {
+  ConcluirTotalProduto(*IniciarTotalProduto());
+}
+
+std::unique_ptr<Nutildb::TBackgroundQuery> TnFisORResumoConfLctoFis::IniciarTotalProduto() {
   const std::string sql = curTotalProduto == nullptr ? SqlTotalProduto(*this) : "";
-  if (Carregar(curTotalProduto, sql, ValoresCarregamento(*this), "CHAVELCTOFIS")) {
+  return std::make_unique<Nutildb::TBackgroundQuery>(curTotalProduto, sql,
+                                                     ValoresCarregamento(*this));
+}
+
+// A cursor built now is ordered and its columns' positions kept; a refreshed one keeps both.
+void TnFisORResumoConfLctoFis::ConcluirTotalProduto(Nutildb::TBackgroundQuery& AConsulta) {
+  const bool novo = curTotalProduto == nullptr;
+  curTotalProduto = AConsulta.Wait();
+  if (novo) {
+    curTotalProduto->SetIndexFieldNames("CHAVELCTOFIS");
     ixTPR_QtdeTotal = curTotalProduto->FieldIndex("QTDETOTAL");
     ixTPR_ValorTotal = curTotalProduto->FieldIndex("VALORTOTAL");
   }

@@ -100,9 +100,12 @@ bool TListagemConferencia::Preparar() {
        !r_.cdsPisCofins->IsEmpty())) {
     r_.CarregarCurProduto();
   }
+  // The product totals are read beside the operation control and the orders, until the
+  // listing begins.
+  std::unique_ptr<Nutildb::TBackgroundQuery> totalProduto;
   if (r_.FListarOutrasInfo) {
     r_.CarregarTotalFrete();
-    r_.CarregarTotalProduto();
+    totalProduto = r_.IniciarTotalProduto();
   }
   if (r_.FExibirDadosProduto) {
     r_.CarregarLctoProduto();
@@ -114,6 +117,9 @@ bool TListagemConferencia::Preparar() {
   provedor->AtualizarIndice(r_.cdsPis, "CHAVELCTOFIS;CODIGOCFOP;ALIQPIS");
   provedor->AtualizarIndice(r_.cdsCofins, "CHAVELCTOFIS;CODIGOCFOP;ALIQCOFINS");
   r_.CriarIndices({r_.cdsPis, r_.cdsCofins, r_.cdsImposto});
+  if (totalProduto != nullptr) {
+    r_.ConcluirTotalProduto(*totalProduto);
+  }
   r_.cdsImposto->First();
   return true;
 }

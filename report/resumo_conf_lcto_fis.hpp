@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,9 @@
 class TnCabecalhoRelatorio;
 class TnDMPowerParam;
 class TnFisDPListarLctoFisTotal;
+namespace Nutildb {
+class TBackgroundQuery;
+}
 
 namespace nfis {
 
@@ -62,6 +66,10 @@ class TnFisORResumoConfLctoFis : public TnrwBaseDll {
   void CarregarCurProduto();
   void CarregarCurOperacaoFis();
   void CarregarTotalProduto();
+  // CarregarTotalProduto in two steps: the query begins on a connection of its own, and the
+  // work done before its cursor is taken runs beside it.
+  std::unique_ptr<Nutildb::TBackgroundQuery> IniciarTotalProduto();
+  void ConcluirTotalProduto(Nutildb::TBackgroundQuery& AConsulta);
   void CarregarLctoProduto();
   void CarregarTotalFrete();
 
