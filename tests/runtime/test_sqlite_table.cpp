@@ -337,13 +337,22 @@ std::vector<std::string> IndexesOf(TnFDTableSQLite& table) {
   return sink.names;
 }
 
+// A table "T" of `rows` random rows (SQLite unless told), in a scratch folder of its own.
+struct ScratchTable {
+  ScratchTable(int rows, unsigned seed, DataSetKind kind = DataSetKind::SqliteTable)
+      : random(seed), made(factory.Make(kind, "T", kFields, Rows(rows, random))) {}
+  TnFDTableSQLite& Table() { return *Nutildb::FDTSQLite(made.get()); }
+
+  ScratchDir scratch;
+  DataSetFactory factory{scratch};
+  std::mt19937 random;
+  std::unique_ptr<TDataSet> made;
+};
+
 // An index field list replaced before any read makes no SQLite index.
 TEST(SqliteTable, AnIndexIsMadeWhenAReadFirstNeedsIt) {
-  ScratchDir scratch;
-  DataSetFactory factory(scratch);
-  std::mt19937 random(3);
-  auto made = factory.Make(DataSetKind::SqliteTable, "T", kFields, Rows(50, random));
-  TnFDTableSQLite& table = *Nutildb::FDTSQLite(made.get());
+  ScratchTable scratch_table(50, 3);
+  TnFDTableSQLite& table = scratch_table.Table();
   table.SetIndexFieldNames("K");
   table.SetIndexFieldNames("S;K");
   EXPECT_TRUE(IndexesOf(table).empty());
@@ -357,11 +366,8 @@ TEST(SqliteTable, AnIndexIsMadeWhenAReadFirstNeedsIt) {
 
 // A range that IsEmpty finds empty costs no index: the first row read from a range does.
 TEST(SqliteTable, ARangeFoundEmptyMakesNoIndex) {
-  ScratchDir scratch;
-  DataSetFactory factory(scratch);
-  std::mt19937 random(15);
-  auto made = factory.Make(DataSetKind::SqliteTable, "T", kFields, Rows(300, random));
-  TnFDTableSQLite& table = *Nutildb::FDTSQLite(made.get());
+  ScratchTable scratch_table(300, 15);
+  TnFDTableSQLite& table = scratch_table.Table();
   table.SetIndexFieldNames("S;V");
   table.SetRange({"B", 1000}, {"B", 2000});
   EXPECT_TRUE(table.IsEmpty());
@@ -611,15 +617,14 @@ TEST(MemoryAppendFrom, ColumnsAreMatchedByName) {
 // Enough rows for each target to be filled on a thread of its own: each gets what it would get
 // alone; a table given twice is filled twice, one after the other.
 TEST(MemoryAppendFrom, ManyRowsGiveEachTargetWhatItWouldGetAlone) {
-  ScratchDir scratch;
-  DataSetFactory factory(scratch);
-  std::mt19937 random(14);
-  auto source = factory.Make(DataSetKind::Memory, "S", kFields, Rows(20000, random));
+  ScratchTable items(20000, 14, DataSetKind::Memory);
+  DataSetFactory& factory = items.factory;
+  TDataSet* source = items.made.get();
   source->SetIndexFieldNames("S;K");
   source->SetRange({"B"}, {"Z"});
   source->SetFilter("V >= 100");
   source->SetFiltered(true);
-  TMemoryDataSet& from = *Nutildb::CDSM(source.get());
+  TMemoryDataSet& from = *Nutildb::CDSM(source);
   const std::vector<TAppendColumn> low = {{"K", Variant(-1.0)}, {"S", Variant("")}};
   const std::vector<TAppendColumn> all = {{"V", Variant()}, {"S", Variant()}, {"K", Variant()}};
   auto make = [&](const char* index) {
