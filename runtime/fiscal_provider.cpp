@@ -161,12 +161,16 @@ struct TnFisDPListarLctoFisTotal::Impl {
     lanes[0].connection = &Connection();
     lanes[0].queries.push_back(TaxLines(f, total_kind, keys, sums));
     lanes[0].queries.push_back(Documents(f, keys, people));
+    // The counterparties after the items, on their lane: beside the documents, which tell
+    // which of them are kept.
     nrw::QueryLane& items = lanes.back();
     items.connection = beside != nullptr ? beside : &Connection();
     items.queries.push_back(PisCofins(f, keys, beside != nullptr));
+    std::vector<std::vector<Variant>> people_read;
+    items.queries.push_back(People(f, people_read));
     nrw::PipeQueries(lanes);
     storage.EndRefill();
-    LoadPeople(f, people);
+    LoadPeople(people, people_read);
     LoadCfops();
     FillTotals(total_kind, sums);
   }
@@ -246,21 +250,33 @@ struct TnFisDPListarLctoFisTotal::Impl {
     return query;
   }
 
+  // The counterparties of the period's documents, as read, to be kept by LoadPeople.
+  static nrw::PipedQuery People(const nrw::FiscalFilter& f,
+                                std::vector<std::vector<Variant>>& read) {
+    const nrw::SqlText text = nrw::PeopleQuery(f);
+    nrw::PipedQuery query;
+    query.sql = text.sql;
+    query.params = text.params;
+    query.fields = nrw::PessoaFields();
+    query.handle = [&read](std::vector<Variant>& row) { read.push_back(row); };
+    return query;
+  }
+
   // Counterparties of the documents kept. Without "pListarDadosPessoa" their registration
   // numbers are left out (name, state, municipality and rural flag are always there).
-  void LoadPeople(const nrw::FiscalFilter& f, const std::unordered_set<int64_t>& people) {
-    const auto fields = nrw::PessoaFields();
+  void LoadPeople(const std::unordered_set<int64_t>& people,
+                  std::vector<std::vector<Variant>>& read) {
     const bool registrations = Yes("pListarDadosPessoa");
-    pessoa->CreateDataSet(fields);
-    Run(nrw::PeopleQuery(f), fields, [&](std::vector<Variant>& row) {
+    pessoa->CreateDataSet(nrw::PessoaFields());
+    for (std::vector<Variant>& row : read) {
       if (people.count(row[0].AsInteger()) == 0) {
-        return;
+        continue;
       }
       if (!registrations) {
         row[2] = row[5] = row[7] = Variant();
       }
       pessoa->AppendRecord(row);
-    });
+    }
     pessoa->First();
   }
 
