@@ -113,9 +113,26 @@ std::string OrderByKey(const std::string& sql, const TDataSet& cursor) {
   return key;
 }
 
+// A read-only cursor made writable while it is filled, and read-only again afterwards, also
+// when the query fails.
+class Refilling {
+ public:
+  explicit Refilling(TnClientDataSet& cursor) : cursor_(cursor), read_only_(cursor.ReadOnly()) {
+    cursor_.SetReadOnly(false);
+  }
+  ~Refilling() { cursor_.SetReadOnly(read_only_); }
+  Refilling(const Refilling&) = delete;
+  Refilling& operator=(const Refilling&) = delete;
+
+ private:
+  TnClientDataSet& cursor_;
+  bool read_only_;
+};
+
 // A cursor keeps the index field list it was given; without one, it is keyed by its query's
 // "order by" columns, so that FindKey works on any ordered query.
 void FillOn(TSQLConnection& connection, TnClientDataSet& cursor, const TVariantArray& params) {
+  const Refilling refilling(cursor);
   const std::string index = cursor.IndexFieldNames();
   CursorFiller filler(cursor, cursor.MaxRows());
   connection.Query(cursor.SQL(), params, filler);
@@ -262,16 +279,12 @@ void RefreshSQL(TnClientDataSet* cursor, const TVariantArray& params, bool /*_AM
   if (cursor == nullptr) {
     throw Exception("RefreshSQL: no cursor");
   }
-  const bool read_only = cursor->ReadOnly();
-  cursor->SetReadOnly(false);
   Fill(*cursor, params);
-  cursor->SetReadOnly(read_only);
 }
 
 struct TBackgroundQuery::Impl {
   std::unique_ptr<TnClientDataSet> made;  // a new cursor, until Wait hands it over
   TnClientDataSet* cursor = nullptr;
-  bool read_only = true;
   std::unique_ptr<TSQLConnection> second;
   std::exception_ptr failure;  // of a query run at once
   std::future<void> running;   // declared after `second`, which it uses
@@ -284,12 +297,10 @@ TBackgroundQuery::TBackgroundQuery(TnClientDataSet* cursor, const std::string& s
   if (cursor == nullptr) {
     q.made = std::make_unique<TnClientDataSet>();
     q.made->SetSQL(sql);
+    q.made->SetReadOnly(true);
     cursor = q.made.get();
-  } else {
-    q.read_only = cursor->ReadOnly();
   }
   q.cursor = cursor;
-  cursor->SetReadOnly(false);
   TSQLConnection& connection = ConnectionOrDefault(cursor->Connection());
   if (!connection.InTransaction()) {
     try {
@@ -325,7 +336,6 @@ TnClientDataSet* TBackgroundQuery::Wait() {
       q.failure = std::current_exception();
     }
   }
-  q.cursor->SetReadOnly(q.read_only);
   if (q.failure) {
     std::rethrow_exception(q.failure);
   }
@@ -350,9 +360,9 @@ bool TnDMSQLDataSet::PegarRegistroSQL(TnClientDataSet*& cursor, const std::strin
   } else {
     cursor->SetSQL(sql);
   }
-  const bool read_only = cursor->ReadOnly();
-  cursor->SetReadOnly(false);
-  FillLookup(*cursor);
-  cursor->SetReadOnly(read_only);
+  {
+    const Refilling refilling(*cursor);
+    FillLookup(*cursor);
+  }
   return !cursor->IsEmpty();
 }

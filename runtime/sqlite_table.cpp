@@ -647,6 +647,31 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     }
     return st;
   }
+  // Commits what is pending, runs "select <what> from <table>" over the visible rows (range and
+  // filter) followed by `tail`, and gives its first row's first column, if a row comes back.
+  std::optional<int64_t> FirstNumber(const std::string& table, const std::string& what,
+                                     const std::string& tail, const char* failure) {
+    conn->Commit();
+    TVariantArray params;
+    const std::string sql = "select " + what + " from " + QuoteIdentifier(table) +
+                            Where(Conditions(params, true)) + tail;
+    sqlite3_stmt* st = Prepare(sql, params);
+    const int rc = sqlite3_step(st);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
+      Release(st);
+      Fail(failure);
+    }
+    const std::optional<int64_t> number =
+        rc == SQLITE_ROW ? std::optional<int64_t>(sqlite3_column_int64(st, 0)) : std::nullopt;
+    Release(st);
+    return number;
+  }
+  // The stream is dropped; the next read opens it at the first row.
+  void OpenAtFirstRead() {
+    Release(statement);
+    statement = nullptr;
+    pending = Pending::First;
+  }
   // Reads the row `st` stands on into `row` and `rowid`: its wanted fields (see `wanted`).
   void Load(sqlite3_stmt* st) {
     rowid = sqlite3_column_int64(st, 0);
@@ -1137,17 +1162,8 @@ int TnFDTableSQLite::RecordCount() {
   Cursor& c = *cursor_;
   std::optional<int>& count = c.has_range ? c.count : c.count_all;
   if (!count) {
-    c.conn->Commit();
-    TVariantArray params;
-    const std::string sql = "select count(*) from " + QuoteIdentifier(table_name_) +
-                            Cursor::Where(c.Conditions(params, true));
-    sqlite3_stmt* st = c.Prepare(sql, params);
-    if (sqlite3_step(st) != SQLITE_ROW) {
-      c.Release(st);
-      c.Fail("cannot count");
-    }
-    count = static_cast<int>(sqlite3_column_int64(st, 0));
-    c.Release(st);
+    count =
+        static_cast<int>(c.FirstNumber(table_name_, "count(*)", "", "cannot count").value_or(0));
   }
   return *count;
 }
@@ -1162,18 +1178,7 @@ bool TnFDTableSQLite::IsEmpty() {
   if (count) {
     return *count == 0;
   }
-  c.conn->Commit();
-  TVariantArray params;
-  const std::string sql = "select exists (select 1 from " + QuoteIdentifier(table_name_) +
-                          Cursor::Where(c.Conditions(params, true)) + ")";
-  sqlite3_stmt* st = c.Prepare(sql, params);
-  if (sqlite3_step(st) != SQLITE_ROW) {
-    c.Release(st);
-    c.Fail("cannot read");
-  }
-  const bool empty = sqlite3_column_int(st, 0) == 0;
-  c.Release(st);
-  return empty;
+  return !c.FirstNumber(table_name_, "1", " limit 1", "cannot read").has_value();
 }
 
 const Variant& TnFDTableSQLite::Current(int field) const {
@@ -1354,11 +1359,9 @@ void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
     c.pending_index = "create index if not exists " + QuoteIdentifier(name) + " on " +
                       QuoteIdentifier(table_name_) + " (" + list + ")";
   }
-  c.Release(c.statement);  // a stream in the old order
-  c.statement = nullptr;
+  c.OpenAtFirstRead();  // a stream in the old order
   c.has_range = false;
   c.count.reset();
-  c.pending = Cursor::Pending::First;
 }
 
 bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
@@ -1436,9 +1439,7 @@ void TnFDTableSQLite::SetRange(const TVariantArray& start, const TVariantArray& 
   }
   // The range's first row is read when a row is first asked for: a range found empty by
   // IsEmpty and left so costs no statement in the index's order (nor the index).
-  c.Release(c.statement);
-  c.statement = nullptr;
-  c.pending = Cursor::Pending::First;
+  c.OpenAtFirstRead();
 }
 
 void TnFDTableSQLite::CancelRange() {

@@ -206,6 +206,12 @@ TEST_P(SqlBackend, ABackgroundQueryGivesWhatTheDirectOneGives) {
   EXPECT_THROW(cursor->Append(), Exception);
   Nutildb::RefreshSQL(cursor.get(), {Variant(5)}, true);
   EXPECT_EQ(cursor->RecordCount(), 1);
+  // A refresh that fails (no value for :n) leaves the cursor read-only, either way.
+  EXPECT_THROW(Nutildb::RefreshSQL(cursor.get(), {}, true), Exception);
+  EXPECT_THROW(cursor->Append(), Exception);
+  Nutildb::TBackgroundQuery failed(cursor.get(), "", {});
+  EXPECT_THROW(failed.Wait(), Exception);
+  EXPECT_THROW(cursor->Append(), Exception);
 
   std::string direct_error, background_error;
   try {
