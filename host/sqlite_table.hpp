@@ -104,6 +104,14 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   // first failure.
   static void MakeIndexes(const std::vector<TnFDTableSQLite*>& tables);
 
+  // A walk whose statement has stepped `rows` rows without a new one (256 unless set; 0 for
+  // never) goes on with the rows read ahead on another thread, on a read-only connection of
+  // its own to the file (a file that only this table's connection writes; not one in memory).
+  // Every write through the connection stops the reading first.
+  void SetReadAheadAfter(int rows);
+  // Whether the rows of the walk now come from a reading ahead.
+  bool ReadingAhead() const;
+
   void First() override;
   void Next() override;
   bool Eof() const override;

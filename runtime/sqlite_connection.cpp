@@ -216,17 +216,13 @@ std::string SqliteFileUri(const std::string& path, const std::string& query) {
   return query.empty() ? uri : uri + "?" + query;
 }
 
-sqlite3* OpenSqliteDatabase(const std::string& path, bool create) {
-  if (!create && !std::filesystem::exists(path)) {
-    throw Exception("database file '" + path + "' does not exist");
-  }
+namespace {
+
+// Opens `uri` with `flags` and the host's settings; `path` names the file in messages.
+sqlite3* OpenSqliteUri(const std::string& uri, int flags, const std::string& path) {
   sqlite3* db = nullptr;
-  // A connection is used by one thread at a time: SQLite need not lock around each call. The
-  // path is opened as a URI of its own, so that it is always a file name while the statements
-  // may attach other files by URI (with options such as read-only).
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI |
-                    (create ? SQLITE_OPEN_CREATE : 0);
-  if (sqlite3_open_v2(SqliteFileUri(path, "").c_str(), &db, flags, nullptr) != SQLITE_OK) {
+  if (sqlite3_open_v2(uri.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI, nullptr) !=
+      SQLITE_OK) {
     const std::string message = db != nullptr ? sqlite3_errmsg(db) : "out of memory";
     sqlite3_close(db);
     throw Exception("cannot open database '" + path + "': " + message);
@@ -244,6 +240,23 @@ sqlite3* OpenSqliteDatabase(const std::string& path, bool create) {
     throw Exception("cannot open database '" + path + "': " + message);
   }
   return db;
+}
+
+}  // namespace
+
+sqlite3* OpenSqliteDatabase(const std::string& path, bool create) {
+  if (!create && !std::filesystem::exists(path)) {
+    throw Exception("database file '" + path + "' does not exist");
+  }
+  // A connection is used by one thread at a time: SQLite need not lock around each call. The
+  // path is opened as a URI of its own, so that it is always a file name while the statements
+  // may attach other files by URI (with options such as read-only).
+  return OpenSqliteUri(SqliteFileUri(path, ""),
+                       SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0), path);
+}
+
+sqlite3* OpenSqliteReader(const std::string& path) {
+  return OpenSqliteUri(SqliteFileUri(path, "mode=ro&nolock=1"), SQLITE_OPEN_READONLY, path);
 }
 
 SqliteConnection::SqliteConnection(const std::string& path, bool create)

@@ -86,4 +86,8 @@ std::string SqliteFileUri(const std::string& path, const std::string& query);
 // Statements on it may attach other files by URI.
 sqlite3* OpenSqliteDatabase(const std::string& path, bool create);
 
+// Opens the file read-only and without taking its lock, to read beside the connection that
+// holds it: that connection must not write to the file while this one reads.
+sqlite3* OpenSqliteReader(const std::string& path);
+
 }  // namespace nrw

@@ -20,8 +20,15 @@
 #include "runtime/filter_parser.hpp"
 #include "runtime/run_each.hpp"
 #include "runtime/sqlite_connection.hpp"
+#include "runtime/sqlite_order.hpp"
+#include "runtime/sqlite_read_ahead.hpp"
 
 namespace {
+
+using nrw::ColumnValue;
+using nrw::CompareValues;
+using nrw::KeyValue;
+using nrw::OrderedValue;
 
 enum class Order { Ge, Le, Lt };
 
@@ -135,95 +142,6 @@ std::string FilterToSql(const nrw::FilterNode& node, const std::vector<std::stri
          FilterToSql(*node.right, columns, params) + ")";
 }
 
-// A value as SQLite orders it in an index: nulls, then numbers (integers and reals by value),
-// then texts by their bytes (the binary collation). Dates and blobs are left to SQLite.
-struct OrderedValue {
-  enum class Class { Null, Number, Text, Unknown };
-  Class cls = Class::Unknown;
-  bool integer = false;
-  int64_t i = 0;
-  double d = 0;
-  std::string_view text;
-};
-
-OrderedValue ColumnValue(sqlite3_stmt* st, int column) {
-  OrderedValue v;
-  switch (sqlite3_column_type(st, column)) {
-    case SQLITE_NULL:
-      v.cls = OrderedValue::Class::Null;
-      break;
-    case SQLITE_INTEGER:
-      v.cls = OrderedValue::Class::Number;
-      v.integer = true;
-      v.i = sqlite3_column_int64(st, column);
-      break;
-    case SQLITE_FLOAT:
-      v.cls = OrderedValue::Class::Number;
-      v.d = sqlite3_column_double(st, column);
-      break;
-    case SQLITE_TEXT: {
-      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, column));
-      v.cls = OrderedValue::Class::Text;
-      v.text = std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(st, column)));
-      break;
-    }
-    default:
-      break;
-  }
-  return v;
-}
-
-// A key value as it is bound to a statement (see BindSqliteValues).
-OrderedValue KeyValue(const Variant& value) {
-  OrderedValue v;
-  switch (value.GetKind()) {
-    case Variant::Kind::Null:
-      v.cls = OrderedValue::Class::Null;
-      break;
-    case Variant::Kind::Integer:
-    case Variant::Kind::Boolean:
-      v.cls = OrderedValue::Class::Number;
-      v.integer = true;
-      v.i = value.AsInteger();
-      break;
-    case Variant::Kind::Float:
-      v.cls = OrderedValue::Class::Number;
-      v.d = value.AsFloat();
-      break;
-    case Variant::Kind::String:
-      v.cls = OrderedValue::Class::Text;
-      v.text = value.StringRef();
-      break;
-    case Variant::Kind::DateTime:
-      break;
-  }
-  return v;
-}
-
-// -1, 0 or 1, or nothing when either value is not ordered here.
-std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b) {
-  using Class = OrderedValue::Class;
-  if (a.cls == Class::Unknown || b.cls == Class::Unknown) {
-    return std::nullopt;
-  }
-  if (a.cls != b.cls) {
-    return a.cls < b.cls ? -1 : 1;
-  }
-  if (a.cls == Class::Number) {
-    if (a.integer && b.integer) {
-      return (a.i > b.i) - (a.i < b.i);
-    }
-    // A long double holds every 64-bit integer exactly.
-    const long double x = a.integer ? a.i : a.d, y = b.integer ? b.i : b.d;
-    return (x > y) - (x < y);
-  }
-  if (a.cls == Class::Text) {
-    const int c = a.text.compare(b.text);  // unsigned bytes, as memcmp
-    return (c > 0) - (c < 0);
-  }
-  return 0;
-}
-
 // Lexicographic order of two keys of the same length.
 std::optional<int> CompareKeys(const TVariantArray& a, const TVariantArray& b) {
   for (size_t i = 0; i < a.size(); ++i) {
@@ -255,9 +173,11 @@ bool EachOnItsOwn(const std::vector<TnFDTableSQLite*>& tables) {
 
 }  // namespace
 
-// A cursor whose row may hold fields not read yet; it reads them before anything is written.
+// A cursor whose row may hold fields not read yet, and whose rows may be read ahead on another
+// connection: before anything is written it reads the fields, and stops the reading.
 struct RowHolder {
   virtual void CompleteRow() = 0;
+  virtual void StopReadAhead() = 0;
 
  protected:
   ~RowHolder() = default;
@@ -269,6 +189,7 @@ struct RowHolder {
 struct TnFDConnection::Impl {
   std::unique_ptr<nrw::SqliteConnection> sql;
   sqlite3* db = nullptr;
+  std::string path;  // the file, which readings ahead open on their own
   bool in_write = false;
   // Writes counted per table (names folded to lower case, as SQLite matches them), and the
   // statements run outside the tables: a cursor moving forward over rows it read before trusts
@@ -288,6 +209,13 @@ struct TnFDConnection::Impl {
     }
   }
 
+  // Before the file changes: no cursor may be reading it ahead.
+  void StopReadAheads() {
+    for (RowHolder* holder : holders) {
+      holder->StopReadAhead();
+    }
+  }
+
   uint64_t& TableWrites(const std::string& table) {
     std::string folded = table;
     std::transform(folded.begin(), folded.end(), folded.begin(),
@@ -296,6 +224,7 @@ struct TnFDConnection::Impl {
   }
 
   void Exec(const char* sql) {
+    StopReadAheads();
     char* error = nullptr;
     if (sqlite3_exec(db, sql, nullptr, nullptr, &error) != SQLITE_OK) {
       const std::string message = error != nullptr ? error : sqlite3_errmsg(db);
@@ -343,6 +272,7 @@ void TnFDConnection::Open() {
   }
   impl_->sql = std::make_unique<nrw::SqliteConnection>(params_.database_, true);
   impl_->db = impl_->sql->Handle();
+  impl_->path = params_.database_;
   // Scratch files of one report run, each used through this one connection: durability on
   // power loss is not needed, speed is. The journal stays in memory, and the file stays locked
   // by this connection between statements instead of being locked and unlocked for each.
@@ -368,6 +298,7 @@ TSQLConnection& TnFDConnection::Sql() {
   }
   CommitPending();
   impl_->CompleteRows();
+  impl_->StopReadAheads();
   ++impl_->other_writes;  // whatever the caller runs may change the tables
   return *impl_->sql;
 }
@@ -390,8 +321,15 @@ void TnFDConnection::CommitPending() {
 // stream instead of opening a new statement whenever what is known of the rows before the
 // stream's row proves that the row sought lies ahead (see Allows); a few steps at most, else a
 // new statement seeks it in the index.
+//
+// A stream that steps on for a while without a new statement, as a walk in index order does,
+// is handed over to a reading ahead (SqliteReadAhead): the rows after the stream's row come
+// from another thread, read and converted while the caller works on the ones before. The
+// stream's row is then `ahead_row`, and every write to the file stops the reading first.
 struct TnFDTableSQLite::Cursor : RowHolder {
   static constexpr int kMaxSteps = 32;
+  // A walk hands its stream over to a reading ahead after this many rows (see StreamStep).
+  static constexpr int kReadAheadAfter = 256;
 
   TnFDConnection::Impl* conn = nullptr;
   uint64_t* table_writes = nullptr;  // the connection's count for this table
@@ -439,6 +377,16 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   TVariantArray key;                    // FindKey's, kept for the next search
   std::optional<int> count, count_all;  // rows in the range; rows in the whole table
   std::vector<Variant> edit;
+
+  // Reading ahead: the stream goes over to it after `read_ahead_after` steps of one statement
+  // (0: never).
+  int read_ahead_after = kReadAheadAfter;
+  int stream_steps = 0;  // of the statement
+  std::unique_ptr<nrw::SqliteReadAhead> read_ahead;
+  bool ahead = false;                                    // the stream is read ahead
+  const nrw::SqliteReadAhead::Row* ahead_row = nullptr;  // the stream's row, then
+  nrw::SqliteReadAhead::Row handover_row;                // the row the reading goes on from
+  std::vector<char> handover_read;                       // the fields it was read with
 
   // Prepared statements not in use, by their text: a key search or range runs the same few
   // texts with new values, so each is prepared once and then only reset and bound again.
@@ -504,6 +452,14 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     if (i < loaded.size() && !loaded[i]) {
       wanted[i] = 1;
       CompleteRow();
+      if (ahead && ahead_row != nullptr) {
+        // The rows read ahead lack the field: the reading starts again after the stream's row.
+        if (ahead_row != &handover_row) {
+          handover_row = *ahead_row;
+          handover_read = read_ahead->RowShape().wanted;
+        }
+        ReadAheadAfterHandover();
+      }
     }
   }
   // The row was written whole (from an edit buffer).
@@ -513,9 +469,9 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // Releases every statement (before the table closes, so that none holds the file).
   void Finalize() {
-    Release(statement);
+    DropStream();
     Release(insert);
-    statement = insert = nullptr;
+    insert = nullptr;
     for (auto& [text, statements] : idle) {
       for (sqlite3_stmt* st : statements) {
         sqlite3_finalize(st);
@@ -668,8 +624,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // The stream is dropped; the next read opens it at the first row.
   void OpenAtFirstRead() {
-    Release(statement);
-    statement = nullptr;
+    DropStream();
     pending = Pending::First;
   }
   // Reads the row `st` stands on into `row` and `rowid`: its wanted fields (see `wanted`).
@@ -696,10 +651,12 @@ struct TnFDTableSQLite::Cursor : RowHolder {
 
   // Makes `st` the stream (the statement it replaces goes back to the idle ones).
   void SetStream(sqlite3_stmt* st) {
+    StopAhead();
     if (st != statement) {
       Release(statement);
       statement = st;
     }
+    stream_steps = 0;
     done = false;
     detached = false;
     reseek = false;
@@ -709,7 +666,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     stream_other_writes = conn->other_writes;
   }
   bool StreamTrusted() const {
-    return statement != nullptr && forward && !reseek && filter_sql.empty() &&
+    return (statement != nullptr || ahead) && forward && !reseek && filter_sql.empty() &&
            stream_table_writes == *table_writes && stream_other_writes == conn->other_writes;
   }
   void SetFloor(const TVariantArray& values, bool strict) {
@@ -735,6 +692,120 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     const std::optional<int> c = CompareRow(st, range_end);
     return !c || *c > 0;
   }
+
+  // --- The stream's row, from the statement or read ahead ---
+
+  // Steps the stream: SQLITE_ROW, SQLITE_DONE, or SQLite's error.
+  int StreamStep() {
+    if (ahead) {
+      ahead_row = read_ahead->Next();
+      return ahead_row != nullptr ? SQLITE_ROW : SQLITE_DONE;
+    }
+    const int rc = sqlite3_step(statement);
+    if (rc == SQLITE_ROW && ++stream_steps == read_ahead_after) {
+      BeginReadAhead();
+    }
+    return rc;
+  }
+  std::optional<int> CompareStream(const TVariantArray& k) const {
+    if (!ahead) {
+      return CompareRow(statement, k);
+    }
+    for (size_t i = 0; i < k.size(); ++i) {
+      const std::optional<int> c = CompareValues(ahead_row->key[i].View(), KeyValue(k[i]));
+      if (!c || *c != 0) {
+        return c;
+      }
+    }
+    return 0;
+  }
+  bool StreamBeyondEnd() const {
+    if (!ahead) {
+      return BeyondEnd(statement);
+    }
+    if (!has_range || end_in_sql) {
+      return false;
+    }
+    const std::optional<int> c = CompareStream(range_end);
+    return !c || *c > 0;
+  }
+  void LoadStream() {
+    if (!ahead) {
+      Load(statement);
+      return;
+    }
+    const std::vector<char>& read =
+        ahead_row == &handover_row ? handover_read : read_ahead->RowShape().wanted;
+    rowid = ahead_row->rowid;
+    row.resize(fields.size());
+    loaded.resize(fields.size());
+    missing = 0;
+    for (size_t i = 0; i < fields.size(); ++i) {
+      loaded[i] = wanted[i] && read[i];
+      if (loaded[i]) {
+        row[i] = ahead_row->values[i];
+      } else {
+        ++missing;
+      }
+    }
+  }
+  // The stream's statement goes, and its reading ahead stops.
+  void DropStream() {
+    StopAhead();
+    Release(statement);
+    statement = nullptr;
+  }
+  void StopAhead() {
+    if (ahead) {
+      read_ahead->Stop();
+      ahead = false;
+      ahead_row = nullptr;
+    }
+  }
+  // The connection is about to write: the stream is gone, the cursor keeps its row and the
+  // next read opens the stream again from it.
+  void StopReadAhead() override {
+    if (ahead) {
+      StopAhead();
+      detached = true;
+    }
+  }
+  // Hands the stream over to a reading ahead from the row its statement stands on, when the
+  // table is in a file that another connection can open. What the connection wrote is
+  // committed first, as a key search would, so that the file holds it.
+  void BeginReadAhead() {
+    if (conn->path.empty() || conn->path == ":memory:" || conn->path.starts_with("file:")) {
+      return;
+    }
+    conn->Commit();
+    if (read_ahead == nullptr) {
+      read_ahead = std::make_unique<nrw::SqliteReadAhead>(conn->path);
+    }
+    nrw::SqliteReadAhead::ReadRow(statement, Shape(), reader, handover_row);
+    handover_read = wanted;
+    Release(statement);
+    statement = nullptr;
+    ReadAheadAfterHandover();
+  }
+  nrw::SqliteReadAhead::Shape Shape() const { return {fields, wanted, index}; }
+  // Reads ahead the rows after `handover_row`, in the stream's order and under its conditions,
+  // which are those of the cursor now (a stream whose range or filter changed was replaced).
+  void ReadAheadAfterHandover() {
+    TVariantArray params;
+    std::vector<std::string> terms = Conditions(params, end_in_sql);
+    std::vector<std::string> keys = KeyColumns(index.size());
+    keys.push_back("rowid");
+    TVariantArray values;
+    for (int field : index) {
+      values.push_back(handover_row.values[static_cast<size_t>(field)]);
+    }
+    // (index fields, rowid) > the row's, as row ids are integers.
+    values.push_back(Variant(handover_row.rowid + 1));
+    terms.push_back(Lexicographic(keys, values, Order::Ge, params));
+    read_ahead->Start(SelectList() + Where(terms) + AscendingOrder(), params, Shape());
+    ahead = true;
+    ahead_row = &handover_row;
+  }
   // Whether the first row whose key is not below `k` is the stream's row or lies after it.
   bool Allows(const TVariantArray& k) const {
     if (has_floor && floor.size() == k.size()) {
@@ -747,7 +818,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     if (done) {
       return false;
     }
-    const std::optional<int> c = CompareRow(statement, k);
+    const std::optional<int> c = CompareStream(k);
     return c && *c < 0;
   }
   // Steps the stream to the first row whose key is not below `k`, or past its last row, when
@@ -758,7 +829,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     }
     // The rows passed are below k: the floor, whether the stream gets there or a seek must.
     for (int steps = 0; !done; ++steps) {
-      const std::optional<int> c = CompareRow(statement, k);
+      const std::optional<int> c = CompareStream(k);
       if (c && *c >= 0) {
         break;
       }
@@ -768,7 +839,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
         }
         return false;
       }
-      const int rc = sqlite3_step(statement);
+      const int rc = StreamStep();
       if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
         Fail("cannot read");
       }
@@ -781,7 +852,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // The stream's row becomes the cursor's.
   void TakeStreamRow() {
     if (detached || !has_row) {
-      Load(statement);
+      LoadStream();
     }
     detached = false;
     has_row = true;
@@ -802,16 +873,16 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // --- Navigation ---
 
   void Step() {
-    const int rc = sqlite3_step(statement);
+    const int rc = StreamStep();
     has_floor = false;
     if (rc == SQLITE_ROW) {
-      if (BeyondEnd(statement)) {
+      if (StreamBeyondEnd()) {
         eof = true;
         detached = true;
         FloorAtEnd();
         return;
       }
-      Load(statement);
+      LoadStream();
       has_row = true;
       eof = false;
       detached = false;
@@ -844,8 +915,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       terms.push_back(Lexicographic(keys, values, Order::Ge, params));
     }
     const std::string sql = SelectList() + Where(terms) + AscendingOrder();
-    Release(statement);
-    statement = nullptr;
+    DropStream();
     SetStream(Prepare(sql, params));
     if (!from_current) {
       has_row = false;
@@ -999,8 +1069,7 @@ void TnFDTableSQLite::EmptyDataSet() {
   CheckOpen();
   Cancel();
   Cursor& c = *cursor_;
-  c.Release(c.statement);
-  c.statement = nullptr;
+  c.DropStream();
   c.conn->CompleteRows(&c);
   c.conn->BeginWrite();
   c.conn->Exec(("delete from " + QuoteIdentifier(table_name_)).c_str());
@@ -1027,8 +1096,8 @@ TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
   Cursor& c = *cursor_;
   Cursor& from = *source.cursor_;
   from.EnsureIndex();  // the rows are read in its order
-  c.Release(c.statement);
-  c.statement = nullptr;
+  c.DropStream();
+  c.conn->StopReadAheads();  // the insert writes the file
   c.conn->Commit();
 
   // insert into T (columns) select coalesce(column, ?), ... from S where ... order by ...
@@ -1116,6 +1185,14 @@ void TnFDTableSQLite::MakeIndexes(const std::vector<TnFDTableSQLite*>& tables) {
   }
   nrw::RethrowFirst(nrw::RunEach(tables.size(), EachOnItsOwn(tables),
                                  [&](size_t i) { tables[i]->cursor_->EnsureIndex(); }));
+}
+
+void TnFDTableSQLite::SetReadAheadAfter(int rows) {
+  cursor_->read_ahead_after = rows;
+}
+
+bool TnFDTableSQLite::ReadingAhead() const {
+  return cursor_->ahead;
 }
 
 void TnFDTableSQLite::First() {
@@ -1376,7 +1453,7 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   const TVariantArray& key = c.key;
   if (c.Advance(key)) {
     // The stream stands on the first row not below the key, or past its last row.
-    if (c.done || c.BeyondEnd(c.statement) || c.CompareRow(c.statement, key) != 0) {
+    if (c.done || c.StreamBeyondEnd() || c.CompareStream(key) != 0) {
       return false;
     }
     c.TakeStreamRow();
@@ -1426,7 +1503,7 @@ void TnFDTableSQLite::SetRange(const TVariantArray& start, const TVariantArray& 
   c.ChooseEnd();
   c.count.reset();
   if (!c.end_in_sql && c.Advance(c.range_start)) {
-    if (c.done || c.BeyondEnd(c.statement)) {
+    if (c.done || c.StreamBeyondEnd()) {
       // An empty range.
       c.has_row = false;
       c.eof = true;

@@ -1,0 +1,97 @@
+// Values as SQLite orders them in an index (see sqlite_order.hpp).
+#include "runtime/sqlite_order.hpp"
+
+namespace nrw {
+
+OrderedValue ColumnValue(sqlite3_stmt* st, int column) {
+  OrderedValue v;
+  switch (sqlite3_column_type(st, column)) {
+    case SQLITE_NULL:
+      v.cls = OrderedValue::Class::Null;
+      break;
+    case SQLITE_INTEGER:
+      v.cls = OrderedValue::Class::Number;
+      v.integer = true;
+      v.i = sqlite3_column_int64(st, column);
+      break;
+    case SQLITE_FLOAT:
+      v.cls = OrderedValue::Class::Number;
+      v.d = sqlite3_column_double(st, column);
+      break;
+    case SQLITE_TEXT: {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, column));
+      v.cls = OrderedValue::Class::Text;
+      v.text = std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(st, column)));
+      break;
+    }
+    default:
+      break;
+  }
+  return v;
+}
+
+OrderedValue KeyValue(const Variant& value) {
+  OrderedValue v;
+  switch (value.GetKind()) {
+    case Variant::Kind::Null:
+      v.cls = OrderedValue::Class::Null;
+      break;
+    case Variant::Kind::Integer:
+    case Variant::Kind::Boolean:
+      v.cls = OrderedValue::Class::Number;
+      v.integer = true;
+      v.i = value.AsInteger();
+      break;
+    case Variant::Kind::Float:
+      v.cls = OrderedValue::Class::Number;
+      v.d = value.AsFloat();
+      break;
+    case Variant::Kind::String:
+      v.cls = OrderedValue::Class::Text;
+      v.text = value.StringRef();
+      break;
+    case Variant::Kind::DateTime:
+      break;
+  }
+  return v;
+}
+
+std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b) {
+  using Class = OrderedValue::Class;
+  if (a.cls == Class::Unknown || b.cls == Class::Unknown) {
+    return std::nullopt;
+  }
+  if (a.cls != b.cls) {
+    return a.cls < b.cls ? -1 : 1;
+  }
+  if (a.cls == Class::Number) {
+    if (a.integer && b.integer) {
+      return (a.i > b.i) - (a.i < b.i);
+    }
+    // A long double holds every 64-bit integer exactly.
+    const long double x = a.integer ? a.i : a.d, y = b.integer ? b.i : b.d;
+    return (x > y) - (x < y);
+  }
+  if (a.cls == Class::Text) {
+    const int c = a.text.compare(b.text);  // unsigned bytes, as memcmp
+    return (c > 0) - (c < 0);
+  }
+  return 0;
+}
+
+void HeldValue::Hold(sqlite3_stmt* st, int column) {
+  value_ = ColumnValue(st, column);
+  if (value_.cls == OrderedValue::Class::Text) {
+    text_.assign(value_.text);
+  }
+}
+
+OrderedValue HeldValue::View() const {
+  OrderedValue v = value_;
+  if (v.cls == OrderedValue::Class::Text) {
+    v.text = text_;
+  }
+  return v;
+}
+
+}  // namespace nrw

@@ -1,0 +1,47 @@
+// Values as SQLite orders them in an index, compared here without asking SQLite: a cursor that
+// steps forward tells from them whether the row it looks for lies ahead.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/export.hpp"
+#include "host/variant.hpp"
+
+namespace nrw {
+
+// Nulls, then numbers (integers and reals by value), then texts by their bytes (the binary
+// collation). Dates and blobs are left to SQLite (Unknown).
+struct OrderedValue {
+  enum class Class { Null, Number, Text, Unknown };
+  Class cls = Class::Unknown;
+  bool integer = false;
+  int64_t i = 0;
+  double d = 0;
+  std::string_view text;  // the statement's or the variant's, while it stands
+};
+
+// Column `column` of the row `st` stands on.
+OrderedValue ColumnValue(sqlite3_stmt* st, int column);
+// A key value as it is bound to a statement (see BindSqliteValues).
+OrderedValue KeyValue(const Variant& value);
+// -1, 0 or 1, or nothing when either value is not ordered here.
+std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b);
+
+// A column's ordered value kept after its statement steps on (its text copied, in a buffer
+// that is reused by the next value held).
+class NRW_API HeldValue {
+ public:
+  void Hold(sqlite3_stmt* st, int column);
+  OrderedValue View() const;
+
+ private:
+  OrderedValue value_;
+  std::string text_;
+};
+
+}  // namespace nrw

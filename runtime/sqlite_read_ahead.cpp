@@ -1,0 +1,229 @@
+// SqliteReadAhead (see sqlite_read_ahead.hpp): batches of rows handed from the reading thread
+// to the caller and back, so that their buffers are reused.
+#include "runtime/sqlite_read_ahead.hpp"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
+
+#include "host/exception.hpp"
+
+namespace nrw {
+
+namespace {
+
+constexpr size_t kBatchRows = 128;
+// Batches filled ahead of the caller's (the one it takes rows from is not counted).
+constexpr size_t kBatchesAhead = 4;
+
+struct Batch {
+  std::vector<SqliteReadAhead::Row> rows;
+  size_t size = 0;
+  bool last = false;  // the query has no row after these
+};
+
+// Closes the reading's connection and statement however the reading ends.
+struct Reader {
+  sqlite3* db = nullptr;
+  sqlite3_stmt* st = nullptr;
+  ~Reader() {
+    sqlite3_finalize(st);
+    sqlite3_close(db);
+  }
+};
+
+}  // namespace
+
+struct SqliteReadAhead::Impl {
+  std::string path;
+  Shape shape;
+  std::thread thread;
+  std::atomic<bool> stopping{false};
+
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<Batch*> full;   // filled, in row order
+  std::vector<Batch*> free;  // given back
+  std::exception_ptr error;
+  bool ended = false;  // the thread wrote its last batch or its error
+
+  std::vector<std::unique_ptr<Batch>> batches;
+  Batch* current = nullptr;  // the caller's
+  size_t next = 0;           // the caller's next row in it
+  bool past_last = false;
+
+  // A batch to fill, when the caller gives one back; null once stopping.
+  Batch* TakeFree() {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return !free.empty() || stopping.load(); });
+    if (stopping.load()) {
+      return nullptr;
+    }
+    Batch* batch = free.back();
+    free.pop_back();
+    return batch;
+  }
+  void Hand(Batch* batch) {
+    std::lock_guard lock(mutex);
+    full.push_back(batch);
+    changed.notify_all();
+  }
+  void End(std::exception_ptr failure) {
+    std::lock_guard lock(mutex);
+    error = std::move(failure);
+    ended = true;
+    changed.notify_all();
+  }
+
+  void Read(const std::string& sql, const TVariantArray& params) {
+    pthread_setname_np(pthread_self(), "nrw-ahead");
+    try {
+      Reader r;
+      // A connection for each reading: its page cache starts empty, so the pages that were
+      // written since the last reading are read anew.
+      r.db = OpenSqliteReader(path);
+      if (sqlite3_prepare_v2(r.db, sql.c_str(), -1, &r.st, nullptr) != SQLITE_OK) {
+        throw Exception("cannot read ahead in '" + path + "': " + sqlite3_errmsg(r.db));
+      }
+      BindSqliteValues(r.db, r.st, params);
+      SqliteColumnReader columns;
+      while (Batch* batch = TakeFree()) {
+        batch->size = 0;
+        batch->last = false;
+        while (batch->size < kBatchRows && !batch->last) {
+          const int rc = sqlite3_step(r.st);
+          if (rc == SQLITE_ROW) {
+            if (batch->rows.size() == batch->size) {
+              batch->rows.emplace_back();
+            }
+            ReadRow(r.st, shape, columns, batch->rows[batch->size++]);
+          } else if (rc == SQLITE_DONE) {
+            batch->last = true;
+          } else {
+            throw Exception("cannot read ahead in '" + path + "': " + sqlite3_errmsg(r.db));
+          }
+        }
+        Hand(batch);
+        if (batch->last) {
+          break;
+        }
+      }
+      End(nullptr);
+    } catch (...) {
+      End(std::current_exception());
+    }
+  }
+
+  void Stop() {
+    if (thread.joinable()) {
+      {
+        std::lock_guard lock(mutex);
+        stopping = true;
+        changed.notify_all();
+      }
+      thread.join();
+    }
+    stopping = false;
+    free.clear();
+    for (auto& batch : batches) {
+      free.push_back(batch.get());
+    }
+    full.clear();
+    error = nullptr;
+    ended = false;
+    current = nullptr;
+    next = 0;
+    past_last = false;
+  }
+
+  // Gives the caller's batch back and takes the next one; past the last when the reading
+  // ended without another.
+  void NextBatch() {
+    std::unique_lock lock(mutex);
+    if (current != nullptr) {
+      free.push_back(current);
+      current = nullptr;
+      changed.notify_all();
+    }
+    changed.wait(lock, [this] { return !full.empty() || ended; });
+    if (full.empty()) {
+      past_last = true;
+      return;
+    }
+    current = full.front();
+    full.pop_front();
+    next = 0;
+  }
+};
+
+SqliteReadAhead::SqliteReadAhead(std::string path) : impl_(std::make_unique<Impl>()) {
+  impl_->path = std::move(path);
+  for (size_t i = 0; i < kBatchesAhead + 1; ++i) {
+    impl_->batches.push_back(std::make_unique<Batch>());
+  }
+}
+
+SqliteReadAhead::~SqliteReadAhead() {
+  impl_->Stop();
+}
+
+void SqliteReadAhead::Start(const std::string& sql, const TVariantArray& params, Shape shape) {
+  Impl& m = *impl_;
+  m.Stop();
+  m.shape = std::move(shape);
+  m.thread = std::thread([&m, sql, params] { m.Read(sql, params); });
+}
+
+const SqliteReadAhead::Row* SqliteReadAhead::Next() {
+  Impl& m = *impl_;
+  for (;;) {
+    if (m.current != nullptr && m.next < m.current->size) {
+      return &m.current->rows[m.next++];
+    }
+    if (m.current != nullptr && m.current->last) {
+      m.past_last = true;
+    }
+    if (m.past_last) {
+      if (m.error) {
+        std::rethrow_exception(m.error);
+      }
+      return nullptr;
+    }
+    m.NextBatch();
+  }
+}
+
+void SqliteReadAhead::Stop() {
+  impl_->Stop();
+}
+
+bool SqliteReadAhead::Reading() const {
+  return impl_->thread.joinable();
+}
+
+const SqliteReadAhead::Shape& SqliteReadAhead::RowShape() const {
+  return impl_->shape;
+}
+
+void SqliteReadAhead::ReadRow(sqlite3_stmt* st, const Shape& shape, SqliteColumnReader& reader,
+                              Row& row) {
+  row.rowid = sqlite3_column_int64(st, 0);
+  row.values.resize(shape.fields.size());
+  for (size_t i = 0; i < shape.fields.size(); ++i) {
+    if (shape.wanted[i]) {
+      reader.Read(st, static_cast<int>(i) + 1, shape.fields[i].type, shape.fields[i].name,
+                  row.values[i]);
+    }
+  }
+  row.key.resize(shape.index.size());
+  for (size_t i = 0; i < shape.index.size(); ++i) {
+    row.key[i].Hold(st, shape.index[i] + 1);
+  }
+}
+
+}  // namespace nrw

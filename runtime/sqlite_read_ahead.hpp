@@ -1,0 +1,61 @@
+// SqliteReadAhead: the rows of one query, read and converted on a thread of its own, on a
+// read-only connection of its own to the same file, while the caller works on the rows before
+// them. A table's cursor walking in index order hands its stream over to it, so that SQLite's
+// steps and the rows' conversion run on the other core.
+//
+// The file must not change while the rows are read: whoever writes to it stops the reading
+// first (the connection that holds the file stops its cursors' readings before each write).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/data_set.hpp"
+#include "host/variant.hpp"
+#include "runtime/sqlite_connection.hpp"
+#include "runtime/sqlite_order.hpp"
+
+namespace nrw {
+
+class NRW_API SqliteReadAhead {
+ public:
+  // What a row is read with. The query's first column is the row id, and column i + 1 is
+  // field i.
+  struct Shape {
+    std::vector<TFieldDef> fields;
+    std::vector<char> wanted;  // the fields converted; the others are left as they were
+    std::vector<int> index;    // the index fields, also held as SQLite orders them
+  };
+  struct Row {
+    int64_t rowid = 0;
+    std::vector<Variant> values;  // by field
+    std::vector<HeldValue> key;   // by index field
+  };
+
+  explicit SqliteReadAhead(std::string path);
+  ~SqliteReadAhead();
+  SqliteReadAhead(const SqliteReadAhead&) = delete;
+  SqliteReadAhead& operator=(const SqliteReadAhead&) = delete;
+
+  // Begins reading the rows of `sql` with `params` bound (a reading under way is stopped).
+  void Start(const std::string& sql, const TVariantArray& params, Shape shape);
+  // The next row, or null after the last. It stands until the next call or Stop. Raises what
+  // the reading raised (the query's error), once every row before it was given.
+  const Row* Next();
+  // Stops the reading; the rows not taken are dropped.
+  void Stop();
+  bool Reading() const;
+  // The shape of the reading under way.
+  const Shape& RowShape() const;
+
+  // Reads the row `st` stands on into `row`, as the reading does.
+  static void ReadRow(sqlite3_stmt* st, const Shape& shape, SqliteColumnReader& reader, Row& row);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace nrw
