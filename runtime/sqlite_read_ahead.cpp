@@ -189,6 +189,8 @@ const SqliteReadAhead::Row* SqliteReadAhead::Next() {
       m.past_last = true;
     }
     if (m.past_last) {
+      // The thread may still be ending after its last batch.
+      std::unique_lock lock(m.mutex);
       if (m.error) {
         std::rethrow_exception(m.error);
       }
