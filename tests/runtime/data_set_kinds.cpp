@@ -82,4 +82,20 @@ std::unique_ptr<TDataSet> DataSetFactory::Make(DataSetKind kind, const std::stri
   return table;
 }
 
+std::vector<std::string> PairTexts(TSQLConnection& connection, const std::string& sql,
+                                   const TVariantArray& params, size_t first) {
+  struct Sink : TSQLRowSink {
+    std::vector<std::string> rows;
+    size_t first = 0;
+    void Columns(const std::vector<TSQLColumn>&) override {}
+    void Row(const std::vector<Variant>& row) override {
+      const Variant& b = row[first + 1];
+      rows.push_back(row[first].AsString() + "|" + (b.IsNull() ? "null" : b.AsString()));
+    }
+  } sink;
+  sink.first = first;
+  connection.Query(sql, params, sink);
+  return sink.rows;
+}
+
 }  // namespace nrw::testing

@@ -44,4 +44,8 @@ class DataSetFactory {
   int serial_ = 0;
 };
 
+// The rows of `sql` as texts "a|b" of columns `first` and `first` + 1 ("null" for a null b).
+std::vector<std::string> PairTexts(TSQLConnection& connection, const std::string& sql,
+                                   const TVariantArray& params, size_t first);
+
 }  // namespace nrw::testing

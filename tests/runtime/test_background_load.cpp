@@ -72,17 +72,7 @@ TEST(OrderedWorker, StopsWithItemsStillWaiting) {
 class BackgroundLoadTest : public ::testing::Test {
  protected:
   std::vector<std::string> Rows(const std::string& table) {
-    std::vector<std::string> rows;
-    struct Sink : TSQLRowSink {
-      std::vector<std::string>* rows;
-      void Columns(const std::vector<TSQLColumn>&) override {}
-      void Row(const std::vector<Variant>& row) override {
-        rows->push_back(row[0].AsString() + "|" + (row[1].IsNull() ? "null" : row[1].AsString()));
-      }
-    } sink;
-    sink.rows = &rows;
-    connection->Query("select * from " + table + " order by rowid", {}, sink);
-    return rows;
+    return PairTexts(*connection, "select * from " + table + " order by rowid", {}, 0);
   }
 
   ScratchDir scratch;

@@ -38,18 +38,7 @@ const std::string kQuery = "select rowid, K, S, D from T where K >= ? order by S
 
 // The rows of kQuery from `from` on, as "K|S", read on this thread.
 std::vector<std::string> ReadHere(const std::string& file, int from) {
-  std::vector<std::string> rows;
-  auto connection = OpenConnection(file, false);
-  struct Sink : TSQLRowSink {
-    std::vector<std::string>* rows;
-    void Columns(const std::vector<TSQLColumn>&) override {}
-    void Row(const std::vector<Variant>& row) override {
-      rows->push_back(row[1].AsString() + "|" + (row[2].IsNull() ? "null" : row[2].AsString()));
-    }
-  } sink;
-  sink.rows = &rows;
-  connection->Query(kQuery, {Variant(from)}, sink);
-  return rows;
+  return PairTexts(*OpenConnection(file, false), kQuery, {Variant(from)}, 1);
 }
 
 std::string Text(const SqliteReadAhead::Row& row) {
