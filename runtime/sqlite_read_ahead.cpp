@@ -141,19 +141,20 @@ struct SqliteReadAhead::Impl {
     past_last = false;
   }
 
-  // Gives the caller's batch back and takes the next one; past the last when the reading
-  // ended without another.
+  // Takes the next batch for the caller; past the last when the reading ended without
+  // another. The caller's batch is given back only once the next one is there, so that its
+  // last row, the caller's latest, stands after the last batch and after a failure (four
+  // batches are filled ahead meanwhile: the reading never waits for it).
   void NextBatch() {
     std::unique_lock lock(mutex);
-    if (current != nullptr) {
-      free.push_back(current);
-      current = nullptr;
-      changed.notify_all();
-    }
     changed.wait(lock, [this] { return !full.empty() || ended; });
     if (full.empty()) {
       past_last = true;
       return;
+    }
+    if (current != nullptr) {
+      free.push_back(current);
+      changed.notify_all();
     }
     current = full.front();
     full.pop_front();

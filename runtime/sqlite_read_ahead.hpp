@@ -41,8 +41,9 @@ class NRW_API SqliteReadAhead {
 
   // Begins reading the rows of `sql` with `params` bound (a reading under way is stopped).
   void Start(const std::string& sql, const TVariantArray& params, Shape shape);
-  // The next row, or null after the last. It stands until the next call or Stop. Raises what
-  // the reading raised (the query's error), once every row before it was given.
+  // The next row, or null after the last. It stands until the next call or Stop, and the
+  // last row given stands also after a null or a failure. Raises what the reading raised (the
+  // query's error, or the file that cannot be opened), once every row before it was given.
   const Row* Next();
   // Stops the reading; the rows not taken are dropped.
   void Stop();

@@ -698,7 +698,15 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // Steps the stream: SQLITE_ROW, SQLITE_DONE, or SQLite's error.
   int StreamStep() {
     if (ahead) {
-      ahead_row = read_ahead->Next();
+      try {
+        ahead_row = read_ahead->Next();
+      } catch (const std::exception&) {
+        if (ahead_row == nullptr) {
+          throw;
+        }
+        ReadOnHere();
+        return StreamStep();
+      }
       return ahead_row != nullptr ? SQLITE_ROW : SQLITE_DONE;
     }
     const int rc = sqlite3_step(statement);
@@ -788,10 +796,32 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     ReadAheadAfterHandover();
   }
   nrw::SqliteReadAhead::Shape Shape() const { return {fields, wanted, index}; }
-  // Reads ahead the rows after `handover_row`, in the stream's order and under its conditions,
-  // which are those of the cursor now (a stream whose range or filter changed was replaced).
+  // Reads ahead the rows after `handover_row`.
   void ReadAheadAfterHandover() {
     TVariantArray params;
+    const std::string sql = AfterHandover(params);
+    read_ahead->Start(sql, params, Shape());
+    ahead = true;
+    ahead_row = &handover_row;
+  }
+  // The reading ahead failed (its connection could not open the file, say): the stream goes on
+  // after its row with a statement on the cursor's connection, as before the hand-over, and the
+  // cursor reads no more ahead. A file that cannot be read fails that statement in turn.
+  void ReadOnHere() {
+    if (ahead_row != &handover_row) {
+      handover_row = *ahead_row;
+      handover_read = read_ahead->RowShape().wanted;
+    }
+    StopAhead();
+    read_ahead_after = 0;
+    TVariantArray params;
+    const std::string sql = AfterHandover(params);
+    statement = Prepare(sql, params);
+  }
+  // The statement of the rows after `handover_row`, in the stream's order and under its
+  // conditions, which are those of the cursor now (a stream whose range or filter changed was
+  // replaced); its values go to `params`.
+  std::string AfterHandover(TVariantArray& params) {
     std::vector<std::string> terms = Conditions(params, end_in_sql);
     std::vector<std::string> keys = KeyColumns(index.size());
     keys.push_back("rowid");
@@ -802,9 +832,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     // (index fields, rowid) > the row's, as row ids are integers.
     values.push_back(Variant(handover_row.rowid + 1));
     terms.push_back(Lexicographic(keys, values, Order::Ge, params));
-    read_ahead->Start(SelectList() + Where(terms) + AscendingOrder(), params, Shape());
-    ahead = true;
-    ahead_row = &handover_row;
+    return SelectList() + Where(terms) + AscendingOrder();
   }
   // Whether the first row whose key is not below `k` is the stream's row or lies after it.
   bool Allows(const TVariantArray& k) const {

@@ -400,6 +400,27 @@ TEST(SqliteTable, AWalkReadAheadReadsOnWhatWasWrittenMeanwhile) {
   EXPECT_TRUE(reader.Eof());
 }
 
+// Reading ahead never fails a walk that reads on without it: when the reading's connection
+// cannot open the file (here removed, while the table's own connection keeps it open), the walk
+// goes on from its row on the table's connection.
+TEST(SqliteTable, AWalkGoesOnWhenItsFileCannotBeOpenedAgain) {
+  ScratchDir scratch;
+  TnFDTableSQLite table;
+  const std::string file = NumberedFile(scratch, 2000);
+  OpenOn(table, file, "T", "K");
+  table.SetReadAheadAfter(10);
+  table.First();
+  ASSERT_EQ(table.GetInteger(2), 0);
+  std::filesystem::remove(file);
+  int i = 0;
+  for (; !table.Eof(); ++i, table.Next()) {
+    ASSERT_EQ(table.GetInteger(2), i);
+    ASSERT_EQ(table.GetString(1), "s" + std::to_string(i % 7)) << "a field first asked for";
+  }
+  EXPECT_EQ(i, 2000);
+  EXPECT_FALSE(table.ReadingAhead());
+}
+
 // A field first asked for in the middle of a walk read ahead is read with the rows after.
 TEST(SqliteTable, AWalkReadAheadReadsAFieldFirstAskedForMidway) {
   ScratchDir scratch;
