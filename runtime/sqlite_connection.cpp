@@ -255,8 +255,12 @@ sqlite3* OpenSqliteDatabase(const std::string& path, bool create) {
                        SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0), path);
 }
 
+std::string SqliteReaderUri(const std::string& path) {
+  return SqliteFileUri(path, "mode=ro&nolock=1");
+}
+
 sqlite3* OpenSqliteReader(const std::string& path) {
-  return OpenSqliteUri(SqliteFileUri(path, "mode=ro&nolock=1"), SQLITE_OPEN_READONLY, path);
+  return OpenSqliteUri(SqliteReaderUri(path), SQLITE_OPEN_READONLY, path);
 }
 
 SqliteConnection::SqliteConnection(const std::string& path, bool create)

@@ -86,8 +86,10 @@ std::string SqliteFileUri(const std::string& path, const std::string& query);
 // Statements on it may attach other files by URI.
 sqlite3* OpenSqliteDatabase(const std::string& path, bool create);
 
-// Opens the file read-only and without taking its lock, to read beside the connection that
-// holds it: that connection must not write to the file while this one reads.
+// The URI that reads the file read-only and without taking its lock, beside the connection
+// that holds it: that connection must not write to the file meanwhile.
+std::string SqliteReaderUri(const std::string& path);
+// Opens the file so (see SqliteReaderUri).
 sqlite3* OpenSqliteReader(const std::string& path);
 
 }  // namespace nrw

@@ -142,15 +142,22 @@ std::string FilterToSql(const nrw::FilterNode& node, const std::vector<std::stri
          FilterToSql(*node.right, columns, params) + ")";
 }
 
-// Lexicographic order of two keys of the same length.
-std::optional<int> CompareKeys(const TVariantArray& a, const TVariantArray& b) {
-  for (size_t i = 0; i < a.size(); ++i) {
-    const std::optional<int> c = CompareValues(KeyValue(a[i]), KeyValue(b[i]));
+// Lexicographic order of two rows of `n` values, value i of each given by a(i) and b(i).
+template <class A, class B>
+std::optional<int> CompareInTurn(size_t n, A a, B b) {
+  for (size_t i = 0; i < n; ++i) {
+    const std::optional<int> c = CompareValues(a(i), b(i));
     if (!c || *c != 0) {
       return c;
     }
   }
   return 0;
+}
+
+// Lexicographic order of two keys of the same length.
+std::optional<int> CompareKeys(const TVariantArray& a, const TVariantArray& b) {
+  return CompareInTurn(
+      a.size(), [&](size_t i) { return KeyValue(a[i]); }, [&](size_t i) { return KeyValue(b[i]); });
 }
 
 // Whether every value of the key is ordered here.
@@ -454,10 +461,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       CompleteRow();
       if (ahead && ahead_row != nullptr) {
         // The rows read ahead lack the field: the reading starts again after the stream's row.
-        if (ahead_row != &handover_row) {
-          handover_row = *ahead_row;
-          handover_read = read_ahead->RowShape().wanted;
-        }
+        KeepStreamRow();
         ReadAheadAfterHandover();
       }
     }
@@ -674,24 +678,6 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     has_floor = true;
     floor_strict = strict;
   }
-  // The order of the row `st` stands on against `k`, over k's fields.
-  std::optional<int> CompareRow(sqlite3_stmt* st, const TVariantArray& k) const {
-    for (size_t i = 0; i < k.size(); ++i) {
-      const std::optional<int> c = CompareValues(ColumnValue(st, index[i] + 1), KeyValue(k[i]));
-      if (!c || *c != 0) {
-        return c;
-      }
-    }
-    return 0;
-  }
-  // Whether the row `st` stands on is past the range's end (held here, not in the SQL).
-  bool BeyondEnd(sqlite3_stmt* st) const {
-    if (!has_range || end_in_sql) {
-      return false;
-    }
-    const std::optional<int> c = CompareRow(st, range_end);
-    return !c || *c > 0;
-  }
 
   // --- The stream's row, from the statement or read ahead ---
 
@@ -715,22 +701,18 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     }
     return rc;
   }
+  // The order of the stream's row against `k`, over k's fields.
   std::optional<int> CompareStream(const TVariantArray& k) const {
-    if (!ahead) {
-      return CompareRow(statement, k);
+    const auto key = [&](size_t i) { return KeyValue(k[i]); };
+    if (ahead) {
+      return CompareInTurn(
+          k.size(), [&](size_t i) { return ahead_row->key[i].View(); }, key);
     }
-    for (size_t i = 0; i < k.size(); ++i) {
-      const std::optional<int> c = CompareValues(ahead_row->key[i].View(), KeyValue(k[i]));
-      if (!c || *c != 0) {
-        return c;
-      }
-    }
-    return 0;
+    return CompareInTurn(
+        k.size(), [&](size_t i) { return ColumnValue(statement, index[i] + 1); }, key);
   }
+  // Whether the stream's row is past the range's end (held here, not in the SQL).
   bool StreamBeyondEnd() const {
-    if (!ahead) {
-      return BeyondEnd(statement);
-    }
     if (!has_range || end_in_sql) {
       return false;
     }
@@ -782,7 +764,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // table is in a file that another connection can open. What the connection wrote is
   // committed first, as a key search would, so that the file holds it.
   void BeginReadAhead() {
-    if (conn->path.empty() || conn->path == ":memory:" || conn->path.starts_with("file:")) {
+    if (conn->path.empty() || conn->path == ":memory:") {
       return;
     }
     conn->Commit();
@@ -796,6 +778,13 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     ReadAheadAfterHandover();
   }
   nrw::SqliteReadAhead::Shape Shape() const { return {fields, wanted, index}; }
+  // The stream's row, read ahead, becomes `handover_row`: it stands after the reading stops.
+  void KeepStreamRow() {
+    if (ahead_row != &handover_row) {
+      handover_row = *ahead_row;
+      handover_read = read_ahead->RowShape().wanted;
+    }
+  }
   // Reads ahead the rows after `handover_row`.
   void ReadAheadAfterHandover() {
     TVariantArray params;
@@ -808,10 +797,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // after its row with a statement on the cursor's connection, as before the hand-over, and the
   // cursor reads no more ahead. A file that cannot be read fails that statement in turn.
   void ReadOnHere() {
-    if (ahead_row != &handover_row) {
-      handover_row = *ahead_row;
-      handover_read = read_ahead->RowShape().wanted;
-    }
+    KeepStreamRow();
     StopAhead();
     read_ahead_after = 0;
     TVariantArray params;
@@ -1148,7 +1134,7 @@ TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
   const bool same_file = source_file == connection_->Params().Database();
   if (!same_file) {
     // The source's own connection keeps its file locked: read it without locking, read-only.
-    plan.attach = nrw::SqliteFileUri(source_file, "mode=ro&nolock=1");
+    plan.attach = nrw::SqliteReaderUri(source_file);
   }
   plan.sql = "insert into main." + QuoteIdentifier(table_name_) + " (" + into + ") select " +
              values + " from " + (same_file ? "main." : "nrw_source.") +
@@ -1506,7 +1492,7 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
       (c.range_start.size() == key.size() && CompareKeys(key, c.range_start).value_or(-1) >= 0)) {
     c.SetFloor(key, true);
   }
-  if (c.done || c.BeyondEnd(st) || !c.HoldsKey(st, key)) {
+  if (c.done || c.StreamBeyondEnd() || !c.HoldsKey(st, key)) {
     c.detached = true;  // the cursor keeps its row; Next opens again from it
     return false;
   }
