@@ -53,6 +53,12 @@ class NRW_API TSQLConnection : public TObject {
   virtual std::string Description() const = 0;
   // Runs a query with positional parameters, handing its rows to `sink`.
   virtual void Query(const std::string& sql, const TVariantArray& params, TSQLRowSink& sink) = 0;
+  // The same for a query that may return many rows (a month's lines): the rows and their
+  // values are those Query gives, but a server may send them in its bulk form (PostgreSQL's
+  // COPY, at the price of two more round trips before the first row).
+  virtual void BulkQuery(const std::string& sql, const TVariantArray& params, TSQLRowSink& sink) {
+    Query(sql, params, sink);
+  }
   // Runs a statement that returns no rows; the number of rows it changed.
   virtual int64_t Execute(const std::string& sql, const TVariantArray& params) = 0;
   // Runs several statements separated by ";" (DDL scripts); no parameters.

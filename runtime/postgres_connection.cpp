@@ -76,6 +76,88 @@ Variant ParseValue(const char* text, int length, TFieldType type, const std::str
   throw Exception("column " + column + ": cannot read '" + std::string(text, length) + "'");
 }
 
+// Reads the rows of COPY's text form: fields separated by tabs, \N for null, and backslash
+// escapes for the backslash and the control characters. Each field is read as the single-row
+// results read it, so both give the same values.
+class CopyRowReader {
+ public:
+  explicit CopyRowReader(const std::vector<TSQLColumn>& columns)
+      : columns_(columns), row_(columns.size()) {}
+
+  const std::vector<Variant>& Read(std::string_view line) {
+    if (!line.empty() && line.back() == '\n') {
+      line.remove_suffix(1);
+    }
+    size_t column = 0, start = 0;
+    for (;;) {
+      size_t end = start;
+      bool escaped = false;
+      while (end < line.size() && line[end] != '\t') {
+        escaped = escaped || line[end] == '\\';
+        end += line[end] == '\\' ? 2 : 1;
+      }
+      end = std::min(end, line.size());
+      if (column == columns_.size()) {
+        throw Exception("COPY sent more than " + std::to_string(columns_.size()) + " columns");
+      }
+      Field(column++, line.substr(start, end - start), escaped);
+      if (end == line.size()) {
+        break;
+      }
+      start = end + 1;
+    }
+    if (column != columns_.size()) {
+      throw Exception("COPY sent " + std::to_string(column) + " columns of " +
+                      std::to_string(columns_.size()));
+    }
+    return row_;
+  }
+
+ private:
+  void Field(size_t i, std::string_view text, bool escaped) {
+    if (text == "\\N") {
+      row_[i] = Variant();
+      return;
+    }
+    if (escaped) {
+      Unescape(text);
+      text = unescaped_;
+    }
+    row_[i] =
+        ParseValue(text.data(), static_cast<int>(text.size()), columns_[i].type, columns_[i].name);
+  }
+  void Unescape(std::string_view text) {
+    unescaped_.clear();
+    for (size_t i = 0; i < text.size(); ++i) {
+      unescaped_ += text[i] == '\\' && i + 1 < text.size() ? Unescaped(text[++i]) : text[i];
+    }
+  }
+  // The server escapes the backslash and six control characters; a backslash before anything
+  // else stands for that character.
+  static char Unescaped(char c) {
+    switch (c) {
+      case 'b':
+        return '\b';
+      case 'f':
+        return '\f';
+      case 'n':
+        return '\n';
+      case 'r':
+        return '\r';
+      case 't':
+        return '\t';
+      case 'v':
+        return '\v';
+      default:
+        return c;
+    }
+  }
+
+  const std::vector<TSQLColumn>& columns_;
+  std::vector<Variant> row_;
+  std::string unescaped_;
+};
+
 std::string CopyEscape(const std::string& text) {
   std::string out;
   out.reserve(text.size());
@@ -264,6 +346,87 @@ void PostgresConnection::Query(const std::string& sql, const TVariantArray& para
       }
     } catch (...) {
       failure = std::current_exception();
+    }
+  }
+  if (!error.empty()) {
+    ThrowSqlError(error);
+  }
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
+std::string PostgresConnection::Literal(const Variant& value) const {
+  const std::optional<std::string> text = PostgresText(value);
+  if (!text) {
+    return "null";
+  }
+  char* quoted = PQescapeLiteral(conn_, text->data(), text->size());
+  if (quoted == nullptr) {
+    ThrowSqlError(PQerrorMessage(conn_));
+  }
+  std::string literal(quoted);
+  PQfreemem(quoted);
+  return literal;
+}
+
+std::vector<TSQLColumn> PostgresConnection::Describe(const std::string& sql) {
+  Result prepared(PQprepare(conn_, "", sql.c_str(), 0, nullptr));
+  if (PQresultStatus(prepared.get()) != PGRES_COMMAND_OK) {
+    ThrowSqlError(PQresultErrorMessage(prepared.get()));
+  }
+  Result described(PQdescribePrepared(conn_, ""));
+  if (PQresultStatus(described.get()) != PGRES_COMMAND_OK) {
+    ThrowSqlError(PQresultErrorMessage(described.get()));
+  }
+  std::vector<TSQLColumn> columns;
+  for (int i = 0; i < PQnfields(described.get()); ++i) {
+    columns.push_back({PQfname(described.get(), i), FieldTypeOfOid(PQftype(described.get(), i))});
+  }
+  return columns;
+}
+
+void PostgresConnection::BulkQuery(const std::string& sql, const TVariantArray& params,
+                                   TSQLRowSink& sink) {
+  if (!FirstWordIs(sql, "select")) {
+    Query(sql, params, sink);
+    return;
+  }
+  std::vector<std::string> literals;
+  literals.reserve(params.size());
+  for (const Variant& value : params) {
+    literals.push_back(Literal(value));
+  }
+  std::string text = InlinePlaceholders(sql, literals);
+  // COPY takes the query in parentheses: without a closing ";", and on lines of its own, so that
+  // a comment on its last line cannot hide the parenthesis.
+  text.erase(text.find_last_not_of(" \t\r\n;") + 1);
+  const std::vector<TSQLColumn> columns = Describe(text);
+  sink.Columns(columns);
+  Result started(PQexec(conn_, ("copy (\n" + text + "\n) to stdout").c_str()));
+  if (PQresultStatus(started.get()) != PGRES_COPY_OUT) {
+    ThrowSqlError(PQresultErrorMessage(started.get()));
+  }
+  CopyRowReader reader(columns);
+  std::exception_ptr failure;  // a failure of the sink; the rows are drained first
+  char* line = nullptr;
+  int length = 0;
+  while ((length = PQgetCopyData(conn_, &line, 0)) > 0) {
+    const std::unique_ptr<char, decltype(&PQfreemem)> owned(line, &PQfreemem);
+    if (failure) {
+      continue;
+    }
+    try {
+      sink.Row(reader.Read(std::string_view(line, static_cast<size_t>(length))));
+    } catch (...) {
+      failure = std::current_exception();
+    }
+  }
+  std::string error = length == -2 ? Trim(PQerrorMessage(conn_)) : std::string();
+  while (PGresult* raw = PQgetResult(conn_)) {
+    Result result(raw);
+    if (PQresultStatus(raw) != PGRES_COMMAND_OK && error.empty()) {
+      error = Trim(PQresultErrorMessage(raw));
     }
   }
   if (!error.empty()) {

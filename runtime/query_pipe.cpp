@@ -49,7 +49,7 @@ class Pipe : public TSQLRowSink {
         const PipedQuery& query = lane_.queries[q];
         fields_ = &query.fields;
         current_.query = q;
-        lane_.connection->Query(query.sql, query.params, *this);
+        lane_.connection->BulkQuery(query.sql, query.params, *this);
         current_.last = true;
         HandOver();
       }

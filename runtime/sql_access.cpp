@@ -1,7 +1,6 @@
 // The host's SQL operations over its one connection: cursors filled from queries, refreshed
 // with new values, and the connection the host program chose.
 #include <algorithm>
-#include <cctype>
 #include <exception>
 #include <future>
 #include <memory>
@@ -12,6 +11,7 @@
 #include "host/sql.hpp"
 #include "host/sysutils.hpp"
 #include "runtime/postgres_connection.hpp"
+#include "runtime/sql_placeholders.hpp"
 #include "runtime/sqlite_connection.hpp"
 
 namespace {
@@ -135,7 +135,7 @@ void FillOn(TSQLConnection& connection, TnClientDataSet& cursor, const TVariantA
   const Refilling refilling(cursor);
   const std::string index = cursor.IndexFieldNames();
   CursorFiller filler(cursor, cursor.MaxRows());
-  connection.Query(cursor.SQL(), params, filler);
+  connection.BulkQuery(cursor.SQL(), params, filler);
   cursor.SetIndexFieldNames(index.empty() ? OrderByKey(cursor.SQL(), cursor) : index);
   cursor.First();
 }
@@ -155,14 +155,7 @@ class ResultKeeper : public TSQLRowSink {
 
 // A query that only reads: one that starts with SELECT or WITH.
 bool OnlyReads(const std::string& sql) {
-  const size_t first = sql.find_first_not_of(" \t\r\n(");
-  const std::string_view head =
-      std::string_view(sql).substr(first == std::string::npos ? 0 : first);
-  const auto starts = [&](std::string_view word) {
-    return head.size() > word.size() && SameText(head.substr(0, word.size()), word) &&
-           !std::isalnum(static_cast<unsigned char>(head[word.size()]));
-  };
-  return starts("select") || starts("with");
+  return nrw::FirstWordIs(sql, "select") || nrw::FirstWordIs(sql, "with");
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <cctype>
 
+#include "host/exception.hpp"
+#include "host/sysutils.hpp"
+
 namespace nrw {
 namespace {
 
@@ -36,11 +39,9 @@ size_t CopyUntil(const std::string& sql, size_t i, const std::string& end, std::
   return next;
 }
 
-}  // namespace
-
-SqlPlaceholders RewritePlaceholders(const std::string& sql, PlaceholderStyle style) {
-  SqlPlaceholders result;
-  std::string& out = result.text;
+// Copies the SQL to `out`, handing each parameter to `parameter(name, out)`.
+template <typename Parameter>
+void Rewrite(const std::string& sql, std::string& out, Parameter parameter) {
   out.reserve(sql.size());
   size_t i = 0;
   while (i < sql.size()) {
@@ -59,15 +60,44 @@ SqlPlaceholders RewritePlaceholders(const std::string& sql, PlaceholderStyle sty
       while (end < sql.size() && IsNameChar(sql[end])) {
         ++end;
       }
-      result.names.push_back(sql.substr(i + 1, end - i - 1));
-      out += style == PlaceholderStyle::Question ? '?' : '$';
-      out += std::to_string(result.names.size());
+      parameter(std::string_view(sql).substr(i + 1, end - i - 1), out);
       i = end;
     } else {
       out += sql[i++];
     }
   }
+}
+
+}  // namespace
+
+SqlPlaceholders RewritePlaceholders(const std::string& sql, PlaceholderStyle style) {
+  SqlPlaceholders result;
+  Rewrite(sql, result.text, [&](std::string_view name, std::string& out) {
+    result.names.emplace_back(name);
+    out += style == PlaceholderStyle::Question ? '?' : '$';
+    out += std::to_string(result.names.size());
+  });
   return result;
+}
+
+std::string InlinePlaceholders(const std::string& sql, const std::vector<std::string>& texts) {
+  std::string text;
+  size_t count = 0;
+  Rewrite(sql, text, [&](std::string_view name, std::string& out) {
+    if (count == texts.size()) {
+      throw Exception("SQL parameter :" + std::string(name) + " (number " +
+                      std::to_string(count + 1) + ") has no value");
+    }
+    out += texts[count++];
+  });
+  return text;
+}
+
+bool FirstWordIs(std::string_view sql, std::string_view word) {
+  const size_t first = sql.find_first_not_of(" \t\r\n(");
+  const std::string_view head = sql.substr(first == std::string_view::npos ? sql.size() : first);
+  return head.size() > word.size() && SameText(head.substr(0, word.size()), word) &&
+         !std::isalnum(static_cast<unsigned char>(head[word.size()]));
 }
 
 }  // namespace nrw

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/export.hpp"
@@ -21,5 +22,14 @@ enum class PlaceholderStyle {
 };
 
 NRW_API SqlPlaceholders RewritePlaceholders(const std::string& sql, PlaceholderStyle style);
+
+// The SQL with its i-th parameter (in order of appearance) replaced by `texts[i]`, for a
+// statement that takes no parameters (PostgreSQL's COPY); the texts must be SQL literals made
+// by the backend's quoting. Raises when a parameter has no text.
+NRW_API std::string InlinePlaceholders(const std::string& sql,
+                                       const std::vector<std::string>& texts);
+
+// Whether the statement's first word, after blanks and opening parentheses, is `word` (any case).
+NRW_API bool FirstWordIs(std::string_view sql, std::string_view word);
 
 }  // namespace nrw

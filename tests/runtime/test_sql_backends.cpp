@@ -1,6 +1,7 @@
 // The SQL layer, written once and run on SQLite and on PostgreSQL.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <fstream>
 #include <memory>
 
@@ -318,6 +319,121 @@ TEST_P(SqlBackend, ExecuteReportsChangedRows) {
   conn->Execute("delete from T", {});
   conn->Rollback();
   EXPECT_EQ(Ns("1 = 1", {}).size(), 5u);
+}
+
+// Keeps what a query hands over.
+struct KeptRows : TSQLRowSink {
+  void Columns(const std::vector<TSQLColumn>& given) override { columns = given; }
+  void Row(const std::vector<Variant>& values) override {
+    if (rows.size() == fail_at) {
+      throw Exception("the sink gave up");
+    }
+    rows.push_back(values);
+  }
+  std::vector<TSQLColumn> columns;
+  std::vector<std::vector<Variant>> rows;
+  size_t fail_at = SIZE_MAX;
+};
+
+std::string ColumnsText(const std::vector<TSQLColumn>& columns) {
+  std::string text;
+  for (const TSQLColumn& c : columns) {
+    text += AnsiUpperCase(c.name) + ":" + std::to_string(static_cast<int>(c.type)) + " ";
+  }
+  return text;
+}
+
+TEST_P(SqlBackend, ABulkQueryGivesWhatTheQueryGives) {
+  conn->ExecuteScript(
+      "create table A (N integer, B bigint, V numeric(15,6), F double precision, D date, "
+      "DT timestamp, L boolean, S varchar(80))");
+  const std::vector<std::string> texts = {
+      "tab\there", "line\nbreak\r",   "back\\slash \\N \\t", "\\N",
+      "",          "'quoted' \"dq\"", "ção Ünïcode €",       "bell\a\b\f\v"};
+  auto writer = conn->BulkInsert("A", {"N", "B", "V", "F", "D", "DT", "L", "S"});
+  for (size_t i = 0; i < texts.size(); ++i) {
+    const double day = EncodeDate(2026, 1, 1) + static_cast<double>(i);
+    writer->Add({static_cast<int>(i), int64_t{1} << 40, 1234.5 + static_cast<double>(i) / 1000,
+                 0.1 * static_cast<double>(i), Variant::FromDateTime(day),
+                 Variant::FromDateTime(day + 0.75), i % 2 == 0, texts[i]});
+  }
+  writer->Add(
+      {Variant(100), Variant(), Variant(), Variant(), Variant(), Variant(), Variant(), Variant()});
+  writer->Finish();
+  // Parameters of each kind, a name used twice, a colon and a doubled quote inside a literal.
+  const std::string sql =
+      "select N, B, V, F, D, DT, L, S, 'it''s :not' as T, cast(V as integer) as VI from A "
+      "where (N >= :low or N = :low) and (S <> :text or S is null) and (D >= :day or D is null) "
+      "and (F < :limit or F is null) and coalesce(:none, N) = N order by N";
+  const TVariantArray params = {Variant(1),
+                                Variant(1),
+                                Variant("it's a \\ :text"),
+                                Variant::FromDateTime(EncodeDate(2026, 1, 2)),
+                                Variant(9.5),
+                                Variant()};
+  KeptRows direct, bulk;
+  conn->Query(sql, params, direct);
+  conn->BulkQuery(sql, params, bulk);
+  EXPECT_EQ(ColumnsText(bulk.columns), ColumnsText(direct.columns));
+  ASSERT_EQ(bulk.rows.size(), texts.size());
+  EXPECT_EQ(bulk.rows, direct.rows);
+  bool awkward_seen = false;
+  for (const auto& row : bulk.rows) {
+    awkward_seen = awkward_seen || row[7] == Variant(texts[2]);
+  }
+  EXPECT_TRUE(awkward_seen) << "backslashes come back as they were written";
+}
+
+TEST_P(SqlBackend, ABulkQueryMayEndInASemicolonOrAComment) {
+  for (const std::string sql : {"select N from T where N > :n order by N ;\n ",
+                                "select N from T where N > :n order by N -- the last ones"}) {
+    KeptRows bulk;
+    conn->BulkQuery(sql, {Variant(3)}, bulk);
+    ASSERT_EQ(bulk.rows.size(), 2u) << sql;
+    EXPECT_EQ(bulk.rows[1][0].AsInteger(), 5) << sql;
+  }
+}
+
+TEST_P(SqlBackend, ABulkQueryOfNoRowsStillDescribesItsColumns) {
+  KeptRows bulk;
+  conn->BulkQuery("select N, S from T where N < :n", {Variant(0)}, bulk);
+  EXPECT_EQ(ColumnsText(bulk.columns), "N:" + std::to_string(int(TFieldType::Integer)) +
+                                           " S:" + std::to_string(int(TFieldType::String)) + " ");
+  EXPECT_TRUE(bulk.rows.empty());
+}
+
+TEST_P(SqlBackend, ABulkQueryFailsAsTheQueryFails) {
+  const auto message = [&](auto run) {
+    KeptRows rows;
+    try {
+      run(rows);
+    } catch (const Exception& e) {
+      return std::string(e.what());
+    }
+    return std::string();
+  };
+  for (const std::string sql : {"select NO_SUCH_COLUMN from T", "select N from T where N = :n"}) {
+    const std::string direct = message([&](KeptRows& rows) { conn->Query(sql, {}, rows); });
+    EXPECT_FALSE(direct.empty()) << sql;
+    EXPECT_EQ(message([&](KeptRows& rows) { conn->BulkQuery(sql, {}, rows); }), direct);
+  }
+  // A sink that gives up midway: its failure comes out, and the connection reads on.
+  KeptRows giving_up;
+  giving_up.fail_at = 2;
+  EXPECT_EQ(
+      message([&](KeptRows&) { conn->BulkQuery("select N from T order by N", {}, giving_up); }),
+      "the sink gave up");
+  EXPECT_EQ(Ns("N > :n", {Variant(3)}), (std::vector<int64_t>{4, 5}));
+}
+
+TEST_P(SqlBackend, ABulkQueryRunsWhatIsNotASelectAsAQuery) {
+  KeptRows with, values;
+  conn->BulkQuery("with M as (select max(N) as N from T) select N from M", {}, with);
+  ASSERT_EQ(with.rows.size(), 1u);
+  EXPECT_EQ(with.rows[0][0].AsInteger(), 5);
+  conn->BulkQuery("update T set S = :s where N = 1 returning N", {Variant("u")}, values);
+  ASSERT_EQ(values.rows.size(), 1u);
+  EXPECT_EQ(Ns("S = :s", {Variant("u")}), (std::vector<int64_t>{1}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Databases, SqlBackend,

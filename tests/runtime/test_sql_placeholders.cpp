@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "host/exception.hpp"
 #include "runtime/sql_placeholders.hpp"
 
 namespace nrw {
@@ -46,4 +47,25 @@ TEST(SqlPlaceholders, UnterminatedQuoteRunsToTheEnd) {
 }
 
 }  // namespace
+TEST(SqlPlaceholders, InliningPutsEachTextWhereItsParameterWas) {
+  EXPECT_EQ(InlinePlaceholders("select ':a', a::text -- :b\nfrom T where a = :a and b = :a",
+                               {"'x'", "null"}),
+            "select ':a', a::text -- :b\nfrom T where a = 'x' and b = null");
+  try {
+    InlinePlaceholders("where a = :a and b = :b", {"1"});
+    FAIL() << "a parameter without a text";
+  } catch (const Exception& e) {
+    EXPECT_STREQ(e.what(), "SQL parameter :b (number 2) has no value");
+  }
+}
+
+TEST(SqlPlaceholders, FirstWordOfAStatement) {
+  EXPECT_TRUE(FirstWordIs("  (SELECT 1) union select 2", "select"));
+  EXPECT_TRUE(FirstWordIs("\n\tselect\n1", "select"));
+  EXPECT_FALSE(FirstWordIs("selected", "select"));
+  EXPECT_FALSE(FirstWordIs("select", "select")) << "a word alone is no statement";
+  EXPECT_FALSE(FirstWordIs("with x as (select 1) select * from x", "select"));
+  EXPECT_FALSE(FirstWordIs("", "select"));
+}
+
 }  // namespace nrw
