@@ -63,12 +63,26 @@ const char* ShortEscape(unsigned char c) {
   return nullptr;
 }
 
+bool IsPlainAscii(unsigned char c) {
+  return c >= 0x20 && c < 0x80 && c != '"' && c != '\\';
+}
+
 // Appends `text` as a JSON string: quotes, backslashes and control characters escaped, UTF-8
 // kept as it is, and a byte that is not part of valid UTF-8 replaced by U+FFFD.
 void AppendJsonString(std::string& out, std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
   out += '"';
   for (size_t i = 0; i < text.size();) {
+    // Runs of printable ASCII, most of every value, go in one piece.
+    size_t plain = i;
+    while (plain < text.size() && IsPlainAscii(static_cast<unsigned char>(text[plain]))) {
+      ++plain;
+    }
+    if (plain > i) {
+      out.append(text.substr(i, plain - i));
+      i = plain;
+      continue;
+    }
     const auto c = static_cast<unsigned char>(text[i]);
     if (c >= 0x80) {
       const size_t length = c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 ? 2 : 0;
@@ -85,9 +99,7 @@ void AppendJsonString(std::string& out, std::string_view text) {
       }
       continue;
     }
-    if (c >= 0x20 && c != '"' && c != '\\') {
-      out += static_cast<char>(c);
-    } else if (const char* escape = ShortEscape(c)) {
+    if (const char* escape = ShortEscape(c)) {
       out += escape;
     } else {
       out += "\\u00";
