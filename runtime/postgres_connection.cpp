@@ -402,6 +402,10 @@ void PostgresConnection::BulkQuery(const std::string& sql, const TVariantArray& 
   // a comment on its last line cannot hide the parenthesis.
   text.erase(text.find_last_not_of(" \t\r\n;") + 1);
   const std::vector<TSQLColumn> columns = Describe(text);
+  if (columns.empty()) {  // SELECT ... INTO makes a table, which COPY does not do
+    Query(sql, params, sink);
+    return;
+  }
   sink.Columns(columns);
   Result started(PQexec(conn_, ("copy (\n" + text + "\n) to stdout").c_str()));
   if (PQresultStatus(started.get()) != PGRES_COPY_OUT) {

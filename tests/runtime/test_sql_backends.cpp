@@ -434,6 +434,12 @@ TEST_P(SqlBackend, ABulkQueryRunsWhatIsNotASelectAsAQuery) {
   conn->BulkQuery("update T set S = :s where N = 1 returning N", {Variant("u")}, values);
   ASSERT_EQ(values.rows.size(), 1u);
   EXPECT_EQ(Ns("S = :s", {Variant("u")}), (std::vector<int64_t>{1}));
+  if (GetParam() == Backend::PostgreSQL) {  // SQLite has no SELECT ... INTO
+    KeptRows into;
+    conn->BulkQuery("select N, S into U from T where N > :n", {Variant(3)}, into);
+    EXPECT_TRUE(into.rows.empty());
+    EXPECT_EQ(Run("select N from U order by N", {})->RecordCount(), 2);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Databases, SqlBackend,
