@@ -356,20 +356,6 @@ void PostgresConnection::Query(const std::string& sql, const TVariantArray& para
   }
 }
 
-std::string PostgresConnection::Literal(const Variant& value) const {
-  const std::optional<std::string> text = PostgresText(value);
-  if (!text) {
-    return "null";
-  }
-  char* quoted = PQescapeLiteral(conn_, text->data(), text->size());
-  if (quoted == nullptr) {
-    ThrowSqlError(PQerrorMessage(conn_));
-  }
-  std::string literal(quoted);
-  PQfreemem(quoted);
-  return literal;
-}
-
 std::vector<TSQLColumn> PostgresConnection::Describe(const std::string& sql) {
   Result prepared(PQprepare(conn_, "", sql.c_str(), 0, nullptr));
   if (PQresultStatus(prepared.get()) != PGRES_COMMAND_OK) {
@@ -395,7 +381,10 @@ void PostgresConnection::BulkQuery(const std::string& sql, const TVariantArray& 
   std::vector<std::string> literals;
   literals.reserve(params.size());
   for (const Variant& value : params) {
-    literals.push_back(Literal(value));
+    // The text a parameter would have been sent as, quoted: an untyped literal, which the
+    // server types from its context as it types a parameter.
+    const std::optional<std::string> text = PostgresText(value);
+    literals.push_back(text ? Nutil::ValorParaSQL(Variant(*text), TFieldType::String) : "null");
   }
   std::string text = InlinePlaceholders(sql, literals);
   // COPY takes the query in parentheses: without a closing ";", and on lines of its own, so that

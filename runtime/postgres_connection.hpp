@@ -39,7 +39,6 @@ class PostgresConnection : public TSQLConnection {
   [[noreturn]] void ThrowSqlError(const std::string& message) const;
   void Send(const std::string& sql, const TVariantArray& params);
   std::vector<TSQLColumn> Describe(const std::string& sql);
-  std::string Literal(const Variant& value) const;
 
   std::string url_;
   PGconn* conn_ = nullptr;

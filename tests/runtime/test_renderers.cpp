@@ -58,6 +58,22 @@ TEST(PlaceText, AlignsAndCutsByCharacters) {
       << "cut before a plain letter";
 }
 
+// A line goes out as UTF-8 whatever the length of each character's form, without its
+// trailing blanks.
+TEST(TextRenderer, WritesCharactersOfEveryLengthBackAsUtf8) {
+  TReportLayout layout;
+  TLayoutSection section = TLayoutSection::Of(7, {"A", "B"});
+  section.height = 4;
+  section.field_items = {{"A", 0, 0, 14}, {"B", 28, 0, 14, TLayoutAlign::Left}};
+  layout.AddSection(section);
+  std::ostringstream out;
+  const auto renderer = CreateRenderer("text", out, layout);
+  const std::string mixed = "a\u00e7\u20ac\U0001D11E";  // 1, 2, 3 and 4 bytes
+  renderer->PrintSection(1, 7, {{"A", mixed}, {"B", "z  "}});
+  renderer->Finish();
+  EXPECT_EQ(out.str(), mixed + std::string(16, ' ') + "z\n");
+}
+
 TEST(SectionsTrace, EscapesWhatJsonNeedsAndKeepsUtf8) {
   std::ostringstream out;
   TSectionsTraceSink sink(out);
