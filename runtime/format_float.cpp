@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -17,10 +16,11 @@
 #include "host/format_settings.hpp"
 #include "host/sysutils.hpp"
 #include "host/variant.hpp"
+#include "runtime/significant_digits.hpp"
 
 namespace {
 
-constexpr int kSignificantDigits = 15;
+using nrw::kSignificantDigits;
 // A double has at most 309 integer digits; a pattern gives at most kMaxDecimals decimals.
 constexpr int kMaxDecimals = 64;
 constexpr int kMaxDigits = 309 + kMaxDecimals + 2;
@@ -91,20 +91,10 @@ Picture ParsePicture(std::string_view pattern) {
 // and returns their count; `out` holds kMaxDigits bytes.
 
 int ScaledDigits(double magnitude, int decimals, char* out) {
-  // d.dddddddddddddde+XX: the 15 significant digits the host prints with.
-  char buffer[32];
-  const auto written = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
-                                     std::chars_format::scientific, kSignificantDigits - 1);
-  char mantissa[kSignificantDigits];
-  int count = 0;
-  const char* p = buffer;
-  for (; p < written.ptr && *p != 'e'; ++p) {
-    if (*p != '.') {
-      mantissa[count++] = *p;
-    }
-  }
-  int exponent = 0;
-  std::from_chars(p + 1 + (p[1] == '+' ? 1 : 0), written.ptr, exponent);
+  const nrw::SignificantDigits significant = nrw::SignificantDigitsOf(magnitude);
+  const char* mantissa = significant.digits;
+  const int count = kSignificantDigits;
+  const int exponent = significant.exponent;
   const int keep = exponent + 1 + decimals;
   if (keep < 0 || keep >= kMaxDigits) {
     out[0] = '0';

@@ -1,16 +1,12 @@
 #include "host/variant.hpp"
 
-#include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <cstdlib>
+#include <string>
 
 #include "host/exception.hpp"
 #include "host/format_settings.hpp"
-
-namespace {
-constexpr int kFloatToStrDigits = 15;
-}
+#include "runtime/significant_digits.hpp"
 
 const char* FieldTypeName(TFieldType type) {
   switch (type) {
@@ -158,26 +154,41 @@ void AppendFloatToStr(double value, std::string& out) {
     out += value < 0 ? "-INF" : "INF";
     return;
   }
-  // The shortest of fixed and scientific notation with 15 significant digits (printf's %.15G).
-  char buffer[64];
-  char* const end = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general,
-                                  kFloatToStrDigits)
-                        .ptr;
-  const std::string_view text(buffer, static_cast<size_t>(end - buffer));
-  const size_t e = text.find('e');
-  const size_t from = out.size();
-  out += text.substr(0, e);
-  if (e != std::string_view::npos) {
-    // 1.5E+15 becomes 1,5E15 and 1E-05 becomes 1E-5, as the host writes exponents.
-    std::string_view exponent = text.substr(e + 1);
-    const bool negative = exponent[0] == '-';
-    exponent.remove_prefix(std::min(exponent.find_first_not_of("+-0"), exponent.size()));
-    out += negative ? "E-" : "E";
-    out += exponent;
+  // The shorter of fixed and scientific notation with 15 significant digits (printf's %.15G):
+  // fixed while the first digit's power of ten is from -4 to 14, trailing zeros dropped.
+  if (std::signbit(value)) {
+    out += '-';
+  }
+  const nrw::SignificantDigits significant = nrw::SignificantDigitsOf(std::fabs(value));
+  const char* digits = significant.digits;
+  const int exponent = value == 0 ? 0 : significant.exponent;
+  int count = nrw::kSignificantDigits;
+  while (count > 1 && digits[count - 1] == '0') {
+    --count;
   }
   const char separator = FormatSettings().DecimalSeparator;
-  if (separator != '.') {
-    std::replace(out.begin() + static_cast<std::ptrdiff_t>(from), out.end(), '.', separator);
+  const bool fixed = exponent >= -4 && exponent < nrw::kSignificantDigits;
+  if (!fixed) {
+    // 1.5E+15 is written 1,5E15 and 1E-05 is written 1E-5, as the host writes exponents.
+    out += digits[0];
+    if (count > 1) {
+      out += separator;
+      out.append(digits + 1, static_cast<size_t>(count - 1));
+    }
+    out += exponent < 0 ? "E-" : "E";
+    out += std::to_string(std::abs(exponent));
+  } else if (exponent < 0) {
+    out += '0';
+    out += separator;
+    out.append(static_cast<size_t>(-exponent - 1), '0');
+    out.append(digits, static_cast<size_t>(count));
+  } else {
+    const int whole = exponent + 1;
+    out.append(digits, static_cast<size_t>(whole));
+    if (count > whole) {
+      out += separator;
+      out.append(digits + whole, static_cast<size_t>(count - whole));
+    }
   }
 }
 
