@@ -426,6 +426,31 @@ TEST_P(SqlBackend, ABulkQueryFailsAsTheQueryFails) {
   EXPECT_EQ(Ns("N > :n", {Variant(3)}), (std::vector<int64_t>{4, 5}));
 }
 
+// A statement that fails on its third row: the two rows before it reach the sink, then the
+// database's own error comes out, as from Query, and the connection reads on.
+TEST_P(SqlBackend, ABulkQueryThatFailsMidwayGivesTheRowsBeforeItAndTheQuerysError) {
+  const std::string sql =
+      GetParam() == Backend::PostgreSQL
+          ? "select N, 6 / (3 - N) as Q from T"
+          : "select N, case when N = 3 then abs(-9223372036854775807 - 1) else N end as Q from T";
+  const auto run = [&](bool bulk, KeptRows& rows) {
+    try {
+      bulk ? conn->BulkQuery(sql, {}, rows) : conn->Query(sql, {}, rows);
+    } catch (const Exception& e) {
+      return std::string(e.what());
+    }
+    return std::string();
+  };
+  KeptRows direct_rows, bulk_rows;
+  const std::string direct = run(false, direct_rows);
+  EXPECT_FALSE(direct.empty());
+  EXPECT_EQ(run(true, bulk_rows), direct);
+  ASSERT_EQ(bulk_rows.rows.size(), 2u);
+  EXPECT_EQ(direct_rows.rows.size(), 2u);
+  EXPECT_EQ(bulk_rows.rows[1][0].AsInteger(), 2);
+  EXPECT_EQ(Ns("N > :n", {Variant(3)}), (std::vector<int64_t>{4, 5}));
+}
+
 TEST_P(SqlBackend, ABulkQueryRunsWhatIsNotASelectAsAQuery) {
   KeptRows with, values;
   conn->BulkQuery("with M as (select max(N) as N from T) select N from M", {}, with);
