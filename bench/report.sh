@@ -7,8 +7,10 @@
 #                   [--formats "sections text pdf"] [--storages "memory sqlite"]
 #                   [--databases "sqlite postgresql"] [--out bench/RESULTS.md] [--cache DIR]
 #
-# Sizes are numbers of documents (750,000 give about 1,060,000 tax lines). Every measurement
-# runs --runs times and reports the median. Databases are generated once and cached (SQLite
+# Sizes are numbers of documents (750,000 give about 1,060,000 tax lines). The runs go in
+# rounds: each round runs the raw read and every report of every size and database once, so that
+# a slow stretch of the machine falls on all sizes and modes alike rather than on one size's
+# cells; each cell is the median of its --runs rounds. Databases are generated once and cached (SQLite
 # files and a PostgreSQL cluster under the cache folder, default bench/cache); set
 # NRW_BENCH_PG_URL to use a server of your own instead of the cached cluster. The tables go to
 # standard output and to --out, followed by bench/profile-notes.md (what the profile showed).
@@ -116,19 +118,14 @@ raw_query() {
 
 median() { sort -n | awk '{v[NR]=$1} END {print v[int((NR+1)/2)]}'; }
 
-# measure NAME COMMAND...: runs the command $runs times; prints "wall_seconds peak_kb".
-measure() {
-  local walls="" rss="" i
-  for ((i = 0; i < runs; i++)); do
-    if ! /usr/bin/time -f '%e %M' -o "$work/time" "$@" >/dev/null 2>"$work/err"; then
-      echo "report.sh: failed: $*" >&2
-      cat "$work/err" >&2
-      return 1
-    fi
-    walls+="$(awk 'END {print $1}' "$work/time")"$'\n'
-    rss+="$(awk 'END {print $2}' "$work/time")"$'\n'
-  done
-  echo "$(printf '%s' "$walls" | median) $(printf '%s' "$rss" | median)"
+# run_once COMMAND...: runs the command once, reading nothing; prints "wall_seconds peak_kb".
+run_once() {
+  if ! /usr/bin/time -f '%e %M' -o "$work/time" "$@" </dev/null >/dev/null 2>"$work/err"; then
+    echo "report.sh: failed: $*" >&2
+    cat "$work/err" >&2
+    return 1
+  fi
+  awk 'END {print $1, $2}' "$work/time"
 }
 
 report_command() {  # db format storage: sets the array `command`
@@ -141,43 +138,66 @@ tax_lines() {  # sqlite-file
   sqlite3 "$1" "select (select count(*) from LCTOFISENTIMPOSTO) + (select count(*) from LCTOFISSAIIMPOSTO)"
 }
 
-rows="$work/rows"
-: >"$rows"
+# Every month first ("tax-lines database target" a line), so that no generation falls between
+# two measurements.
+targets="$work/targets"
+: >"$targets"
 for docs in $sizes; do
   file="$(sqlite_db "$docs")"
   lines="$(tax_lines "$file")"
   for database in $databases; do
     case "$database" in
-      sqlite)
-        target="$file"
-        baseline="$(measure sqlite3 "$file" "$(raw_query)")"
-        ;;
+      sqlite) echo "$lines sqlite $file" >>"$targets" ;;
       postgresql)
         command -v psql >/dev/null || { echo "report.sh: psql missing; PostgreSQL skipped" >&2; continue; }
         if ! pg_server; then
           echo "report.sh: no PostgreSQL server could be started; PostgreSQL skipped" >&2
           continue
         fi
-        server="$pg_url"
-        target="$(pg_db "$server" "$docs")"
-        baseline="$(measure psql -Xq "$target" -c "\\copy ($(raw_query)) to '/dev/null'")"
+        echo "$lines postgresql $(pg_db "$pg_url" "$docs")" >>"$targets"
         ;;
       *) echo "report.sh: unknown database $database" >&2; exit 2 ;;
     esac
-    read -r base_wall base_rss <<<"$baseline"
-    echo "$lines $database baseline - $base_wall $base_rss $base_wall" >>"$rows"
-    echo "report.sh: $lines tax lines, $database, raw read: $base_wall s" >&2
+  done
+done
+
+# The rounds: "tax-lines database output storage wall peak_kb" a run.
+runs_file="$work/runs"
+: >"$runs_file"
+for ((round = 1; round <= runs; round++)); do
+  while read -r lines database target; do
+    if [ "$database" = sqlite ]; then
+      result="$(run_once sqlite3 "$target" "$(raw_query)")"
+    else
+      result="$(run_once psql -Xq "$target" -c "\\copy ($(raw_query)) to '/dev/null'")"
+    fi
+    echo "$lines $database baseline - $result" >>"$runs_file"
+    echo "report.sh: round $round of $runs, $lines tax lines, $database, raw read: ${result% *} s" >&2
     for format in $formats; do
       for storage in $storages; do
         report_command "$target" "$format" "$storage"
-        result="$(measure "${command[@]}")"
-        read -r wall rss <<<"$result"
-        echo "$lines $database $format $storage $wall $rss $base_wall" >>"$rows"
-        echo "report.sh: $lines tax lines, $database, $format, $storage: $wall s" >&2
+        result="$(run_once "${command[@]}")"
+        echo "$lines $database $format $storage $result" >>"$runs_file"
+        echo "report.sh: round $round of $runs, $lines tax lines, $database, $format, $storage: ${result% *} s" >&2
       done
     done
-  done
+  done <"$targets"
 done
+
+# The medians of each cell, in the order measured, and each with its raw read's median:
+# "tax-lines database output storage wall peak_kb baseline_wall".
+medians="$work/medians"
+: >"$medians"
+awk '!seen[$1 " " $2 " " $3 " " $4]++ {print $1, $2, $3, $4}' "$runs_file" |
+  while read -r lines database output storage; do
+    cell="$lines $database $output $storage"
+    wall="$(awk -v cell="$cell" '$1 " " $2 " " $3 " " $4 == cell {print $5}' "$runs_file" | median)"
+    rss="$(awk -v cell="$cell" '$1 " " $2 " " $3 " " $4 == cell {print $6}' "$runs_file" | median)"
+    echo "$cell $wall $rss" >>"$medians"
+  done
+rows="$work/rows"
+awk 'NR == FNR { if ($3 == "baseline") base[$1 " " $2] = $5; next } { print $0, base[$1 " " $2] }' \
+  "$medians" "$medians" >"$rows"
 
 # --- the tables ------------------------------------------------------------------------------
 
@@ -190,12 +210,15 @@ done
   if [ "$runs" -eq 1 ]; then
     echo "summary. One run of each; ratio = wall time / the raw read of the same database and size."
   else
-    echo "summary. Median of $runs runs; ratio = wall time / the raw read of the same database and size."
+    echo "summary. Median of $runs rounds (each round runs every cell once); ratio = wall time / the raw"
+    echo "read of the same database and size."
   fi
   echo
   echo "| tax lines | database | output | storage | wall (s) | peak RSS (MB) | ratio |"
   echo "|---:|---|---|---|---:|---:|---:|"
-  awk '{printf "| %s | %s | %s | %s | %.2f | %.0f | %.2f |\n", $1, $2, $3, $4, $5, $6 / 1024, $5 / $7}' "$rows"
+  # A raw read under the clock's hundredth of a second (a tiny month) gives no ratio.
+  awk '{ratio = $7 > 0 ? sprintf("%.2f", $5 / $7) : "-"
+        printf "| %s | %s | %s | %s | %.2f | %.0f | %s |\n", $1, $2, $3, $4, $5, $6 / 1024, ratio}' "$rows"
   echo
   echo "Growth: wall time at each size over the wall time at the size before it."
   echo
@@ -203,7 +226,7 @@ done
   echo "|---|---|---|---:|---:|---:|"
   sort -k2,2 -k3,3 -k4,4 -k1,1n "$rows" | awk '
     { mode = $2 " " $3 " " $4
-      growth = (mode == last_mode) ? sprintf("%.2f for %.2fx the lines", $5 / last_wall, $1 / last_lines) : "-"
+      growth = (mode == last_mode && last_wall > 0) ? sprintf("%.2f for %.2fx the lines", $5 / last_wall, $1 / last_lines) : "-"
       printf "| %s | %s | %s | %s | %.2f | %s |\n", $2, $3, $4, $1, $5, growth
       last_mode = mode; last_wall = $5; last_lines = $1 }'
   if [ -f "$here/profile-notes.md" ]; then

@@ -20,7 +20,8 @@ status=0
 for database in $databases; do
   for mode in "baseline | -" "sections | memory" "sections | sqlite" "text | memory" \
     "text | sqlite" "pdf | memory" "pdf | sqlite"; do
-    if ! grep -Eq "^\| [0-9]+ \| $database \| $mode \| [0-9.]+ \| [0-9]+ \| [0-9.]+ \|$" \
+    # The ratio is "-" when the raw read of so small a month is under the clock's resolution.
+    if ! grep -Eq "^\| [0-9]+ \| $database \| ${mode//|/\\|} \| [0-9.]+ \| [0-9]+ \| ([0-9.]+|-) \|$" \
       "$work/results.md"; then
       echo "bench_report_smoke: no row for $database, $mode" >&2
       status=1
