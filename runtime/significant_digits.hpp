@@ -1,4 +1,4 @@
-// The 15 significant decimal digits that the host prints a double with (printf's %.15E),
+// The 15 significant decimal digits that the host prints a double with (printf's %.14E),
 // correctly rounded from the double's exact binary value, ties to even.
 //
 // Amounts of a fiscal month are printed by the million; the general conversion of the standard

@@ -161,7 +161,7 @@ void AppendFloatToStr(double value, std::string& out) {
   }
   const nrw::SignificantDigits significant = nrw::SignificantDigitsOf(std::fabs(value));
   const char* digits = significant.digits;
-  const int exponent = value == 0 ? 0 : significant.exponent;
+  const int exponent = significant.exponent;
   int count = nrw::kSignificantDigits;
   while (count > 1 && digits[count - 1] == '0') {
     --count;
