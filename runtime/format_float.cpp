@@ -89,11 +89,9 @@ Picture ParsePicture(std::string_view pattern) {
 
 // Writes round(|value| * 10^decimals) as decimal digits without leading zeros ("0" for zero)
 // and returns their count; `out` holds kMaxDigits bytes.
-
 int ScaledDigits(double magnitude, int decimals, char* out) {
   const nrw::SignificantDigits significant = nrw::SignificantDigitsOf(magnitude);
   const char* mantissa = significant.digits;
-  const int count = kSignificantDigits;
   const int exponent = significant.exponent;
   const int keep = exponent + 1 + decimals;
   if (keep < 0 || keep >= kMaxDigits) {
@@ -101,10 +99,10 @@ int ScaledDigits(double magnitude, int decimals, char* out) {
     return 1;
   }
   for (int i = 0; i < keep; ++i) {
-    out[i] = i < count ? mantissa[i] : '0';
+    out[i] = i < kSignificantDigits ? mantissa[i] : '0';
   }
   int size = keep;
-  if (keep < count && mantissa[keep] >= '5') {
+  if (keep < kSignificantDigits && mantissa[keep] >= '5') {
     int i = keep - 1;
     for (; i >= 0 && out[i] == '9'; --i) {
       out[i] = '0';

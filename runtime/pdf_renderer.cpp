@@ -20,6 +20,7 @@
 #include "runtime/pdf_document.hpp"
 #include "runtime/pdf_font.hpp"
 #include "runtime/text_renderer.hpp"
+#include "runtime/utf8.hpp"
 
 namespace nrw {
 namespace {
@@ -154,23 +155,8 @@ class GlyphFont {
   static constexpr char32_t kDirect = 0x250;  // Latin letters: looked up in an array
 
   Glyph Load(char32_t code) const {
-    char utf8[4];
-    int length = 0;
-    if (code < 0x80) {
-      utf8[length++] = static_cast<char>(code);
-    } else if (code < 0x800) {
-      utf8[length++] = static_cast<char>(0xC0 | (code >> 6));
-      utf8[length++] = static_cast<char>(0x80 | (code & 0x3F));
-    } else if (code < 0x10000) {
-      utf8[length++] = static_cast<char>(0xE0 | (code >> 12));
-      utf8[length++] = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-      utf8[length++] = static_cast<char>(0x80 | (code & 0x3F));
-    } else {
-      utf8[length++] = static_cast<char>(0xF0 | (code >> 18));
-      utf8[length++] = static_cast<char>(0x80 | ((code >> 12) & 0x3F));
-      utf8[length++] = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-      utf8[length++] = static_cast<char>(0x80 | (code & 0x3F));
-    }
+    char utf8[nrw::kMaxUtf8Length];
+    const int length = nrw::EncodeUtf8(code, utf8);
     cairo_glyph_t* glyphs = nullptr;
     int count = 0;
     unsigned long index = 0;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "runtime/utf8.hpp"
+
 namespace nrw {
 namespace {
 
@@ -12,27 +14,13 @@ bool IsContinuation(unsigned char c) {
 }
 
 // Appends the UTF-8 form of `text` to `out`, written through a pointer into room for the
-// longest form (four bytes a character) and cut to what was written.
+// longest form and cut to what was written.
 void Encode(std::u32string_view text, std::string& out) {
   const size_t at = out.size();
-  out.resize(at + 4 * text.size());
+  out.resize(at + nrw::kMaxUtf8Length * text.size());
   char* p = out.data() + at;
   for (char32_t c : text) {
-    if (c < 0x80) {
-      *p++ = static_cast<char>(c);
-    } else if (c < 0x800) {
-      *p++ = static_cast<char>(0xC0 | (c >> 6));
-      *p++ = static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      *p++ = static_cast<char>(0xE0 | (c >> 12));
-      *p++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      *p++ = static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      *p++ = static_cast<char>(0xF0 | (c >> 18));
-      *p++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      *p++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      *p++ = static_cast<char>(0x80 | (c & 0x3F));
-    }
+    p += nrw::EncodeUtf8(c, p);
   }
   out.resize(static_cast<size_t>(p - out.data()));
 }
