@@ -66,6 +66,11 @@ struct TMemoryDataSet::Impl {
   bool lead_valid = false;   // built for the current order
   bool lead_usable = false;  // the first index field allows it
   size_t lead_hint = 0;      // where the last search ended
+  // The last key searched and its positions: a document's rows are found, then taken as a
+  // range, with the same key.
+  bool lead_memo = false;
+  double lead_memo_key = 0;
+  size_t lead_memo_first = 0, lead_memo_last = 0;
 
   void RowsChanged() {
     by_value_field = -1;
@@ -83,6 +88,7 @@ struct TMemoryDataSet::Impl {
       return lead_usable;
     }
     lead_valid = true;
+    lead_memo = false;
     lead_usable = !index_fields.empty() && store->IsNumeric(index_fields[0]) &&
                   store->SortKeysExact(index_fields[0]);
     lead_keys.clear();
@@ -118,9 +124,18 @@ struct TMemoryDataSet::Impl {
       return false;
     }
     const double key = value.AsFloat();
+    if (lead_memo && key == lead_memo_key) {
+      first = lead_memo_first;
+      last = lead_memo_last;
+      return true;
+    }
     first = Gallop(lead_nulls, lead_keys.size(), key, false, lead_hint);
     last = Gallop(first, lead_keys.size(), key, true, first);
     lead_hint = first;
+    lead_memo = true;
+    lead_memo_key = key;
+    lead_memo_first = first;
+    lead_memo_last = last;
     return true;
   }
   // The first position of [from, to) whose lead key is not below `key` (above it, for `upper`),
@@ -216,7 +231,7 @@ struct TMemoryDataSet::Impl {
       ++keys;
     }
     if (keys == 0) {
-      std::sort(order.begin(), order.end(), less);
+      nrw::SortInHalves(order.begin(), order.end(), less);
       return;
     }
     struct Item {
@@ -360,7 +375,11 @@ struct TMemoryDataSet::Impl {
   }
   void MergePending() {
     auto less = [this](RowId a, RowId b) { return Less(a, b); };
-    std::sort(pending.begin(), pending.end(), less);
+    // Rows appended in the index's order (a copy of a table in its own order) are sorted
+    // already: one look at them instead of a sort.
+    if (!std::is_sorted(pending.begin(), pending.end(), less)) {
+      nrw::SortInHalves(pending.begin(), pending.end(), less);
+    }
     const size_t middle = order.size();
     order.insert(order.end(), pending.begin(), pending.end());
     // Rows that all come after the ones in order (a refilled look-up, rows appended in key
@@ -786,6 +805,10 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
       (d.index_fields.empty() ? d.order : d.pending).push_back(row);
       ++appended[t];
     }
+    // The target's order is made here, beside the other targets', not at its first read.
+    if (!d.pending.empty() && !d.order_dirty) {
+      d.MergePending();
+    }
   };
   std::set<const Impl*> distinct;
   for (const Plan& plan : plans) {
@@ -798,9 +821,7 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
     Impl& d = *target.table->impl_;
     d.RowsChanged();
     d.count_cache.reset();
-    if (d.index_fields.empty()) {
-      d.ApplyRange();
-    }
+    d.ApplyRange();
     target.table->First();
   }
   nrw::RethrowFirst(errors);

@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <numeric>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "host/exception.hpp"
 #include "runtime/column_store.hpp"
@@ -133,6 +137,42 @@ TEST(ColumnStore, AFailedConversionLeavesTheCellAsItWas) {
   const RowId row = store.AddRow();
   EXPECT_THROW(store.Set(row, 0, Variant("not a number")), Exception);
   EXPECT_TRUE(store.IsNull(row, 0));
+}
+
+// Long enough for the columns to be copied on two threads: every cell, null or not, of every
+// kind of column lands where the order puts its row.
+TEST(ColumnStore, APermutedCopyHoldsEachRowWhereTheOrderPutsIt) {
+  ColumnStore store({{"N", TFieldType::Integer},
+                     {"F", TFieldType::Float},
+                     {"S", TFieldType::String},
+                     {"D", TFieldType::DateTime},
+                     {"T", TFieldType::String}});
+  constexpr int kRows = 70000;
+  for (int i = 0; i < kRows; ++i) {
+    const RowId row = store.AddRow();
+    if (i % 7 != 0) {
+      store.Set(row, 0, Variant(i));
+    }
+    store.Set(row, 1, Variant(i / 4.0));
+    if (i % 5 != 0) {
+      store.Set(row, 2, Variant("s" + std::to_string(i)));
+    }
+    store.Set(row, 3, Variant(45000.0 + i));
+    store.Set(row, 4, Variant(std::string(static_cast<size_t>(i % 40), 'x')));
+  }
+  std::vector<RowId> order(kRows);
+  std::iota(order.begin(), order.end(), RowId{0});
+  std::shuffle(order.begin(), order.end(), std::mt19937(21));
+  order.resize(kRows - 100);  // a permutation of some of the rows
+  const ColumnStore permuted = store.Permuted(order);
+  ASSERT_EQ(permuted.RowCount(), order.size());
+  for (size_t p = 0; p < order.size(); ++p) {
+    const RowId row = order[p];
+    for (int field = 0; field < 5; ++field) {
+      ASSERT_EQ(permuted.IsNull(p, field), store.IsNull(row, field)) << p << " " << field;
+      ASSERT_EQ(permuted.String(p, field), store.String(row, field)) << p << " " << field;
+    }
+  }
 }
 
 }  // namespace

@@ -256,6 +256,32 @@ TEST_P(DataSetBehaviour, RangeIncludesBothEnds) {
   EXPECT_EQ(table->RecordCount(), 5);
 }
 
+// The same key searched again after rows were added before it, added to it, or moved to it by
+// an edit: each search sees the table as it is.
+TEST_P(DataSetBehaviour, TheSameKeySearchedAgainSeesTheRowsChangedSince) {
+  table->SetIndexFieldNames("CHAVELCTOFIS");
+  ASSERT_TRUE(table->FindKey({10.0}));
+  table->SetRange({10.0}, {10.0});
+  EXPECT_EQ(table->RecordCount(), 3);
+  table->CancelRange();
+  Add(5.0, 1, 0, 1.0, "NF");
+  Add(10.0, 2, 0, 2.0, "NF");
+  ASSERT_TRUE(table->FindKey({10.0}));
+  EXPECT_EQ(table->GetFloat(0), 10.0);
+  table->SetRange({10.0}, {10.0});
+  EXPECT_EQ(table->RecordCount(), 4);
+  table->CancelRange();
+  ASSERT_TRUE(table->FindKey({20.0}));
+  table->Edit();
+  table->SetValue(0, 10.0);
+  table->Post();
+  EXPECT_FALSE(table->FindKey({20.0}));
+  table->SetRange({10.0}, {10.0});
+  EXPECT_EQ(table->RecordCount(), 5);
+  table->CancelRange();
+  EXPECT_EQ(Keys(), (std::vector<double>{5, 10, 10, 10, 10, 10, 30}));
+}
+
 TEST_P(DataSetBehaviour, FindKeyStaysInsideTheRange) {
   table->SetIndexFieldNames("CHAVELCTOFIS");
   table->SetRange({20.0}, {30.0});

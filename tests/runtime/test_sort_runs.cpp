@@ -58,4 +58,27 @@ TEST(SortRuns, KeepsTheTotalOrderOfItsComparison) {
   EXPECT_EQ(rows, expected);
 }
 
+// Long inputs of many runs take the full sort, whose halves are sorted at once: the order is
+// still std::sort's, for random values, for many equal ones and for a total order of pairs.
+TEST(SortRuns, LongInputsOfManyRunsSortLikeStdSort) {
+  std::mt19937 random(9);
+  std::vector<int> values(3 * nrw::kValuesForTwoHalves + 17);
+  for (int& v : values) {
+    v = static_cast<int>(random() % 1000003);
+  }
+  ExpectSortedLikeStdSort(values);
+  for (int& v : values) {
+    v = static_cast<int>(random() % 3);
+  }
+  ExpectSortedLikeStdSort(values);
+  std::vector<std::pair<int, int>> rows;
+  for (int i = 0; i < static_cast<int>(2 * nrw::kValuesForTwoHalves); ++i) {
+    rows.emplace_back(static_cast<int>(random() % 50), i);
+  }
+  std::vector<std::pair<int, int>> expected = rows;
+  std::sort(expected.begin(), expected.end());
+  nrw::SortRuns(rows.begin(), rows.end(), std::less<std::pair<int, int>>());
+  EXPECT_EQ(rows, expected);
+}
+
 }  // namespace

@@ -791,6 +791,55 @@ TEST(MemoryAppendFrom, ManyRowsGiveEachTargetWhatItWouldGetAlone) {
   EXPECT_EQ(got, expected);
 }
 
+// Targets in the source's own order (the rows come sorted) that already hold rows and show a
+// range: the new rows are merged among the old ones, and the range holds for them at once.
+TEST(MemoryAppendFrom, RowsInTheTargetsOrderAreMergedWithItsRowsUnderItsRange) {
+  ScratchTable items(20000, 15, DataSetKind::Memory);
+  TDataSet* source = items.made.get();
+  source->SetIndexFieldNames("S;K");
+  TMemoryDataSet& from = *Nutildb::CDSM(source);
+  const std::vector<TAppendColumn> all = {{"K", Variant()}, {"S", Variant()}, {"V", Variant()}};
+  std::mt19937 random(16);
+  const auto make = [&] {
+    auto table = items.factory.Make(DataSetKind::Memory, "T", kFields, Rows(500, random));
+    table->SetIndexFieldNames("S;K");
+    return table;
+  };
+  auto low = make(), high = make();
+  // The same rows, appended one at a time.
+  const auto copy = [](TDataSet& from, TDataSet* to) {
+    Nutildb::CDSM(to)->AppendRecord({from.GetValue(0), from.GetValue(1), from.GetValue(2)});
+  };
+  auto expected_low = items.factory.Make(DataSetKind::Memory, "T", kFields, {});
+  auto expected_high = items.factory.Make(DataSetKind::Memory, "T", kFields, {});
+  for (const auto& [table, expected] :
+       {std::pair{low.get(), expected_low.get()}, std::pair{high.get(), expected_high.get()}}) {
+    expected->SetIndexFieldNames("S;K");
+    for (table->First(); !table->Eof(); table->Next()) {
+      copy(*table, expected);
+    }
+    table->SetRange({"B"}, {"C"});
+  }
+  for (source->First(); !source->Eof(); source->Next()) {
+    TDataSet* expected = source->GetInteger(2) < 10000 ? expected_low.get() : expected_high.get();
+    copy(*source, expected);
+  }
+  for (TDataSet* expected : {expected_low.get(), expected_high.get()}) {
+    expected->SetRange({"B"}, {"C"});
+  }
+
+  const auto appended =
+      TMemoryDataSet::AppendFromEach(from, {{Nutildb::CDSM(low.get()), all, "V < 10000"},
+                                            {Nutildb::CDSM(high.get()), all, "V >= 10000"}});
+  ASSERT_GT(appended[0], 4096);
+  ASSERT_GT(appended[1], 4096);
+  EXPECT_EQ(low->RecordCount(), expected_low->RecordCount());
+  EXPECT_EQ(Walk(*low), Walk(*expected_low));
+  EXPECT_EQ(Walk(*high), Walk(*expected_high));
+  low->CancelRange();
+  EXPECT_EQ(low->RecordCount(), 500 + appended[0]);
+}
+
 TEST(MemoryAppendFrom, RefusesItselfAndFailsBeforeAnyRowIsAdded) {
   ScratchDir scratch;
   DataSetFactory factory(scratch);
