@@ -17,8 +17,8 @@ constexpr size_t kMaxRuns = 64;
 // second half, then merges them: a table is usually sorted while the other core waits.
 constexpr size_t kValuesForTwoHalves = size_t{1} << 16;
 
-// std::sort's order for a comparison that does not throw (the threads' sorts cannot report a
-// failure).
+// Sorts [begin, end) by `less`, which must not throw: a failure on the first half's thread
+// could not be reported.
 template <class It, class Less>
 void SortInHalves(It begin, It end, Less less) {
   const auto count = static_cast<size_t>(std::distance(begin, end));
