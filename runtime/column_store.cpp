@@ -330,8 +330,7 @@ ColumnStore ColumnStore::Permuted(const std::vector<RowId>& order) const {
         break;
     }
   };
-  constexpr size_t kRowsForTwoThreads = size_t{1} << 16;
-  const size_t lanes = order.size() >= kRowsForTwoThreads && columns_.size() > 1 ? 2 : 1;
+  const size_t lanes = order.size() >= kRowsForASecondThread && columns_.size() > 1 ? 2 : 1;
   RethrowFirst(RunEach(lanes, lanes > 1, [&](size_t lane) {
     for (size_t f = lane; f < columns_.size(); f += lanes) {
       copy(f);

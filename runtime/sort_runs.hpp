@@ -6,36 +6,32 @@
 
 #include <algorithm>
 #include <iterator>
-#include <system_error>
-#include <thread>
 #include <vector>
+
+#include "runtime/run_each.hpp"
 
 namespace nrw {
 
 constexpr size_t kMaxRuns = 64;
-// From this many values on, a full sort sorts the first half on a thread of its own beside the
-// second half, then merges them: a table is usually sorted while the other core waits.
-constexpr size_t kValuesForTwoHalves = size_t{1} << 16;
 
-// Sorts [begin, end) by `less`, which must not throw: a failure on the first half's thread
-// could not be reported.
+// Sorts [begin, end) by `less`; a long range has its first half sorted on a second thread
+// beside its second half, then the two merged: a table is usually sorted while the other core
+// waits. A failure of `less` on either half is raised once both are done.
 template <class It, class Less>
 void SortInHalves(It begin, It end, Less less) {
   const auto count = static_cast<size_t>(std::distance(begin, end));
-  if (count < kValuesForTwoHalves) {
+  if (count < kRowsForASecondThread) {
     std::sort(begin, end, less);
     return;
   }
   const It middle = std::next(begin, static_cast<std::ptrdiff_t>(count / 2));
-  std::thread first;
-  try {
-    first = std::thread([begin, middle, &less] { std::sort(begin, middle, less); });
-  } catch (const std::system_error&) {
-    std::sort(begin, end, less);  // no thread to be had: the whole range here
-    return;
-  }
-  std::sort(middle, end, less);
-  first.join();
+  RethrowFirst(RunEach(2, true, [&](size_t half) {
+    if (half == 0) {
+      std::sort(begin, middle, less);
+    } else {
+      std::sort(middle, end, less);
+    }
+  }));
   std::inplace_merge(begin, middle, end, less);
 }
 

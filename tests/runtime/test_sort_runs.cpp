@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <random>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -62,7 +64,7 @@ TEST(SortRuns, KeepsTheTotalOrderOfItsComparison) {
 // still std::sort's, for random values, for many equal ones and for a total order of pairs.
 TEST(SortRuns, LongInputsOfManyRunsSortLikeStdSort) {
   std::mt19937 random(9);
-  std::vector<int> values(3 * nrw::kValuesForTwoHalves + 17);
+  std::vector<int> values(3 * nrw::kRowsForASecondThread + 17);
   for (int& v : values) {
     v = static_cast<int>(random() % 1000003);
   }
@@ -72,13 +74,35 @@ TEST(SortRuns, LongInputsOfManyRunsSortLikeStdSort) {
   }
   ExpectSortedLikeStdSort(values);
   std::vector<std::pair<int, int>> rows;
-  for (int i = 0; i < static_cast<int>(2 * nrw::kValuesForTwoHalves); ++i) {
+  for (int i = 0; i < static_cast<int>(2 * nrw::kRowsForASecondThread); ++i) {
     rows.emplace_back(static_cast<int>(random() % 50), i);
   }
   std::vector<std::pair<int, int>> expected = rows;
   std::sort(expected.begin(), expected.end());
   nrw::SortRuns(rows.begin(), rows.end(), std::less<std::pair<int, int>>());
   EXPECT_EQ(rows, expected);
+}
+
+// A comparison that fails on a long input: the failure reaches the caller once both halves'
+// sorts have stopped, whichever half it came from.
+TEST(SortInHalves, AFailingComparisonIsRaisedToTheCallerFromEitherHalf) {
+  std::mt19937 random(10);
+  std::vector<int> values(2 * nrw::kRowsForASecondThread);
+  for (int& v : values) {
+    v = static_cast<int>(random() % 100000);
+  }
+  for (const int poisoned : {values.front(), values.back()}) {
+    SCOPED_TRACE(poisoned);
+    std::vector<int> copy = values;
+    std::atomic<bool> failed{false};  // fails once, inside its half's sort
+    const auto less = [poisoned, &failed](int a, int b) {
+      if ((a == poisoned || b == poisoned) && !failed.exchange(true)) {
+        throw std::runtime_error("cannot compare");
+      }
+      return a < b;
+    };
+    EXPECT_THROW(nrw::SortInHalves(copy.begin(), copy.end(), less), std::runtime_error);
+  }
 }
 
 }  // namespace
