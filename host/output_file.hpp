@@ -25,7 +25,10 @@ class NRW_API TAtomicOutputFile {
   void Commit();
 
  private:
+  static constexpr std::streamsize kBufferBytes = 1 << 20;
+
   std::string path_, temporary_;
+  std::unique_ptr<char[]> buffer_;  // the stream's, so declared before it
   std::ofstream stream_;
   bool committed_ = false;
 };

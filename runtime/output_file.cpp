@@ -14,6 +14,10 @@
 TAtomicOutputFile::TAtomicOutputFile(std::string path) : path_(std::move(path)) {
   temporary_ = path_ + ".partial-" + std::to_string(getpid());
   RegisterTemporaryFile(temporary_);
+  // Whole buffers of 1 MiB reach the file: the kernel then takes whole pages, instead of
+  // zeroing the rest of a page after every 8 KiB write and filling it on the next.
+  buffer_ = std::make_unique<char[]>(kBufferBytes);
+  stream_.rdbuf()->pubsetbuf(buffer_.get(), kBufferBytes);
   errno = 0;
   stream_.open(temporary_, std::ios::binary | std::ios::trunc);
   if (!stream_) {
