@@ -71,6 +71,23 @@ inline bool EmptiesField(const Variant& value, TFieldType type) {
                             value.GetKind() == Variant::Kind::String && value.StringRef().empty());
 }
 
+// The kind of a value that a field of `type` holds when it is not null.
+constexpr Variant::Kind KindOfField(TFieldType type) {
+  switch (type) {
+    case TFieldType::Integer:
+      return Variant::Kind::Integer;
+    case TFieldType::Float:
+      return Variant::Kind::Float;
+    case TFieldType::String:
+      return Variant::Kind::String;
+    case TFieldType::DateTime:
+      return Variant::Kind::DateTime;
+    case TFieldType::Boolean:
+      return Variant::Kind::Boolean;
+  }
+  return Variant::Kind::Null;
+}
+
 // The value converted to the kind a field of `type` holds (null when it empties the field).
 NRW_API Variant VarAsType(const Variant& value, TFieldType type);
 

@@ -10,6 +10,7 @@
 #include "host/exception.hpp"
 #include "host/sysutils.hpp"
 #include "runtime/iso_date.hpp"
+#include "runtime/repeated_dates.hpp"
 #include "runtime/sql_placeholders.hpp"
 
 namespace nrw {
@@ -123,8 +124,20 @@ class CopyRowReader {
       Unescape(text);
       text = unescaped_;
     }
-    row_[i] =
-        ParseValue(text.data(), static_cast<int>(text.size()), columns_[i].type, columns_[i].name);
+    const auto parse = [&] {
+      return ParseValue(text.data(), static_cast<int>(text.size()), columns_[i].type,
+                        columns_[i].name);
+    };
+    switch (columns_[i].type) {
+      case TFieldType::String:
+        row_[i].AssignString(text);  // into the text the row's slot already holds
+        break;
+      case TFieldType::DateTime:
+        row_[i] = dates_.Read(i, text, parse);
+        break;
+      default:
+        row_[i] = parse();
+    }
   }
   void Unescape(std::string_view text) {
     unescaped_.clear();
@@ -156,6 +169,7 @@ class CopyRowReader {
   const std::vector<TSQLColumn>& columns_;
   std::vector<Variant> row_;
   std::string unescaped_;
+  RepeatedDates dates_;
 };
 
 std::string CopyEscape(const std::string& text) {

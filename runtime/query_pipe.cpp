@@ -95,9 +95,10 @@ class Pipe : public TSQLRowSink {
   const PipedQuery& Query(size_t q) const { return lane_.queries[q]; }
 
  private:
-  // A value of the field's type, into a row slot that keeps its text buffer.
+  // A value of the field's type, into a row slot that keeps its text buffer. A value already
+  // of the field's kind is copied as it is, as the conversion would give it back.
   static void Convert(const Variant& value, TFieldType type, Variant& slot) {
-    if (type == TFieldType::String && value.GetKind() == Variant::Kind::String) {
+    if (value.GetKind() == KindOfField(type)) {
       slot = value;
     } else {
       slot = VarAsType(value, type);

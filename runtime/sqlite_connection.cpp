@@ -130,15 +130,8 @@ void SqliteColumnReader::Read(sqlite3_stmt* statement, int column, TFieldType ty
       slot.AssignString(text);
       return;
     }
-    if (last_dates_.size() <= static_cast<size_t>(column)) {
-      last_dates_.resize(static_cast<size_t>(column) + 1);
-    }
-    LastDate& last = last_dates_[static_cast<size_t>(column)];
-    if (last.value.IsNull() || text != last.text) {
-      last.value = ReadSqliteValue(statement, column, type, name);
-      last.text.assign(text);
-    }
-    slot = last.value;
+    slot = dates_.Read(static_cast<size_t>(column), text,
+                       [&] { return ReadSqliteValue(statement, column, type, name); });
   } else if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
     slot = Variant(sqlite3_column_double(statement, column));
   } else if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {

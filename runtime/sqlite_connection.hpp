@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/sql.hpp"
+#include "runtime/repeated_dates.hpp"
 
 namespace nrw {
 
@@ -31,11 +32,7 @@ class SqliteColumnReader {
             Variant& slot);
 
  private:
-  struct LastDate {
-    std::string text;
-    Variant value;
-  };
-  std::vector<LastDate> last_dates_;  // by column
+  RepeatedDates dates_;
 };
 
 // Binds one value to parameter `i` (from 1) of a statement; see BindSqliteValues for

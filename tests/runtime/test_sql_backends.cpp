@@ -359,6 +359,15 @@ TEST_P(SqlBackend, ABulkQueryGivesWhatTheQueryGives) {
   }
   writer->Add(
       {Variant(100), Variant(), Variant(), Variant(), Variant(), Variant(), Variant(), Variant()});
+  // After the nulls, a text and the same date twice, then another date: the readers keep a
+  // column's last text and date for the next row.
+  const double repeated = EncodeDate(2026, 1, 5);
+  for (const auto& [n, day, text] :
+       {std::tuple{101, repeated, "after a null"}, std::tuple{102, repeated, "again"},
+        std::tuple{103, repeated + 1, "the next day"}}) {
+    writer->Add({Variant(n), Variant(), Variant(), Variant(), Variant::FromDateTime(day),
+                 Variant::FromDateTime(day + 0.5), Variant(), Variant(text)});
+  }
   writer->Finish();
   // Parameters of each kind, a name used twice, a colon and a doubled quote inside a literal.
   const std::string sql =
@@ -375,8 +384,10 @@ TEST_P(SqlBackend, ABulkQueryGivesWhatTheQueryGives) {
   conn->Query(sql, params, direct);
   conn->BulkQuery(sql, params, bulk);
   EXPECT_EQ(ColumnsText(bulk.columns), ColumnsText(direct.columns));
-  ASSERT_EQ(bulk.rows.size(), texts.size());
+  ASSERT_EQ(bulk.rows.size(), texts.size() + 3);
   EXPECT_EQ(bulk.rows, direct.rows);
+  EXPECT_EQ(bulk.rows.back()[7], Variant("the next day"));
+  EXPECT_EQ(bulk.rows.back()[4], Variant::FromDateTime(EncodeDate(2026, 1, 6)));
   bool awkward_seen = false;
   for (const auto& row : bulk.rows) {
     awkward_seen = awkward_seen || row[7] == Variant(texts[2]);
