@@ -91,6 +91,34 @@ void BM_PrintedLine(benchmark::State& state) {
 }
 BENCHMARK(BM_PrintedLine);
 
+// The text renderer alone: a section of twelve fields (one with an accent) drawn as a line.
+void BM_TextLine(benchmark::State& state) {
+  TReportLayout layout;
+  std::vector<TPrintedField> fields;
+  TLayoutSection line = TLayoutSection::Of(13, {});
+  line.height = 4;
+  for (int i = 0; i < 12; ++i) {
+    const std::string name = "F" + std::to_string(i);
+    line.fields.push_back(name);
+    line.field_items.push_back({name, 5.0 + 22.0 * i, 0, 21,
+                                i % 2 == 0 ? TLayoutAlign::Right : TLayoutAlign::Left, false});
+    fields.push_back({name, i == 3 ? "Observação" : FormatFloat("#,##0.00", 1234.5 * i)});
+  }
+  line.rules.push_back({0, 270, 0});
+  layout.AddSection(line);
+  std::ostringstream out;
+  auto renderer = CreateRenderer("text", out, layout);
+  int64_t n = 0;
+  for (auto _ : state) {
+    renderer->PrintSection(1, 13, fields);
+    if (++n % 4096 == 0) {
+      out.str("");
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_TextLine);
+
 // A section sink that draws nothing.
 class NullSink : public TSectionSink {
  public:

@@ -14,13 +14,26 @@ bool IsContinuation(unsigned char c) {
 }
 
 // Appends the UTF-8 form of `text` to `out`, written through a pointer into room for the
-// longest form and cut to what was written.
+// longest form and cut to what was written. Blocks of ASCII characters, most of a line, are
+// narrowed a byte a character; a block with any other character is encoded one by one.
 void Encode(std::u32string_view text, std::string& out) {
+  constexpr size_t kBlock = 16;
   const size_t at = out.size();
   out.resize(at + nrw::kMaxUtf8Length * text.size());
   char* p = out.data() + at;
-  for (char32_t c : text) {
-    p += nrw::EncodeUtf8(c, p);
+  for (size_t from = 0; from < text.size(); from += kBlock) {
+    const std::u32string_view block = text.substr(from, kBlock);
+    char32_t any = 0;
+    for (char32_t c : block) {
+      any |= c;
+    }
+    if (any < 0x80) {
+      p = std::copy(block.begin(), block.end(), p);
+      continue;
+    }
+    for (char32_t c : block) {
+      p += nrw::EncodeUtf8(c, p);
+    }
   }
   out.resize(static_cast<size_t>(p - out.data()));
 }
@@ -36,16 +49,10 @@ std::string_view FieldValue(const std::vector<TPrintedField>& fields, std::strin
   return {};
 }
 
-void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
-               std::string_view text) {
-  if (width <= 0 || column < 0) {
-    return;
-  }
-  int length = 0;  // in characters
-  for (char c : text) {
-    length += IsContinuation(static_cast<unsigned char>(c)) ? 0 : 1;
-  }
-  length = std::min(length, width);
+namespace {
+
+// Where a text of `length` characters starts in a field, and the line long enough to hold it.
+int Start(std::u32string& line, int column, int width, TLayoutAlign align, int length) {
   const int spare = width - length;
   const int start = column + (align == TLayoutAlign::Right    ? spare
                               : align == TLayoutAlign::Center ? spare / 2
@@ -53,6 +60,32 @@ void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
   if (line.size() < static_cast<size_t>(start + length)) {
     line.resize(static_cast<size_t>(start + length), U' ');
   }
+  return start;
+}
+
+}  // namespace
+
+void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
+               std::string_view text) {
+  if (width <= 0 || column < 0) {
+    return;
+  }
+  unsigned char any = 0;
+  for (char c : text) {
+    any |= static_cast<unsigned char>(c);
+  }
+  if (any < 0x80) {  // most texts: a character a byte
+    const int length = static_cast<int>(std::min(text.size(), static_cast<size_t>(width)));
+    const int start = Start(line, column, width, align, length);
+    std::copy(text.begin(), text.begin() + length, line.begin() + start);
+    return;
+  }
+  int length = 0;  // in characters
+  for (char c : text) {
+    length += IsContinuation(static_cast<unsigned char>(c)) ? 0 : 1;
+  }
+  length = std::min(length, width);
+  const int start = Start(line, column, width, align, length);
   // Decodes the first `length` characters straight into the line (stray continuation bytes
   // are skipped, as they are not counted).
   size_t i = 0;
@@ -146,11 +179,11 @@ void TextRenderer::PrintHeader(int32_t, const std::vector<TPrintedField>& fields
   Write(line);
 }
 
-// The rules and static texts of a section, drawn once.
-const std::u32string& TextRenderer::Background(const TLayoutSection& section) {
-  const auto [it, added] = backgrounds_.try_emplace(section.number);
+// A section's rules and static texts, drawn once, and where its fields go.
+const TextRenderer::SectionText& TextRenderer::TextOf(const TLayoutSection& section) {
+  const auto [it, added] = sections_.try_emplace(section.number);
   if (added) {
-    std::u32string& line = it->second;
+    std::u32string& line = it->second.background;
     for (const TLayoutRule& rule : section.rules) {
       const int from = Column(rule.x1), to = std::min(Column(rule.x2), width_);
       if (to > from) {
@@ -160,6 +193,9 @@ const std::u32string& TextRenderer::Background(const TLayoutSection& section) {
     }
     for (const TLayoutItem& text : section.texts) {
       PlaceText(line, Column(text.x), Column(text.width), text.align, text.name);
+    }
+    for (const TLayoutItem& item : section.field_items) {
+      it->second.fields.push_back({Column(item.x), Column(item.width), item.align});
     }
   }
   return it->second;
@@ -171,10 +207,11 @@ void TextRenderer::PrintSection(int32_t, int32_t section,
   if (s == nullptr || s->height <= 0) {
     return;
   }
-  line_ = Background(*s);
-  for (size_t i = 0; i < s->field_items.size() && i < fields.size(); ++i) {
-    const TLayoutItem& item = s->field_items[i];
-    PlaceText(line_, Column(item.x), Column(item.width), item.align, fields[i].value);
+  const SectionText& text = TextOf(*s);
+  line_ = text.background;
+  for (size_t i = 0; i < text.fields.size() && i < fields.size(); ++i) {
+    const FieldPlace& place = text.fields[i];
+    PlaceText(line_, place.column, place.width, place.align, fields[i].value);
   }
   Write(line_);
 }

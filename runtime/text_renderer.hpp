@@ -35,13 +35,22 @@ class TextRenderer : public TSectionSink {
 
  private:
   void Write(std::u32string_view line);
-  const std::u32string& Background(const TLayoutSection& section);
+  // Where a field goes on the line, in characters.
+  struct FieldPlace {
+    int column, width;
+    TLayoutAlign align;
+  };
+  struct SectionText {
+    std::u32string background;       // the rules and static texts
+    std::vector<FieldPlace> fields;  // by the section's field items
+  };
+  const SectionText& TextOf(const TLayoutSection& section);
   int Column(double mm) const { return static_cast<int>(mm / kMillimetresPerColumn + 0.5); }
 
   std::ostream& out_;
   const TReportLayout& layout_;
   int width_;
-  std::unordered_map<int32_t, std::u32string> backgrounds_;
+  std::unordered_map<int32_t, SectionText> sections_;
   std::u32string line_;      // reused by every section
   std::string bytes_;        // the line in UTF-8
   std::string header_text_;  // a header text with its label, reused by every page

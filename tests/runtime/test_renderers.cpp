@@ -74,6 +74,25 @@ TEST(TextRenderer, WritesCharactersOfEveryLengthBackAsUtf8) {
   EXPECT_EQ(out.str(), mixed + std::string(16, ' ') + "z\n");
 }
 
+// Lines are encoded in blocks of characters: plain ones a byte each, others as UTF-8, at any
+// place in a block; a plain text longer than its field is cut like any other.
+TEST(TextRenderer, EncodesEveryCharacterWhereverItFallsInALongLine) {
+  TReportLayout layout;
+  TLayoutSection section = TLayoutSection::Of(7, {"A", "B", "C"});
+  section.height = 4;
+  section.field_items = {{"A", 0, 0, 70, TLayoutAlign::Left},
+                         {"B", 98, 0, 7, TLayoutAlign::Right},
+                         {"C", 112, 0, 70, TLayoutAlign::Left}};
+  layout.AddSection(section);
+  std::ostringstream out;
+  const auto renderer = CreateRenderer("text", out, layout);
+  const std::string a = "0123456789abcdçãéghijklmnopqrstuvwxyz0123456789€";
+  renderer->PrintSection(1, 7, {{"A", a}, {"B", "123456789"}, {"C", "plain text"}});
+  renderer->Finish();
+  // 48 characters; the field B cut to its 5 columns, from column 70; C from column 80.
+  EXPECT_EQ(out.str(), a + std::string(22, ' ') + "12345" + std::string(5, ' ') + "plain text\n");
+}
+
 TEST(SectionsTrace, EscapesWhatJsonNeedsAndKeepsUtf8) {
   std::ostringstream out;
   TSectionsTraceSink sink(out);
