@@ -4,10 +4,12 @@
 #pragma once
 
 #include <fstream>
+#include <map>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/export.hpp"
 #include "host/section_sink.hpp"
@@ -50,6 +52,13 @@ class NRW_API TSectionsTraceSink : public TSectionSink {
   // Writes {"page":P,"section":S,"fields":{...}} and a newline; `section` is already JSON.
   void WriteLine(int32_t page, std::string_view section, const std::vector<TPrintedField>& fields);
 
+  const std::vector<std::string>& KeysOf(std::string_view section,
+                                         const std::vector<TPrintedField>& fields);
+
   std::ostream& out_;
   std::string line_;  // reused for every line
+  struct Keys {
+    std::vector<std::string> names, json;
+  };
+  std::map<std::string, Keys, std::less<>> keys_;  // by section
 };

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -67,8 +68,18 @@ const char* ShortEscape(unsigned char c) {
   return nullptr;
 }
 
+// Whether a byte goes into a JSON string as it is: printable ASCII but the quote and the
+// backslash.
+constexpr std::array<bool, 256> kPlainAscii = [] {
+  std::array<bool, 256> plain{};
+  for (int c = 0x20; c < 0x80; ++c) {
+    plain[static_cast<size_t>(c)] = c != '"' && c != '\\';
+  }
+  return plain;
+}();
+
 bool IsPlainAscii(unsigned char c) {
-  return c >= 0x20 && c < 0x80 && c != '"' && c != '\\';
+  return kPlainAscii[c];
 }
 
 // Appends `text` as a JSON string: quotes, backslashes and control characters escaped, UTF-8
@@ -117,19 +128,40 @@ void AppendJsonString(std::string& out, std::string_view text) {
 
 }  // namespace
 
+// The names of a section's fields as JSON keys, each with its colon (and the comma before all
+// but the first), made when the section's names change.
+const std::vector<std::string>& TSectionsTraceSink::KeysOf(
+    std::string_view section, const std::vector<TPrintedField>& fields) {
+  auto it = keys_.find(section);
+  if (it == keys_.end()) {
+    it = keys_.try_emplace(std::string(section)).first;
+  }
+  Keys& keys = it->second;
+  bool same = keys.names.size() == fields.size();
+  for (size_t i = 0; same && i < fields.size(); ++i) {
+    same = keys.names[i] == fields[i].name;
+  }
+  if (!same) {
+    keys.names.clear();
+    keys.json.clear();
+    for (const TPrintedField& field : fields) {
+      keys.names.push_back(field.name);
+      std::string key = keys.json.empty() ? "" : ",";
+      AppendJsonString(key, field.name);
+      keys.json.push_back(key + ':');
+    }
+  }
+  return keys.json;
+}
+
 void TSectionsTraceSink::WriteLine(int32_t page, std::string_view section,
                                    const std::vector<TPrintedField>& fields) {
   line_.assign("{\"page\":").append(std::to_string(page)).append(",\"section\":");
   line_.append(section).append(",\"fields\":{");
-  bool first = true;
-  for (const TPrintedField& field : fields) {
-    if (!first) {
-      line_ += ',';
-    }
-    first = false;
-    AppendJsonString(line_, field.name);
-    line_ += ':';
-    AppendJsonString(line_, field.value);
+  const std::vector<std::string>& keys = KeysOf(section, fields);
+  for (size_t i = 0; i < fields.size(); ++i) {
+    line_ += keys[i];
+    AppendJsonString(line_, fields[i].value);
   }
   line_.append("}}\n");
   out_.write(line_.data(), static_cast<std::streamsize>(line_.size()));

@@ -114,6 +114,32 @@ TEST(SectionsTrace, EscapesWhatJsonNeedsAndKeepsUtf8) {
             std::string::npos);
 }
 
+// The keys of a section are written once and kept; a section whose fields change gets its
+// own keys again.
+TEST(SectionsTrace, ASectionsKeysFollowItsFields) {
+  std::ostringstream out;
+  TSectionsTraceSink sink(out);
+  const std::vector<std::vector<TPrintedField>> lines = {{{"A", "1"}, {"B", "2"}},
+                                                         {{"A", "3"}, {"B", "4"}},
+                                                         {{"A", "5"}},
+                                                         {{"C \"q\"", "6"}},
+                                                         {{"A", "7"}, {"B", "8"}}};
+  for (const auto& fields : lines) {
+    sink.PrintSection(1, 5, fields);
+  }
+  sink.PrintSection(1, 6, {{"B", "9"}, {"A", "10"}});
+  std::istringstream in(out.str());
+  std::vector<std::string> seen;
+  for (std::string line; std::getline(in, line);) {
+    seen.push_back(nlohmann::json::parse(line)["fields"].dump());
+  }
+  EXPECT_EQ(seen, (std::vector<std::string>{R"({"A":"1","B":"2"})", R"({"A":"3","B":"4"})",
+                                            R"({"A":"5"})", R"({"C \"q\"":"6"})",
+                                            R"({"A":"7","B":"8"})", R"({"A":"10","B":"9"})"}));
+  EXPECT_NE(out.str().find(R"("fields":{"B":"9","A":"10"})"), std::string::npos)
+      << "in the section's order";
+}
+
 TEST(PlaceText, LaterTextsOverwriteEarlierOnes) {
   std::u32string line;
   nrw::PlaceText(line, 0, 6, TLayoutAlign::Left, "------");
