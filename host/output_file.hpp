@@ -27,7 +27,7 @@ class NRW_API TAtomicOutputFile {
   void Commit();
 
  private:
-  static constexpr std::streamsize kBufferBytes = 1 << 20;
+  static constexpr std::streamsize kBufferBytes = 1 << 16;
 
   std::string path_, temporary_;
   std::unique_ptr<char[]> buffer_;  // the stream's, so declared before it
