@@ -148,10 +148,21 @@ void TnFisORResumoConfLctoFis::ImprimirEstabelecimento(int32_t empresa, int32_t 
           " Filial: " + std::to_string(FCodigoEstab),
       0);
   ADM->Executar();
-  progresso->IncProgressoTotal("Processar dados", 0);
-  VincularTabelas();
-  progresso->IncProgressoTotal("Imprimir Conferencia", 0);
-  ImprimirConferencia();
+  // The product totals are read on a connection of their own while the working tables and the
+  // listing's order are made; a query not taken (nothing to list) is waited for and dropped.
+  if (FListarOutrasInfo) {
+    FTotalProdutoEmCurso = IniciarTotalProduto();
+  }
+  try {
+    progresso->IncProgressoTotal("Processar dados", 0);
+    VincularTabelas();
+    progresso->IncProgressoTotal("Imprimir Conferencia", 0);
+    ImprimirConferencia();
+  } catch (...) {
+    FTotalProdutoEmCurso.reset();
+    throw;
+  }
+  FTotalProdutoEmCurso.reset();
   if (FListarResumoCFOP || FListarResumoDia) {
     cdsTotal = Nutildb::CDSM(ADM->FindComponent("cdsTotal"));
     if ((FListarResumoCFOP || FExibirDadosNatureza) &&

@@ -101,11 +101,12 @@ bool TListagemConferencia::Preparar() {
     r_.CarregarCurProduto();
   }
   // The product totals are read beside the operation control and the orders, until the
-  // listing begins.
+  // listing begins (their query already under way when the establishment's data were read).
   std::unique_ptr<Nutildb::TBackgroundQuery> totalProduto;
   if (r_.FListarOutrasInfo) {
     r_.CarregarTotalFrete();
-    totalProduto = r_.IniciarTotalProduto();
+    totalProduto = r_.FTotalProdutoEmCurso != nullptr ? std::move(r_.FTotalProdutoEmCurso)
+                                                      : r_.IniciarTotalProduto();
   }
   if (r_.FExibirDadosProduto) {
     r_.CarregarLctoProduto();

@@ -1,6 +1,10 @@
 #include "report/resumo_conf_lcto_fis.hpp"
 
+#include "host/sql.hpp"
+
 namespace nfis {
+
+TnFisORResumoConfLctoFis::~TnFisORResumoConfLctoFis() = default;
 
 const TnrwBaseDllClass* TnFisORResumoConfLctoFis::ClassType() {
   static const TnrwClassOf<TnFisORResumoConfLctoFis> kClass("TnFisORResumoConfLctoFis",

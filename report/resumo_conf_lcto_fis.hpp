@@ -33,6 +33,8 @@ namespace nfis {
 
 class TnFisORResumoConfLctoFis : public TnrwBaseDll {
  public:
+  TnFisORResumoConfLctoFis() = default;
+  ~TnFisORResumoConfLctoFis() override;  // where the background query's type is complete
   // The class reference stored in FClassDll.
   static const TnrwBaseDllClass* ClassType();
   // The sections and fields the report prints through (output/layout_contract.cpp).
@@ -137,6 +139,9 @@ class TnFisORResumoConfLctoFis : public TnrwBaseDll {
   TnClientDataSet* curProduto = nullptr;
   TnClientDataSet* curOperacaoFis = nullptr;
   TnClientDataSet* curTotalProduto = nullptr;
+  // The product totals' query of the establishment being printed, begun once its fiscal data
+  // are read and taken by the listing's preparation (empty when it was not begun).
+  std::unique_ptr<Nutildb::TBackgroundQuery> FTotalProdutoEmCurso;
   TnClientDataSet* curTotalFrete = nullptr;
   TnClientDataSet* curMunicipio = nullptr;
   TnClientDataSet* curLctoProduto = nullptr;

@@ -225,6 +225,28 @@ TEST_F(Listing, OtherInformationInTwoColumns) {
       << "three lines: two side by side, the third alone on the left (its first letters dropped)";
 }
 
+// The product totals' query begins as soon as the establishment's data are read; a run with
+// nothing to list waits for it and drops it, and the runs after it read their own totals.
+TEST_F(Listing, ProductTotalsOfARunWithNothingToListAreDropped) {
+  run->Set("pListarOutrasInfo", "1");
+  const std::string totals =
+      "16 RTexto=Valor Total Produtos/Serviços (Qdte 10) RValor=300,00 "
+      "RTexto2=Valor Total Conhecimento Frete (Qdte NFs 1) RValor2=300,00";
+  for (const char* first_species : {"XYZ", ""}) {  // before the totals' cursor exists, and after
+    run->Sink().Clear();
+    run->Set("pEspecie", first_species);
+    ASSERT_EQ(run->Print(), "");
+    run->Sink().Clear();
+    run->Set("pEspecie", "XYZ");
+    ASSERT_EQ(run->Print(), "");
+    EXPECT_TRUE(Lines(16).empty());
+    run->Sink().Clear();
+    run->Set("pEspecie", "");
+    ASSERT_EQ(run->Print(), "");
+    EXPECT_TRUE(Has(Document(2), totals)) << first_species;
+  }
+}
+
 TEST_F(Listing, OperationTotalsAndTheTotalsBlock) {
   ASSERT_EQ(run->Print(), "");
   const auto totals = Lines(14);
