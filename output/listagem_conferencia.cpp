@@ -100,13 +100,8 @@ bool TListagemConferencia::Preparar() {
        !r_.cdsPisCofins->IsEmpty())) {
     r_.CarregarCurProduto();
   }
-  // The product totals are read beside the operation control and the orders, until the
-  // listing begins (their query already under way when the establishment's data were read).
-  std::unique_ptr<Nutildb::TBackgroundQuery> totalProduto;
   if (r_.FListarOutrasInfo) {
     r_.CarregarTotalFrete();
-    totalProduto = r_.FTotalProdutoEmCurso != nullptr ? std::move(r_.FTotalProdutoEmCurso)
-                                                      : r_.IniciarTotalProduto();
   }
   if (r_.FExibirDadosProduto) {
     r_.CarregarLctoProduto();
@@ -118,8 +113,11 @@ bool TListagemConferencia::Preparar() {
   provedor->AtualizarIndice(r_.cdsPis, "CHAVELCTOFIS;CODIGOCFOP;ALIQPIS");
   provedor->AtualizarIndice(r_.cdsCofins, "CHAVELCTOFIS;CODIGOCFOP;ALIQCOFINS");
   r_.CriarIndices({r_.cdsPis, r_.cdsCofins, r_.cdsImposto});
-  if (totalProduto != nullptr) {
-    r_.ConcluirTotalProduto(*totalProduto);
+  // The product totals, under way since the establishment's data were read, are taken last,
+  // after the operation control and the orders.
+  if (r_.FTotalProdutoEmCurso != nullptr) {
+    r_.ConcluirTotalProduto(*r_.FTotalProdutoEmCurso);
+    r_.FTotalProdutoEmCurso.reset();
   }
   r_.cdsImposto->First();
   return true;

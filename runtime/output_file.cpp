@@ -11,6 +11,7 @@
 
 #include "host/exception.hpp"
 #include "host/temp_files.hpp"
+#include "runtime/field_names.hpp"
 
 TAtomicOutputFile::TAtomicOutputFile(std::string path) : path_(std::move(path)) {
   temporary_ = path_ + ".partial-" + std::to_string(getpid());
@@ -138,15 +139,9 @@ const std::vector<std::string>& TSectionsTraceSink::KeysOf(
     it = keys_.try_emplace(std::string(section)).first;
   }
   Keys& keys = it->second;
-  bool same = keys.names.size() == fields.size();
-  for (size_t i = 0; same && i < fields.size(); ++i) {
-    same = keys.names[i] == fields[i].name;
-  }
-  if (!same) {
-    keys.names.clear();
+  if (!nrw::KeepFieldNames(keys.names, fields)) {
     keys.json.clear();
     for (const TPrintedField& field : fields) {
-      keys.names.push_back(field.name);
       std::string key = keys.json.empty() ? "" : ",";
       AppendJsonString(key, field.name);
       keys.json.push_back(key + ':');

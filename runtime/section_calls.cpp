@@ -1,7 +1,8 @@
 #include "runtime/section_calls.hpp"
 
-#include <algorithm>
 #include <cstring>
+
+#include "runtime/field_names.hpp"
 
 namespace nrw::section_calls {
 namespace {
@@ -103,12 +104,7 @@ void Encoder::Header(std::string& block, int32_t page, const std::vector<TPrinte
 
 void Encoder::Section(std::string& block, int32_t page, int32_t section,
                       const std::vector<TPrintedField>& fields) {
-  std::vector<std::string>& names = names_[section];
-  const bool same = names.size() == fields.size() &&
-                    std::equal(names.begin(), names.end(), fields.begin(),
-                               [](const std::string& name, const TPrintedField& field) {
-                                 return name == field.name;
-                               });
+  const bool same = KeepFieldNames(names_[section], fields);
   Begin(block, same ? Call::kSectionValues : Call::kSection);
   PutNumber(block, page);
   PutNumber(block, section);
@@ -119,10 +115,6 @@ void Encoder::Section(std::string& block, int32_t page, int32_t section,
     return;
   }
   PutFields(block, fields);
-  names.resize(fields.size());
-  for (size_t i = 0; i < fields.size(); ++i) {
-    names[i].assign(fields[i].name);
-  }
 }
 
 void Encoder::EndPage(std::string& block, int32_t page) {

@@ -38,19 +38,6 @@ void Encode(std::u32string_view text, std::string& out) {
   out.resize(static_cast<size_t>(p - out.data()));
 }
 
-}  // namespace
-
-std::string_view FieldValue(const std::vector<TPrintedField>& fields, std::string_view name) {
-  for (const TPrintedField& f : fields) {
-    if (f.name == name) {
-      return f.value;
-    }
-  }
-  return {};
-}
-
-namespace {
-
 // Where a text of `length` characters starts in a field, and the line long enough to hold it.
 int Start(std::u32string& line, int column, int width, TLayoutAlign align, int length) {
   const int spare = width - length;
@@ -64,6 +51,15 @@ int Start(std::u32string& line, int column, int width, TLayoutAlign align, int l
 }
 
 }  // namespace
+
+std::string_view FieldValue(const std::vector<TPrintedField>& fields, std::string_view name) {
+  for (const TPrintedField& f : fields) {
+    if (f.name == name) {
+      return f.value;
+    }
+  }
+  return {};
+}
 
 void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
                std::string_view text) {

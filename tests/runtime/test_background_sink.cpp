@@ -63,8 +63,8 @@ class CallLog : public TSectionSink {
 };
 
 // A report's worth of calls: sections of varying fields (an empty value, a value with a
-// zero byte, a long one; a section number printed with other field names now and then), styles
-// and pages.
+// zero byte, a long one; a section number printed with other field names now and then, as many
+// or not), styles and pages.
 void PrintSample(TSectionSink& sink, int pages) {
   for (int page = 1; page <= pages; ++page) {
     sink.BeginPage(page);
@@ -77,7 +77,9 @@ void PrintSample(TSectionSink& sink, int pages) {
       } else if (line % 3 == 0) {
         sink.PrintSection(page, 13, {{"RNumeroNF", number}, {"RValor", ""}});
       } else if (line % 3 == 1) {
-        sink.PrintSection(page, 14, {{"RNatureza", std::string("a\0b", 3) + number}});
+        // As many fields under another name now and then.
+        sink.PrintSection(
+            page, 14, {{line % 5 == 0 ? "RTexto" : "RNatureza", std::string("a\0b", 3) + number}});
       } else {
         sink.PrintSection(page, 20, {{"CTexto", std::string(300, 'x') + number}, {"V", "1"}});
       }
