@@ -37,7 +37,9 @@ class NRW_API TMemoryDataSet : public TDataSet {
   // them one by one, without passing each row through the data sets. The source is walked once;
   // distinct targets of many rows are filled at the same time, each on a thread of its own (the
   // source is only read meanwhile). Each target's cursor goes to its first row. Returns the
-  // number of rows appended to each.
+  // number of rows appended to each. An empty target of the source's columns that takes most of
+  // the source's rows, in the order of their ids, shares their storage (copied on write) instead
+  // of copying it, and reads and changes just the same.
   static std::vector<int64_t> AppendFromEach(TMemoryDataSet& source,
                                              const std::vector<TAppendTarget>& targets);
   // Puts the rows in the order of `field_names` for good: a table without an index then reads

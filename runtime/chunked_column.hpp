@@ -24,6 +24,22 @@ class ChunkedVector {
   static constexpr size_t kChunk = size_t{1} << kShift;  // values per chunk
   static constexpr size_t kMask = kChunk - 1;
 
+  // `count` copies of `value`, every position in one chunk that they share until one is
+  // written: a column of a million nulls costs one chunk.
+  static ChunkedVector Filled(size_t count, T value) {
+    ChunkedVector out;
+    if (count == 0) {
+      return out;
+    }
+    auto chunk = std::make_shared_for_overwrite<T[]>(kChunk);
+    std::fill_n(chunk.get(), kChunk, value);
+    out.chunks_.assign((count + kMask) >> kShift, chunk);
+    out.size_ = count;
+    out.capacity_ = out.chunks_.size() * kChunk;
+    out.first_ = kChunk;
+    return out;
+  }
+
   size_t Size() const { return size_; }
   const T& operator[](size_t i) const { return chunks_[i >> kShift][i & kMask]; }
   // The value, for writing: a chunk shared with another store is copied first.

@@ -302,6 +302,43 @@ void ColumnStore::Set(RowId row, int field, const Variant& value) {
   c.nulls.Mutable(row) = value.IsNull() ? 1 : 0;
 }
 
+void ColumnStore::ShareRows(const ColumnStore& source, const std::vector<int>& fields) {
+  bool same_columns = rows_ == 0 && source.columns_.size() == columns_.size();
+  for (size_t f = 0; same_columns && f < columns_.size(); ++f) {
+    same_columns = source.columns_[f].kind == columns_[f].kind;
+  }
+  if (!same_columns) {
+    throw Exception("rows can only be shared by an empty store of the same columns");
+  }
+  std::vector<bool> shared(columns_.size(), false);
+  for (const int f : fields) {
+    shared[static_cast<size_t>(f)] = true;
+  }
+  rows_ = source.rows_;
+  for (size_t f = 0; f < columns_.size(); ++f) {
+    Column& c = columns_[f];
+    if (shared[f]) {
+      c = source.columns_[f];
+      continue;
+    }
+    Column nulls;
+    nulls.kind = c.kind;
+    nulls.nulls = ChunkedVector<uint8_t>::Filled(rows_, 1);
+    switch (c.kind) {
+      case Kind::Integer:
+        nulls.integers = ChunkedVector<int64_t>::Filled(rows_, 0);
+        break;
+      case Kind::Float:
+        nulls.floats = ChunkedVector<double>::Filled(rows_, 0.0);
+        break;
+      case Kind::Text:
+        nulls.texts = ChunkedVector<TextArena::Handle>::Filled(rows_, TextArena::kEmpty);
+        break;
+    }
+    c = std::move(nulls);
+  }
+}
+
 ColumnStore ColumnStore::Permuted(const std::vector<RowId>& order) const {
   ColumnStore out(defs_);
   // Each column is copied on its own; for a long table the columns are shared between the

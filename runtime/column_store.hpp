@@ -39,6 +39,10 @@ class NRW_API ColumnStore {
   void AppendString(RowId row, int field, std::string& out) const;
   Variant Value(RowId row, int field) const;
   void Set(RowId row, int field, const Variant& value);
+  // Makes this empty store hold `source`'s rows, row for row (a store of the same columns):
+  // the columns `fields` lists share their values with it until either side writes, and the
+  // others are null.
+  void ShareRows(const ColumnStore& source, const std::vector<int>& fields);
   // A store holding the rows `order` names, in that order (row i is order[i]).
   ColumnStore Permuted(const std::vector<RowId>& order) const;
   // Copies one cell of another store, from a column of the same type (by default the column of

@@ -738,6 +738,22 @@ void TMemoryDataSet::AppendRecord(const std::vector<Variant>& values) {
   Post();
 }
 
+namespace {
+
+bool SameColumnTypes(const std::vector<TFieldDef>& a, const std::vector<TFieldDef>& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](const TFieldDef& x, const TFieldDef& y) { return x.type == y.type; });
+}
+
+// Rows appended from a source can share its store when they are at least three quarters of its
+// rows (the rest are hidden, as a copy's deleted rows are) and come in the order of their ids.
+bool SharesRows(const std::vector<RowId>& chosen, size_t source_rows) {
+  return !chosen.empty() && (source_rows - chosen.size()) * 4 <= source_rows &&
+         std::is_sorted(chosen.begin(), chosen.end());
+}
+
+}  // namespace
+
 std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
                                                     const std::vector<TAppendTarget>& targets) {
   // Each target's columns as pairs of positions, with the value for a null already converted,
@@ -748,6 +764,7 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
     std::vector<int> fields, source_fields;
     std::vector<Variant> if_null;
     std::unique_ptr<nrw::FilterProgram> condition;
+    bool can_share = false;  // an empty table of the source's columns, each taken in its place
   };
   source.CheckActive();
   source.Post();
@@ -761,11 +778,14 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
     table.CheckWritable();
     table.Post();
     Plan plan{table.impl_.get(), {}, {}, {}, nullptr};
+    plan.can_share = plan.table->store->RowCount() == 0 &&
+                     SameColumnTypes(plan.table->store->Defs(), s.store->Defs());
     for (const TAppendColumn& column : target.columns) {
       const int field = table.FieldIndex(column.name);
       plan.fields.push_back(field);
       plan.source_fields.push_back(source.FieldIndex(column.name));
       plan.if_null.push_back(VarAsType(column.if_null, plan.table->store->Defs()[field].type));
+      plan.can_share = plan.can_share && field == plan.source_fields.back();
     }
     if (!target.condition.empty()) {
       plan.condition = nrw::FilterProgram::Compile(target.condition, source.FieldDefs(), *s.store);
@@ -782,13 +802,26 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
     rows.push_back(s.order[*p]);
   }
   std::vector<int64_t> appended(plans.size(), 0);
-  auto fill = [&](size_t t) {
-    const Plan& plan = plans[t];
+  // Most of the source's rows, in the order of their ids, are taken as the source stores them:
+  // the table shares the source's columns (until one side writes) and hides the other rows.
+  // Row ids keep the order that copied rows would have, so every later sort and tie is the same.
+  auto share = [&](const Plan& plan, std::vector<RowId>& chosen) {
     Impl& d = *plan.table;
-    for (const RowId from : rows) {
-      if (plan.condition != nullptr && !plan.condition->Matches(from)) {
-        continue;
+    d.store->ShareRows(*s.store, plan.fields);
+    d.deleted.assign(s.store->RowCount(), 1);
+    for (const RowId row : chosen) {
+      d.deleted[row] = 0;
+      for (size_t c = 0; c < plan.fields.size(); ++c) {
+        if (s.store->IsNull(row, plan.fields[c])) {
+          d.store->Set(row, plan.fields[c], plan.if_null[c]);
+        }
       }
+    }
+    (d.index_fields.empty() ? d.order : d.pending) = std::move(chosen);
+  };
+  auto copy = [&](const Plan& plan, const std::vector<RowId>& chosen) {
+    Impl& d = *plan.table;
+    for (const RowId from : chosen) {
       const RowId row = d.store->AddRow();
       for (size_t c = 0; c < plan.fields.size(); ++c) {
         const int field = plan.fields[c], source_field = plan.source_fields[c];
@@ -803,9 +836,25 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
       d.deleted.push_back(0);
       // As Post files a row: at the end of a table without an index, else to be merged in.
       (d.index_fields.empty() ? d.order : d.pending).push_back(row);
-      ++appended[t];
+    }
+  };
+  auto fill = [&](size_t t) {
+    const Plan& plan = plans[t];
+    std::vector<RowId> chosen;
+    chosen.reserve(rows.size());
+    for (const RowId from : rows) {
+      if (plan.condition == nullptr || plan.condition->Matches(from)) {
+        chosen.push_back(from);
+      }
+    }
+    appended[t] = static_cast<int64_t>(chosen.size());
+    if (plan.can_share && SharesRows(chosen, s.store->RowCount())) {
+      share(plan, chosen);
+    } else {
+      copy(plan, chosen);
     }
     // The target's order is made here, beside the other targets', not at its first read.
+    Impl& d = *plan.table;
     if (!d.pending.empty() && !d.order_dirty) {
       d.MergePending();
     }

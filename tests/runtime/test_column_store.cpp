@@ -115,6 +115,28 @@ TEST(TextArena, TextsKeepTheirBytesAcrossBlocksAndCopies) {
   EXPECT_EQ(arena.Text(arena.Add("")), "");
 }
 
+// Every position of a filled vector reads the value; writing one position, or adding past the
+// end, leaves the others as they were.
+TEST(ChunkedVector, AFilledVectorIsWrittenOnePositionAtATime) {
+  const size_t n = 2 * ChunkedVector<double>::kChunk + 3;
+  ChunkedVector<double> filled = ChunkedVector<double>::Filled(n, 2.5);
+  ASSERT_EQ(filled.Size(), n);
+  filled.Mutable(7) = -1;
+  filled.Mutable(n - 1) = -2;
+  filled.PushBack(9);
+  for (size_t i = 0; i < n; ++i) {
+    const double expected = i == 7 ? -1 : i == n - 1 ? -2 : 2.5;
+    ASSERT_EQ(filled[i], expected) << i;
+  }
+  EXPECT_EQ(filled[n], 9);
+  EXPECT_EQ(ChunkedVector<int64_t>::Filled(0, 1).Size(), 0u);
+  ChunkedVector<uint8_t> few = ChunkedVector<uint8_t>::Filled(3, 1);
+  few.Clear();
+  few.PushBack(0);
+  EXPECT_EQ(few.Size(), 1u);
+  EXPECT_EQ(few[0], 0);
+}
+
 TEST(ColumnStore, CopiesAreIndependentAfterWrites) {
   ColumnStore store({{"N", TFieldType::Integer}, {"S", TFieldType::String}});
   for (int i = 0; i < 3; ++i) {
@@ -137,6 +159,57 @@ TEST(ColumnStore, AFailedConversionLeavesTheCellAsItWas) {
   const RowId row = store.AddRow();
   EXPECT_THROW(store.Set(row, 0, Variant("not a number")), Exception);
   EXPECT_TRUE(store.IsNull(row, 0));
+}
+
+// A store that shares another's rows reads the shared columns as the other does and the rest
+// as null; writes on either side, and rows added to either, stay on that side.
+TEST(ColumnStore, SharedRowsReadAsTheSourceAndAreWrittenApart) {
+  const std::vector<TFieldDef> defs = {
+      {"N", TFieldType::Integer}, {"R", TFieldType::Float}, {"S", TFieldType::String}};
+  ColumnStore source(defs);
+  constexpr int kRows = 40000;
+  for (int i = 0; i < kRows; ++i) {
+    const RowId row = source.AddRow();
+    source.Set(row, 0, Variant(i));
+    if (i % 3 != 0) {
+      source.Set(row, 1, Variant(i / 8.0));
+    }
+    source.Set(row, 2, Variant("s" + std::to_string(i)));
+  }
+  ColumnStore shared(defs);
+  shared.ShareRows(source, {1, 2});
+  ASSERT_EQ(shared.RowCount(), source.RowCount());
+  for (RowId row = 0; row < kRows; row += 7) {
+    ASSERT_TRUE(shared.IsNull(row, 0)) << row;
+    ASSERT_EQ(shared.Integer(row, 0), 0) << row;
+    ASSERT_EQ(shared.IsNull(row, 1), source.IsNull(row, 1)) << row;
+    ASSERT_EQ(shared.Float(row, 1), source.Float(row, 1)) << row;
+    ASSERT_EQ(shared.String(row, 2), source.String(row, 2)) << row;
+  }
+  shared.Set(3, 1, Variant(-1.0));
+  shared.Set(5, 2, Variant("only in the sharer"));
+  shared.Set(6, 0, Variant(66));
+  source.Set(9, 2, Variant("only in the source"));
+  const RowId added = shared.AddRow();
+  shared.Set(added, 2, Variant("added"));
+  EXPECT_TRUE(source.IsNull(3, 1));
+  EXPECT_EQ(source.String(5, 2), "s5");
+  EXPECT_EQ(source.Integer(6, 0), 6);
+  EXPECT_EQ(source.RowCount(), static_cast<size_t>(kRows));
+  EXPECT_EQ(shared.Float(3, 1), -1.0);
+  EXPECT_EQ(shared.String(5, 2), "only in the sharer");
+  EXPECT_EQ(shared.Integer(6, 0), 66);
+  EXPECT_TRUE(shared.IsNull(7, 0)) << "the other nulls stay";
+  EXPECT_EQ(shared.String(9, 2), "s9");
+  EXPECT_EQ(shared.String(added, 2), "added");
+  EXPECT_TRUE(shared.IsNull(added, 1));
+
+  ColumnStore full(defs);
+  full.AddRow();
+  EXPECT_THROW(full.ShareRows(source, {0}), Exception) << "a store that holds rows";
+  ColumnStore other(
+      {{"N", TFieldType::String}, {"R", TFieldType::Float}, {"S", TFieldType::String}});
+  EXPECT_THROW(other.ShareRows(source, {0}), Exception) << "columns of other kinds";
 }
 
 // Long enough for the columns to be copied on two threads: every cell, null or not, of every

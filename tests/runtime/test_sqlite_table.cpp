@@ -791,6 +791,76 @@ TEST(MemoryAppendFrom, ManyRowsGiveEachTargetWhatItWouldGetAlone) {
   EXPECT_EQ(got, expected);
 }
 
+// An empty table of the source's columns takes most of the source's rows, in the order of their
+// ids (a provider's table in its key order), as they are stored; fewer rows, or rows in another
+// order, are copied. Either way the table reads, sorts, breaks ties and changes as if each row
+// had been appended by hand, and neither table sees the other's later changes.
+TEST(MemoryAppendFrom, RowsTakenAsTheSourceStoresThemReadAsCopies) {
+  struct Case {
+    const char* source_index;
+    int from_v;  // the condition: V >= from_v
+  };
+  for (const Case& c : {Case{"", 1000}, Case{"", 15000}, Case{"K", 1000}}) {
+    SCOPED_TRACE(std::string("source index '") + c.source_index +
+                 "', V >= " + std::to_string(c.from_v));
+    ScratchTable items(20000, 17, DataSetKind::Memory);
+    TDataSet* source = items.made.get();
+    source->SetIndexFieldNames(c.source_index);
+    const auto make = [&] {
+      auto table = items.factory.Make(DataSetKind::Memory, "T", kFields, {});
+      table->SetIndexFieldNames("S");
+      return table;
+    };
+    auto target = make(), twin = make(), expected = make();
+    const std::vector<std::string> source_rows = Walk(*source);
+    for (source->First(); !source->Eof(); source->Next()) {
+      if (source->GetInteger(2) >= c.from_v) {
+        Nutildb::CDSM(expected.get())
+            ->AppendRecord({source->IsNull(0) ? Variant(-1.0) : source->GetValue(0),
+                            source->IsNull(1) ? Variant("") : source->GetValue(1), Variant()});
+      }
+    }
+    // Two tables at once, each filled on a thread of its own.
+    const std::vector<TAppendColumn> columns = {{"K", Variant(-1.0)}, {"S", Variant("")}};
+    const std::string condition = "V >= " + std::to_string(c.from_v);
+    const auto appended = TMemoryDataSet::AppendFromEach(
+        *Nutildb::CDSM(source), {{Nutildb::CDSM(target.get()), columns, condition},
+                                 {Nutildb::CDSM(twin.get()), columns, condition}});
+    ASSERT_EQ(appended[0], expected->RecordCount());
+    EXPECT_EQ(Walk(*target), Walk(*expected)) << "equal texts in the order of the source";
+    EXPECT_EQ(Walk(*twin), Walk(*expected));
+    for (const char* index : {"K", "", "S;K"}) {
+      target->SetIndexFieldNames(index);
+      expected->SetIndexFieldNames(index);
+      EXPECT_EQ(Walk(*target), Walk(*expected)) << "index '" << index << "'";
+    }
+
+    // The same changes to both: an edit, a delete, a row appended.
+    for (TDataSet* table : {target.get(), expected.get()}) {
+      table->First();
+      table->Next();
+      table->Edit();
+      table->SetValue(0, Variant(-7.5));
+      table->SetValue(2, Variant(42));
+      table->Post();
+      table->Next();
+      table->Delete();
+      Nutildb::CDSM(table)->AppendRecord({Variant(0.5), Variant("AA"), Variant(43)});
+    }
+    EXPECT_EQ(target->RecordCount(), expected->RecordCount());
+    EXPECT_EQ(Walk(*target), Walk(*expected));
+    EXPECT_EQ(Walk(*source), source_rows) << "the source kept its rows";
+
+    const std::vector<std::string> target_rows = Walk(*target);
+    for (source->First(); !source->Eof(); source->Next()) {
+      source->Edit();
+      source->SetValue(1, Variant("changed"));
+      source->Post();
+    }
+    EXPECT_EQ(Walk(*target), target_rows) << "the table kept its rows";
+  }
+}
+
 // Targets in the source's own order (the rows come sorted) that already hold rows and show a
 // range: the new rows are merged among the old ones, and the range holds for them at once.
 TEST(MemoryAppendFrom, RowsInTheTargetsOrderAreMergedWithItsRowsUnderItsRange) {
