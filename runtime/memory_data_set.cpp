@@ -764,7 +764,7 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
     std::vector<int> fields, source_fields;
     std::vector<Variant> if_null;
     std::unique_ptr<nrw::FilterProgram> condition;
-    bool can_share = false;  // an empty table of the source's columns, each taken in its place
+    bool can_share = false;  // a table of the source's columns, each taken in its place
   };
   source.CheckActive();
   source.Post();
@@ -778,8 +778,7 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
     table.CheckWritable();
     table.Post();
     Plan plan{table.impl_.get(), {}, {}, {}, nullptr};
-    plan.can_share = plan.table->store->RowCount() == 0 &&
-                     SameColumnTypes(plan.table->store->Defs(), s.store->Defs());
+    plan.can_share = SameColumnTypes(plan.table->store->Defs(), s.store->Defs());
     for (const TAppendColumn& column : target.columns) {
       const int field = table.FieldIndex(column.name);
       plan.fields.push_back(field);
@@ -848,7 +847,9 @@ std::vector<int64_t> TMemoryDataSet::AppendFromEach(TMemoryDataSet& source,
       }
     }
     appended[t] = static_cast<int64_t>(chosen.size());
-    if (plan.can_share && SharesRows(chosen, s.store->RowCount())) {
+    // A table given twice is empty only for the first of its appends.
+    if (plan.can_share && plan.table->store->RowCount() == 0 &&
+        SharesRows(chosen, s.store->RowCount())) {
       share(plan, chosen);
     } else {
       copy(plan, chosen);

@@ -861,6 +861,24 @@ TEST(MemoryAppendFrom, RowsTakenAsTheSourceStoresThemReadAsCopies) {
   }
 }
 
+// A table given twice takes the source's rows once as they are stored and then as copies.
+TEST(MemoryAppendFrom, ATableGivenTwiceSharesTheRowsOnceAndCopiesThemOnce) {
+  ScratchTable items(6000, 18, DataSetKind::Memory);
+  TMemoryDataSet& from = *Nutildb::CDSM(items.made.get());
+  const std::vector<TAppendColumn> all = {{"K", Variant()}, {"S", Variant()}, {"V", Variant()}};
+  auto twice = items.factory.Make(DataSetKind::Memory, "T", kFields, {});
+  twice->SetIndexFieldNames("V");
+  const auto appended = TMemoryDataSet::AppendFromEach(
+      from, {{Nutildb::CDSM(twice.get()), all, ""}, {Nutildb::CDSM(twice.get()), all, ""}});
+  EXPECT_EQ(appended, (std::vector<int64_t>{6000, 6000}));
+  std::vector<std::string> expected;
+  for (const std::string& row : Walk(*items.made)) {
+    expected.push_back(row);
+    expected.push_back(row);
+  }
+  EXPECT_EQ(Walk(*twice), expected) << "each row twice, by V";
+}
+
 // Targets in the source's own order (the rows come sorted) that already hold rows and show a
 // range: the new rows are merged among the old ones, and the range holds for them at once.
 TEST(MemoryAppendFrom, RowsInTheTargetsOrderAreMergedWithItsRowsUnderItsRange) {
