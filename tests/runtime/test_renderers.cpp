@@ -474,6 +474,51 @@ TEST(OutputFile, NothingIsLeftWhenNotCommitted) {
   EXPECT_THROW(TAtomicOutputFile(dir.File("no/such/folder/x")), Exception);
 }
 
+// A committed file takes the place of an older one (swapped with it, then the old one removed),
+// of a link (the link itself, not the file it names) or of nothing; a folder in its place is an
+// error that leaves the folder as it was.
+TEST(OutputFile, ACommittedFileTakesThePlaceOfWhatWasThere) {
+  nrw::testing::ScratchDir dir;
+  const auto write = [](const std::string& path, const std::string& text) {
+    TAtomicOutputFile out(path);
+    out.Stream() << text;
+    out.Commit();
+  };
+  const auto read = [](const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  const std::string file = dir.File("out.txt");
+  write(file, "first");
+  write(file, "second, longer than the first");
+  EXPECT_EQ(read(file), "second, longer than the first");
+
+  const std::string named = dir.File("named.txt"), link = dir.File("link.txt");
+  write(named, "named");
+  std::filesystem::create_symlink(named, link);
+  write(link, "in place of the link");
+  EXPECT_FALSE(std::filesystem::is_symlink(link));
+  EXPECT_EQ(read(link), "in place of the link");
+  EXPECT_EQ(read(named), "named");
+
+  const std::string folder = dir.File("folder");
+  std::filesystem::create_directory(folder);
+  write(folder + "/inside.txt", "inside");
+  {
+    TAtomicOutputFile out(folder);
+    out.Stream() << "not a folder";
+    EXPECT_THROW(out.Commit(), Exception);
+  }
+  EXPECT_EQ(read(folder + "/inside.txt"), "inside");
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir.File(""))) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{"folder", "link.txt", "named.txt", "out.txt"}))
+      << "no temporary file is left";
+}
+
 TEST(NrwReport, AFailedRunLeavesNoOutputFile) {
   nrw::testing::ScratchDir dir;
   const std::string db = dir.File("demo.db");
