@@ -2,7 +2,8 @@
 
 #include <unistd.h>
 
-#include <atomic>
+#include <cstdlib>
+#include <stdexcept>
 
 #include "host/memory_data_set.hpp"
 #include "host/sqlite_table.hpp"
@@ -22,11 +23,22 @@ std::string KindName(DataSetKind kind) {
   return "?";
 }
 
+// A new folder every time: a test process killed before its cleanup leaves its folder behind,
+// and process ids come round again, so a name made of them alone may already be taken.
 ScratchDir::ScratchDir() {
-  static std::atomic<int> counter{0};
-  path_ = std::filesystem::temp_directory_path() /
-          ("nrw-test-" + std::to_string(getpid()) + "-" + std::to_string(counter++));
-  std::filesystem::create_directories(path_);
+  std::string pattern = (std::filesystem::temp_directory_path() /
+                         ("nrw-test-" + std::to_string(getpid()) + "-XXXXXX"))
+                            .string();
+  if (mkdtemp(pattern.data()) == nullptr) {
+    throw std::runtime_error("cannot make a scratch folder like " + pattern);
+  }
+  path_ = pattern;
+  // Readable by other accounts as a folder made by create_directories is: the throwaway
+  // PostgreSQL server runs as its own user inside one.
+  std::filesystem::permissions(
+      path_, std::filesystem::perms::owner_all | std::filesystem::perms::group_read |
+                 std::filesystem::perms::group_exec | std::filesystem::perms::others_read |
+                 std::filesystem::perms::others_exec);
 }
 
 ScratchDir::~ScratchDir() {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <random>
 
 #include "host/memory_data_set.hpp"
@@ -723,6 +724,18 @@ TEST_F(AppendFrom, TheInMemoryAppendGivesTheSameRows) {
   EXPECT_FALSE(first_memory->Eof()) << "the cursor stands on the first row";
   EXPECT_EQ(Walk(*first_memory), Walk(*target));
   EXPECT_EQ(Walk(*second_memory), Walk(*second));
+}
+
+// Every scratch folder is new and empty, even beside folders that killed tests left behind.
+TEST(ScratchFolders, EachIsANewEmptyFolder) {
+  ScratchDir first, second;
+  EXPECT_NE(first.File(""), second.File(""));
+  std::ofstream(first.File("left.db")) << "left behind";
+  for (int i = 0; i < 20; ++i) {
+    ScratchDir next;
+    ASSERT_TRUE(std::filesystem::is_empty(next.File(""))) << next.File("");
+  }
+  EXPECT_TRUE(std::filesystem::exists(first.File("left.db")));
 }
 
 TEST(MemoryAppendFrom, ColumnsAreMatchedByName) {
