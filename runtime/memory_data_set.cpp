@@ -22,6 +22,12 @@ namespace {
 constexpr size_t kSweepFloor = 64;
 // A bulk append gives each target a thread of its own from this many source rows on.
 constexpr size_t kRowsForAThread = 4096;
+
+// A copy shares the store it copies when at least three quarters of the store's rows are the
+// copy's; the rest stay in it as deleted rows.
+bool WorthSharing(size_t rows_taken, size_t store_rows) {
+  return (store_rows - rows_taken) * 4 <= store_rows;
+}
 }  // namespace
 
 struct TMemoryDataSet::Impl {
@@ -492,7 +498,8 @@ void TMemoryDataSet::CopyFrom(const TMemoryDataSet& source) {
   // A source whose order is up to date and that holds few deleted rows is copied whole with
   // its index order: row ids stay the same, so nothing is sorted again.
   const size_t dead = static_cast<size_t>(std::count(s.deleted.begin(), s.deleted.end(), 1));
-  if (!s.order_dirty && s.pending.empty() && dead * 4 <= s.deleted.size()) {
+  if (!s.order_dirty && s.pending.empty() &&
+      WorthSharing(s.deleted.size() - dead, s.deleted.size())) {
     *d.store = *s.store;
     d.deleted = s.deleted;
     d.order.reserve(s.order.size() - s.tombstones);
@@ -745,10 +752,10 @@ bool SameColumnTypes(const std::vector<TFieldDef>& a, const std::vector<TFieldDe
                     [](const TFieldDef& x, const TFieldDef& y) { return x.type == y.type; });
 }
 
-// Rows appended from a source can share its store when they are at least three quarters of its
-// rows (the rest are hidden, as a copy's deleted rows are) and come in the order of their ids.
+// Rows appended from a source can share its store as a copy does, when they come in the order
+// of their ids.
 bool SharesRows(const std::vector<RowId>& chosen, size_t source_rows) {
-  return !chosen.empty() && (source_rows - chosen.size()) * 4 <= source_rows &&
+  return !chosen.empty() && WorthSharing(chosen.size(), source_rows) &&
          std::is_sorted(chosen.begin(), chosen.end());
 }
 
