@@ -149,19 +149,15 @@ void TnFisORResumoConfLctoFis::ImprimirEstabelecimento(int32_t empresa, int32_t 
       0);
   ADM->Executar();
   // The product totals are read on a connection of their own while the working tables and the
-  // listing's order are made; a query not taken (nothing to list) is waited for and dropped.
+  // listing's order are made; a query not taken (nothing to list) is waited for and dropped
+  // here, and one under way when the run fails, in the final block.
   if (FListarOutrasInfo) {
     FTotalProdutoEmCurso = IniciarTotalProduto();
   }
-  try {
-    progresso->IncProgressoTotal("Processar dados", 0);
-    VincularTabelas();
-    progresso->IncProgressoTotal("Imprimir Conferencia", 0);
-    ImprimirConferencia();
-  } catch (...) {
-    FTotalProdutoEmCurso.reset();
-    throw;
-  }
+  progresso->IncProgressoTotal("Processar dados", 0);
+  VincularTabelas();
+  progresso->IncProgressoTotal("Imprimir Conferencia", 0);
+  ImprimirConferencia();
   FTotalProdutoEmCurso.reset();
   if (FListarResumoCFOP || FListarResumoDia) {
     cdsTotal = Nutildb::CDSM(ADM->FindComponent("cdsTotal"));
@@ -203,6 +199,9 @@ void TnFisORResumoConfLctoFis::VincularTabelas() {
 // The run's final block: hide the progress, free the header and the provider (with its tables),
 // release the cursors, clear the engine's event. Nothing here may raise over the run's own error.
 void TnFisORResumoConfLctoFis::FinalizarExecucao() noexcept {
+  // A product totals' query still under way refreshes its cursor: it ends before the cursor is
+  // freed.
+  FTotalProdutoEmCurso.reset();
   GetDMPower()->SetProgressoVisivel(TnProgressoVisivel::Oculto);
   delete FCabecalho;
   FCabecalho = nullptr;
@@ -213,6 +212,10 @@ void TnFisORResumoConfLctoFis::FinalizarExecucao() noexcept {
   Nutildb::DestruirSQL(curTotalProduto);
   Nutildb::DestruirSQL(curTotalFrete);
   Nutildb::DestruirSQL(curLctoProduto);
+  // The listing frees these when it ends; a run that fails before that leaves them here.
+  Nutildb::DestruirSQL(cdsPis);
+  Nutildb::DestruirSQL(cdsCofins);
+  Nutildb::DestruirSQL(curMunicipio);
   Report()->SetAfterSection(TSectionEvent{});
 }
 

@@ -33,7 +33,6 @@ namespace nfis {
 
 class TnFisORResumoConfLctoFis : public TnrwBaseDll {
  public:
-  TnFisORResumoConfLctoFis() = default;
   ~TnFisORResumoConfLctoFis() override;  // where the background query's type is complete
   // The class reference stored in FClassDll.
   static const TnrwBaseDllClass* ClassType();

@@ -20,7 +20,8 @@ struct Observed {
   std::vector<std::map<std::string, std::string>> params;  // at each execution
   std::vector<int32_t> old_company;                        // FOldCodigoEmpresa at each execution
   std::string tax_index, tax_filter, total_index, temp_file;
-  int fail_on = 0;  // execution that raises (0: none)
+  int fail_on = 0;        // execution that raises (0: none)
+  int fail_after_on = 0;  // execution whose tables cannot be ordered (0: none)
   const TnFisORResumoConfLctoFis* report = nullptr;
 };
 Observed observed;
@@ -41,6 +42,10 @@ class RecordingProvider : public TnFisDPListarLctoFisTotal {
     }
     TnFisDPListarLctoFisTotal::Executar();
     observed.temp_file = ArquivoTemporario();
+    if (static_cast<int>(observed.params.size()) == observed.fail_after_on) {
+      // The counterparties without columns: ordering them by their code fails.
+      Nutildb::CDSM(FindComponent("cdsPessoa"))->CreateDataSet({});
+    }
   }
   ~RecordingProvider() override {
     observed.tax_index = Imposto()->IndexFieldNames();
@@ -228,6 +233,29 @@ TEST_F(RunDriver, FailureInTheMiddleReleasesEverything) {
   EXPECT_FALSE(std::filesystem::exists(observed.temp_file));
   EXPECT_NE(Trace(run->Sink()).find("1 - Matriz"), std::string::npos)
       << "the first establishment stays printed";
+}
+
+// A run that fails after the second establishment's data are read and its PIS and COFINS
+// tables made, with its product totals' query refreshing the cursor of the first: the final
+// block waits for the query before it frees the cursor, and frees the tables.
+TEST_F(RunDriver, FailureWithTheProductTotalsUnderWayReleasesThem) {
+  run->AddEstab(1, 2);
+  run->Set("pListarOutrasInfo", "1");
+  observed.fail_after_on = 2;
+  auto report = std::unique_ptr<TnFisORResumoConfLctoFis>(static_cast<TnFisORResumoConfLctoFis*>(
+      TnFisORResumoConfLctoFis::ClassType()->Create(&run->Engine())));
+  try {
+    report->ImprimirInterno();
+    FAIL() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_NE(std::string(e.what()).find("CODIGOPESSOA"), std::string::npos) << e.what();
+  }
+  EXPECT_EQ(report->FTotalProdutoEmCurso, nullptr);
+  EXPECT_EQ(report->curTotalProduto, nullptr);
+  EXPECT_EQ(report->cdsPis, nullptr) << "the working tables made before the failure are freed";
+  EXPECT_EQ(report->cdsCofins, nullptr);
+  EXPECT_NE(Trace(run->Sink()).find("Valor Total Produtos"), std::string::npos)
+      << "the first establishment's totals were printed";
 }
 
 TEST_F(RunDriver, FailureReachesImprimirsCallerUnchanged) {
