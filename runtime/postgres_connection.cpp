@@ -259,6 +259,13 @@ PostgresConnection::PostgresConnection(const std::string& url)
   PQsetNoticeProcessor(
       conn_, [](void*, const char*) {}, nullptr);
   ExecuteScript("set datestyle to ISO, DMY");
+  // A month's queries join hundreds of thousands of documents with their lines by hashing.
+  // With the server's stock working memory (4 MB) each hash spills to temporary files in
+  // batches: the items' query of a million-line month took 2.3 s against 2.0 s in memory. The
+  // session asks for at least 32 MB; a server or a connection that gives more keeps it.
+  ExecuteScript(
+      "select set_config('work_mem', '32MB', false) "
+      "where pg_size_bytes(current_setting('work_mem')) < 32 * 1024 * 1024");
 }
 
 PostgresConnection::~PostgresConnection() {

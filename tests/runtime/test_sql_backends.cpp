@@ -478,6 +478,20 @@ TEST_P(SqlBackend, ABulkQueryRunsWhatIsNotASelectAsAQuery) {
   }
 }
 
+TEST_P(SqlBackend, APostgreSQLSessionHasWorkingMemoryForTheMonthsHashes) {
+  if (GetParam() != Backend::PostgreSQL) {
+    GTEST_SKIP() << "SQLite has no working-memory setting";
+  }
+  auto work_mem = [this](const std::string& target) {
+    std::unique_ptr<TSQLConnection> session = OpenConnection(target, false);
+    std::unique_ptr<TnClientDataSet> cursor(Nutildb::ExecutarSQL(
+        "select current_setting('work_mem')", {}, true, true, -1, "cur", session.get(), true));
+    return cursor->GetString(0);
+  };
+  EXPECT_EQ(work_mem(db->Target()), "32MB") << "the stock 4 MB is raised";
+  EXPECT_EQ(work_mem(db->Target() + "%20-cwork_mem%3D64MB"), "64MB") << "more is kept";
+}
+
 INSTANTIATE_TEST_SUITE_P(Databases, SqlBackend,
                          ::testing::Values(Backend::SQLite, Backend::PostgreSQL),
                          [](const auto& info) { return BackendName(info.param); });
