@@ -154,8 +154,8 @@ struct TnFisDPListarLctoFisTotal::Impl {
     nrw::FiscalStorage& storage = Storage();
     storage.BeginRefill();
     // The tax lines, then the documents that have them, on the provider's connection; the
-    // PIS/COFINS items, filtered by the database to the same documents, beside them on a
-    // second connection when there is one.
+    // PIS/COFINS items of the same documents beside them on a second connection when there is
+    // one.
     TSQLConnection* beside = SecondConnection();
     std::vector<nrw::QueryLane> lanes(beside != nullptr ? 2 : 1);
     lanes[0].connection = &Connection();
@@ -170,6 +170,9 @@ struct TnFisDPListarLctoFisTotal::Impl {
     items.queries.push_back(People(f, people_read));
     nrw::PipeQueries(lanes);
     storage.EndRefill();
+    if (beside != nullptr && storage.DropsRowsCheaply()) {
+      DropItemsWithoutTaxLines(keys);
+    }
     LoadPeople(people, people_read);
     LoadCfops();
     FillTotals(total_kind, sums);
@@ -234,13 +237,17 @@ struct TnFisDPListarLctoFisTotal::Impl {
     return query;
   }
 
-  // The PIS/COFINS items of the documents with listed tax lines: read beside the tax lines
-  // (`beside`), the database keeps only those documents' items; read after them, `keys` does.
+  // The PIS/COFINS items of the documents with listed tax lines. Read after the tax lines,
+  // `keys` keeps those documents' items. Read beside them (`beside`), before `keys` is complete,
+  // the database keeps them, or, in a storage that drops rows cheaply, DropItemsWithoutTaxLines
+  // does once everything is read: the database's semi-join with the tax lines cost more than
+  // the walk (a million-line month on PostgreSQL: its load 0.3 s shorter).
   nrw::PipedQuery PisCofins(const nrw::FiscalFilter& f, const std::vector<double>& keys,
                             bool beside) {
     nrw::FiscalStorage& storage = Storage();
-    nrw::PipedQuery query =
-        Piped(nrw::PisCofinsQuery(f, !storage.SortsRows(), beside), FiscalResult::PisCofins, f);
+    const bool database_keeps = beside && !storage.DropsRowsCheaply();
+    nrw::PipedQuery query = Piped(nrw::PisCofinsQuery(f, !storage.SortsRows(), database_keeps),
+                                  FiscalResult::PisCofins, f);
     query.handle = [&storage, &keys, beside](std::vector<Variant>& row) {
       if (beside || HasKey(keys, row[0].AsFloat())) {
         storage.Add(FiscalResult::PisCofins, row);
@@ -248,6 +255,27 @@ struct TnFisDPListarLctoFisTotal::Impl {
     };
     query.done = [&storage] { storage.End(FiscalResult::PisCofins, "CHAVELCTOFIS;SEQ"); };
     return query;
+  }
+
+  // Drops the items whose document has no listed tax line (`keys`: sorted, without repeats).
+  // The items are in key order, as a storage that drops rows cheaply sorts them, so the keys
+  // are walked beside them.
+  void DropItemsWithoutTaxLines(const std::vector<double>& keys) {
+    TDataSet* items = Storage().Table(FiscalResult::PisCofins);
+    const int key_field = items->FieldIndex("CHAVELCTOFIS");
+    auto at = keys.begin();
+    for (items->First(); !items->Eof();) {
+      const double key = items->GetFloat(key_field);
+      while (at != keys.end() && *at < key) {
+        ++at;
+      }
+      if (at != keys.end() && *at == key) {
+        items->Next();
+      } else {
+        items->Delete();
+      }
+    }
+    items->First();
   }
 
   // The counterparties of the period's documents, as read, to be kept by LoadPeople.

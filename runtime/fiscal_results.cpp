@@ -49,6 +49,7 @@ class MemoryStorage : public FiscalStorage {
     tables_[static_cast<int>(result)]->AppendRecord(row);
   }
   bool SortsRows() const override { return true; }
+  bool DropsRowsCheaply() const override { return true; }
   void End(FiscalResult result, const std::string& key_fields) override {
     TnClientDataSetMem* table = tables_[static_cast<int>(result)];
     table->SortRows(key_fields);
