@@ -9,7 +9,6 @@
 #include <cmath>
 #include <functional>
 #include <map>
-#include <unordered_set>
 
 #include "host/exception.hpp"
 #include "host/sysutils.hpp"
@@ -150,7 +149,7 @@ struct TnFisDPListarLctoFisTotal::Impl {
     const int total_kind = StrToIntDef(P("pTipoTotal").AsString(), 0);
     std::vector<double> keys;
     std::map<std::pair<double, int32_t>, Amounts> sums;
-    std::unordered_set<int64_t> people;
+    std::vector<int64_t> people;
     nrw::FiscalStorage& storage = Storage();
     storage.BeginRefill();
     // The tax lines, then the documents that have them, on the provider's connection; the
@@ -216,24 +215,48 @@ struct TnFisDPListarLctoFisTotal::Impl {
     return query;
   }
 
-  // `keys`: sorted, without repeats.
-  static bool HasKey(const std::vector<double>& keys, double key) {
-    return std::binary_search(keys.begin(), keys.end(), key);
-  }
+  // Looks keys up among `keys` (sorted, without repeats). Rows read in about key order ask for
+  // the key after the one found last: that one is tried before the binary search.
+  class KeySearch {
+   public:
+    explicit KeySearch(const std::vector<double>& keys) : keys_(keys) {}
+    bool Has(double key) {
+      if (next_ < keys_.size() && keys_[next_] == key) {
+        ++next_;
+        return true;
+      }
+      const auto at = std::lower_bound(keys_.begin(), keys_.end(), key);
+      if (at == keys_.end() || *at != key) {
+        return false;
+      }
+      next_ = static_cast<size_t>(at - keys_.begin()) + 1;
+      return true;
+    }
 
-  // The documents with listed tax lines (read after the tax lines, so `keys` is complete).
+   private:
+    const std::vector<double>& keys_;
+    size_t next_ = 0;
+  };
+
+  // The documents with listed tax lines (read after the tax lines, so `keys` is complete);
+  // `people` gathers their counterparties' codes, sorted and unique once all are read.
   nrw::PipedQuery Documents(const nrw::FiscalFilter& f, const std::vector<double>& keys,
-                            std::unordered_set<int64_t>& people) {
+                            std::vector<int64_t>& people) {
     nrw::FiscalStorage& storage = Storage();
     nrw::PipedQuery query =
         Piped(nrw::DocumentsQuery(f, !storage.SortsRows()), FiscalResult::DocFiscal, f);
-    query.handle = [&storage, &keys, &people](std::vector<Variant>& row) {
-      if (HasKey(keys, row[0].AsFloat())) {
-        people.insert(row[10].AsInteger());
+    query.handle = [&storage, search = KeySearch(keys),
+                    &people](std::vector<Variant>& row) mutable {
+      if (search.Has(row[0].AsFloat())) {
+        people.push_back(row[10].AsInteger());
         storage.Add(FiscalResult::DocFiscal, row);
       }
     };
-    query.done = [&storage] { storage.End(FiscalResult::DocFiscal, "CHAVELCTOFIS"); };
+    query.done = [&storage, &people] {
+      std::sort(people.begin(), people.end());
+      people.erase(std::unique(people.begin(), people.end()), people.end());
+      storage.End(FiscalResult::DocFiscal, "CHAVELCTOFIS");
+    };
     return query;
   }
 
@@ -248,8 +271,8 @@ struct TnFisDPListarLctoFisTotal::Impl {
     const bool database_keeps = beside && !storage.DropsRowsCheaply();
     nrw::PipedQuery query = Piped(nrw::PisCofinsQuery(f, !storage.SortsRows(), database_keeps),
                                   FiscalResult::PisCofins, f);
-    query.handle = [&storage, &keys, beside](std::vector<Variant>& row) {
-      if (beside || HasKey(keys, row[0].AsFloat())) {
+    query.handle = [&storage, search = KeySearch(keys), beside](std::vector<Variant>& row) mutable {
+      if (beside || search.Has(row[0].AsFloat())) {
         storage.Add(FiscalResult::PisCofins, row);
       }
     };
@@ -290,14 +313,14 @@ struct TnFisDPListarLctoFisTotal::Impl {
     return query;
   }
 
-  // Counterparties of the documents kept. Without "pListarDadosPessoa" their registration
-  // numbers are left out (name, state, municipality and rural flag are always there).
-  void LoadPeople(const std::unordered_set<int64_t>& people,
-                  std::vector<std::vector<Variant>>& read) {
+  // Counterparties of the documents kept (`people`: sorted, without repeats). Without
+  // "pListarDadosPessoa" their registration numbers are left out (name, state, municipality and
+  // rural flag are always there).
+  void LoadPeople(const std::vector<int64_t>& people, std::vector<std::vector<Variant>>& read) {
     const bool registrations = Yes("pListarDadosPessoa");
     pessoa->CreateDataSet(nrw::PessoaFields());
     for (std::vector<Variant>& row : read) {
-      if (people.count(row[0].AsInteger()) == 0) {
+      if (!std::binary_search(people.begin(), people.end(), row[0].AsInteger())) {
         continue;
       }
       if (!registrations) {

@@ -196,6 +196,8 @@ TEST_P(FiscalProvider, CfopFilter) {
   Set("pCodigoCFOP", "5102");
   EXPECT_EQ(TaxKeys(), (std::vector<double>{2}));
   EXPECT_EQ(Keys(provider->DocFiscal()), (std::vector<double>{2}));
+  EXPECT_EQ(Column(Named("cdsPessoa"), "CODIGOPESSOA"), (std::vector<int64_t>{30}))
+      << "the counterparties of the period's documents without listed lines are left out";
 }
 
 TEST_P(FiscalProvider, SpeciesComparesInUpperCase) {
