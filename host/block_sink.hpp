@@ -29,6 +29,8 @@ class NRW_API TBlockSink : public TSectionSink {
   void EndPage(int32_t page) final;
   // Puts the end of the report into the block, hands it over, then calls Finished.
   void Finish() final;
+  // A number goes into the block as it is, and is formatted when the block is replayed.
+  bool TakesNumbers() const final { return true; }
 
  protected:
   // A block is handed over once it holds `block_bytes` or more.

@@ -34,6 +34,8 @@ class NRW_API TPageCountSink : public TSectionSink {
   void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t title_size,
                    int32_t text_size) override;
   void PrintSection(int32_t, int32_t, const std::vector<TPrintedField>&) override {}
+  // It reads no section's values.
+  bool TakesNumbers() const override { return true; }
   const TPageTotals& Totals() const { return totals_; }
 
  private:

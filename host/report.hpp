@@ -60,6 +60,9 @@ class NRW_API TnrwReport : public TComponent {
   // The same without a copy; the text stays valid until the parameter is set again.
   std::string_view RepParamText(std::string_view name) const;
   const std::string& RepParam(std::string_view name, std::string_view value);
+  // Sets the value to a number that prints as FormatFloat(pattern, value). It is formatted when
+  // it is read, or by the sinks that take numbers (on the output's thread), not here.
+  void RepParamNumber(std::string_view name, std::string_view pattern, double value);
   bool HasRepParam(std::string_view name) const;
 
   void SetLayout(TReportLayout layout);
@@ -109,20 +112,27 @@ class NRW_API TnrwReport : public TComponent {
 
  private:
   // A named value; layout fields get a slot (not yet set) when their section first prints.
+  // A number not yet formatted has its pattern in `pattern`; reading the slot formats it.
   struct Slot {
     std::string value;
+    std::string pattern;
+    double number = 0;
     bool set = false;
   };
-  // A section's printed fields, with the slots their values come from, built once per layout.
+  // A section's printed fields, with the slots their values come from, built once per layout;
+  // `texts` is the same list with every number formatted, for the sinks that take no numbers.
   struct SectionFields {
     std::vector<TPrintedField> fields;
     std::vector<const Slot*> slots;
+    std::vector<TPrintedField> texts;
   };
 
   void OpenPage();
   void Emit(int32_t section);
   Slot& SlotOf(std::string_view name);
   const Slot* FindSlot(std::string_view name) const;
+  // The slot's text, its number formatted (and kept) first.
+  static const std::string& TextOf(Slot& slot);
   SectionFields& FieldsOf(const TLayoutSection& section);
 
   // Slots are never removed: their addresses and their names' stay valid while the engine lives.

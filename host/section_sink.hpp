@@ -5,14 +5,27 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/export.hpp"
 
+// A printed field's name and text. A field may instead carry a number still to be formatted
+// (`pattern` not empty: the text is FormatFloat(pattern, number)); only a sink that says it takes
+// such fields (TakesNumbers) is given one, every other sink gets the text.
 struct NRW_API TPrintedField {
+  TPrintedField() = default;
+  TPrintedField(std::string field_name, std::string text)
+      : name(std::move(field_name)), value(std::move(text)) {}
+
   std::string name;
   std::string value;
+  std::string pattern;
+  double number = 0;
   bool operator==(const TPrintedField&) const = default;
+  bool HasNumber() const { return !pattern.empty(); }
+  // The text, formatted when the field carries a number.
+  std::string Text() const;
 };
 
 // The section number under which the standard page header is recorded.
@@ -40,6 +53,9 @@ class NRW_API TSectionSink {
                             const std::vector<TPrintedField>& fields) = 0;
   virtual void EndPage(int32_t page) { (void)page; }
   virtual void Finish() {}
+  // True when the sink takes fields whose numbers are still to be formatted: the formatting
+  // then happens where the sink's work does (the output's thread, for the background sink).
+  virtual bool TakesNumbers() const { return false; }
 };
 
 // Keeps every printed section in memory: for tests and short reports only.

@@ -101,9 +101,9 @@ void TListagemConferencia::ImprimirProduto() {
       Campo("pClassificacao", texto_);
     }
   }
-  Campo("pQtde", r_.FormatValor(itens->GetFloat(r_.ixLCP_Quantidade)));
-  Campo("pValUnit", r_.FormatValor(itens->GetFloat(r_.ixLCP_ValorUnitario)));
-  Campo("pValTotal", r_.FormatValor(itens->GetFloat(r_.ixLCP_ValorTotal)));
+  CampoValor("pQtde", itens->GetFloat(r_.ixLCP_Quantidade));
+  CampoValor("pValUnit", itens->GetFloat(r_.ixLCP_ValorUnitario));
+  CampoValor("pValTotal", itens->GetFloat(r_.ixLCP_ValorTotal));
   double pis = 0, cofins = 0;
   const int64_t seq = itens->GetInteger(r_.ixLCP_Seq);
   TDataSet* pc = r_.cdsPisCofins;
@@ -116,8 +116,8 @@ void TListagemConferencia::ImprimirProduto() {
              static_cast<int32_t>(pc->GetInteger(pc_.produto)) == produto &&
              pc->GetInteger(pc_.seq) == seq);
   }
-  Campo("pVlrPis", r_.FormatValor(pis));
-  Campo("pVlrCofins", r_.FormatValor(cofins));
+  CampoValor("pVlrPis", pis);
+  CampoValor("pVlrCofins", cofins);
   Imprimir(kSecaoProduto);
 }
 
@@ -180,7 +180,7 @@ void TListagemConferencia::ImprimirLinhaOutrasInfo(const std::string& linha, boo
     texto_ += "%)";
   }
   Campo(direita ? "RTexto2" : "RTexto", texto_);
-  Campo(direita ? "RValor2" : "RValor", r_.FormatValor(valor));
+  CampoValor(direita ? "RValor2" : "RValor", valor);
   if (imprimir) {
     Imprimir(kSecaoOutrasInfo);
   }

@@ -63,6 +63,14 @@ class TListagemConferencia {
   // The page-end fallback for layouts without the marker section 15.
   void FimDePaginaSemMarcador();
   void Campo(const char* nome, std::string_view valor) { r_.RepParam(nome, valor); }
+  // An amount as FormatValor prints it, formatted by the engine's sinks (on the output's thread)
+  // rather than here.
+  void CampoValor(const char* nome, double valor) {
+    engine_.RepParamNumber(nome, TnFisORResumoConfLctoFis::PadraoValor(valor), valor);
+  }
+  void CampoNumero(const char* nome, const char* padrao, double valor) {
+    engine_.RepParamNumber(nome, padrao, valor);
+  }
   void Imprimir(int32_t secao) { engine_.RepPrintSection(secao); }
   bool PodeImprimir(int32_t secao) const { return engine_.DelphiCanPrintSection(secao); }
 

@@ -44,15 +44,15 @@ void TListagemConferencia::ImprimirLinhaImposto() {
     Campo("RAliquota", "");
   } else {
     Campo("RUF", r_.cdsDocFiscal->GetString(doc_.uf));
-    Campo("RAliquota", FormatFloat("#0.##", i->GetFloat(imp_.aliquota)));
+    CampoNumero("RAliquota", "#0.##", i->GetFloat(imp_.aliquota));
   }
   const std::string cfop = FormatarCFOP(i->GetString(imp_.cfop));
   Campo("RCodigoCFOP", cfop);
-  Campo("RValorContabil", r_.FormatValor(TotalLinha.ValorContabil));
-  Campo("RBaseCalculo", r_.FormatValor(TotalLinha.BaseImposto));
-  Campo("RValor", r_.FormatValor(TotalLinha.ValorImposto));
-  Campo("RIsentas", r_.FormatValor(TotalLinha.IsentasImposto));
-  Campo("ROutras", r_.FormatValor(TotalLinha.OutrasImposto));
+  CampoValor("RValorContabil", TotalLinha.ValorContabil);
+  CampoValor("RBaseCalculo", TotalLinha.BaseImposto);
+  CampoValor("RValor", TotalLinha.ValorImposto);
+  CampoValor("RIsentas", TotalLinha.IsentasImposto);
+  CampoValor("ROutras", TotalLinha.OutrasImposto);
   if (r_.FExibirDadosNatureza &&
       r_.BuscarChave(r_.cdsNatureza, {static_cast<int32_t>(i->GetInteger(imp_.cfop))})) {
     std::string& natureza = ListaNatureza.Novo();

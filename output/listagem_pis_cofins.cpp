@@ -100,12 +100,12 @@ void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t
     LimparDadosDocumento();
     Campo("RTipo", rotulo);
     Campo("RCodigoCFOP", FormatarCFOP(cfop));
-    Campo("RAliquota", r_.FormatValor(aliquota));
-    Campo("RValorContabil", r_.FormatValor(contabil));
-    Campo("RBaseCalculo", r_.FormatValor(base));
-    Campo("RValor", r_.FormatValor(valor));
-    Campo("RIsentas", r_.FormatValor(0));
-    Campo("ROutras", r_.FormatValor(outras));
+    CampoValor("RAliquota", aliquota);
+    CampoValor("RValorContabil", contabil);
+    CampoValor("RBaseCalculo", base);
+    CampoValor("RValor", valor);
+    CampoValor("RIsentas", 0);
+    CampoValor("ROutras", outras);
     FimDePaginaSemMarcador();
     Imprimir(kSecaoDocumento);
     ++linhas;
@@ -118,11 +118,11 @@ void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t
     Campo("RModelo", "");
     Campo("RCodigoCFOP", "Total ");
     Campo("RTipo", "");
-    Campo("RValorContabil", r_.FormatValor(subtotal.ValorContabil));
-    Campo("RBaseCalculo", r_.FormatValor(subtotal.BaseImposto));
-    Campo("RValor", r_.FormatValor(subtotal.ValorImposto));
-    Campo("RIsentas", r_.FormatValor(0));
-    Campo("ROutras", r_.FormatValor(0));
+    CampoValor("RValorContabil", subtotal.ValorContabil);
+    CampoValor("RBaseCalculo", subtotal.BaseImposto);
+    CampoValor("RValor", subtotal.ValorImposto);
+    CampoValor("RIsentas", 0);
+    CampoValor("ROutras", 0);
     // The rate keeps the last group's.
     Imprimir(kSecaoDocumento);
   }

@@ -26,11 +26,11 @@ void TListagemConferencia::ImprimirLinhaTotal(TRecTotal ATotal) {
   }
   Campo("RCodigoCFOP", "Total ");
   Campo("RTipo", "");
-  Campo("RValorContabil", r_.FormatValor(ATotal.ValorContabil));
-  Campo("RBaseCalculo", r_.FormatValor(ATotal.BaseImposto));
-  Campo("RValor", r_.FormatValor(ATotal.ValorImposto));
-  Campo("RIsentas", r_.FormatValor(ATotal.IsentasImposto));
-  Campo("ROutras", r_.FormatValor(ATotal.OutrasImposto));
+  CampoValor("RValorContabil", ATotal.ValorContabil);
+  CampoValor("RBaseCalculo", ATotal.BaseImposto);
+  CampoValor("RValor", ATotal.ValorImposto);
+  CampoValor("RIsentas", ATotal.IsentasImposto);
+  CampoValor("ROutras", ATotal.OutrasImposto);
   Imprimir(kSecaoDocumento);
 }
 

@@ -55,7 +55,11 @@ void TnFisORResumoConfLctoFis::ImprimirTotal(const std::string& _ADescricao, int
 }
 
 std::string TnFisORResumoConfLctoFis::FormatValor(double _AValor) {
-  return FormatFloat(_AValor > kLimiteAgrupamento ? kFormatoSemMilhar : kFormatoTotal, _AValor);
+  return FormatFloat(PadraoValor(_AValor), _AValor);
+}
+
+const char* TnFisORResumoConfLctoFis::PadraoValor(double _AValor) {
+  return _AValor > kLimiteAgrupamento ? kFormatoSemMilhar : kFormatoTotal;
 }
 
 }  // namespace nfis

@@ -83,6 +83,8 @@ class TnFisORResumoConfLctoFis : public TnrwBaseDll {
   void ImprimirTotal(const std::string& _ADescricao, int32_t _ATipoImposto,
                      const TRecTotal& _ATotal, bool _ASomenteValorImposto);
   std::string FormatValor(double _AValor);
+  // The pattern FormatValor formats an amount with.
+  static const char* PadraoValor(double _AValor);
 
   // The listing and the summary (output/).
   void ImprimirConferencia();

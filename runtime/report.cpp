@@ -23,6 +23,19 @@ EngineRegistry& Registry() {
   return registry;
 }
 
+// `texts` becomes `fields` with every number formatted; its strings' buffers are reused.
+void CopyAsTexts(const std::vector<TPrintedField>& fields, std::vector<TPrintedField>& texts) {
+  texts.resize(fields.size());
+  for (size_t i = 0; i < fields.size(); ++i) {
+    texts[i].name.assign(fields[i].name);
+    if (fields[i].HasNumber()) {
+      texts[i].value = fields[i].Text();
+    } else {
+      texts[i].value.assign(fields[i].value);
+    }
+  }
+}
+
 }  // namespace
 
 void* TnrwReport::operator new(std::size_t size) {
@@ -66,21 +79,43 @@ const TnrwReport::Slot* TnrwReport::FindSlot(std::string_view name) const {
   return it != values_.end() && it->second.set ? &it->second : nullptr;
 }
 
+const std::string& TnrwReport::TextOf(Slot& slot) {
+  if (!slot.pattern.empty()) {
+    slot.value = FormatFloat(slot.pattern, slot.number);
+    slot.pattern.clear();
+  }
+  return slot.value;
+}
+
+// A number read as text is formatted once and kept as the slot's text: the slots are the
+// engine's cache of values, which a read does not change.
 std::string TnrwReport::RepParam(std::string_view name) const {
   const Slot* slot = FindSlot(name);
-  return slot != nullptr ? slot->value : std::string();
+  return slot != nullptr ? TextOf(const_cast<Slot&>(*slot)) : std::string();
 }
 
 std::string_view TnrwReport::RepParamText(std::string_view name) const {
   const Slot* slot = FindSlot(name);
-  return slot != nullptr ? std::string_view(slot->value) : std::string_view();
+  return slot != nullptr ? std::string_view(TextOf(const_cast<Slot&>(*slot))) : std::string_view();
 }
 
 const std::string& TnrwReport::RepParam(std::string_view name, std::string_view value) {
   Slot& slot = SlotOf(name);
   slot.value.assign(value);
+  slot.pattern.clear();
   slot.set = true;
   return slot.value;
+}
+
+void TnrwReport::RepParamNumber(std::string_view name, std::string_view pattern, double value) {
+  if (pattern.empty()) {
+    RepParam(name, FormatFloat(pattern, value));
+    return;
+  }
+  Slot& slot = SlotOf(name);
+  slot.pattern.assign(pattern);
+  slot.number = value;
+  slot.set = true;
 }
 
 bool TnrwReport::HasRepParam(std::string_view name) const {
@@ -136,13 +171,30 @@ void TnrwReport::OpenPage() {
 
 void TnrwReport::Emit(int32_t section) {
   static const std::vector<TPrintedField> kNoFields;
+  // `fields` may carry numbers still to be formatted; `texts` carries none.
   const std::vector<TPrintedField>* fields = &kNoFields;
+  const std::vector<TPrintedField>* texts = &kNoFields;
   if (const TLayoutSection* layout_section = layout_.Section(section)) {
     SectionFields& current = FieldsOf(*layout_section);
+    bool numbers = false;
     for (size_t i = 0; i < current.slots.size(); ++i) {
-      current.fields[i].value.assign(current.slots[i]->value);
+      const Slot& slot = *current.slots[i];
+      TPrintedField& field = current.fields[i];
+      if (slot.pattern.empty()) {
+        field.value.assign(slot.value);
+        field.pattern.clear();
+      } else {
+        field.pattern.assign(slot.pattern);
+        field.number = slot.number;
+        numbers = true;
+      }
     }
-    fields = &current.fields;
+    fields = texts = &current.fields;
+    const auto takes_numbers = [](const TSectionSink* sink) { return sink->TakesNumbers(); };
+    if (numbers && !std::all_of(sinks_.begin(), sinks_.end(), takes_numbers)) {
+      CopyAsTexts(current.fields, current.texts);
+      texts = &current.texts;
+    }
     flow_.Place(layout_section->height);
   }
   style_ = TSectionStyle{};
@@ -151,7 +203,7 @@ void TnrwReport::Emit(int32_t section) {
   }
   for (TSectionSink* sink : sinks_) {
     sink->SetStyle(style_);
-    sink->PrintSection(page_number_, section, *fields);
+    sink->PrintSection(page_number_, section, sink->TakesNumbers() ? *fields : *texts);
   }
   if (after_section_.Assigned()) {
     after_section_.Code(after_section_.Data, this, section);

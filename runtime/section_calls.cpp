@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "host/sysutils.hpp"
 #include "runtime/field_names.hpp"
 
 namespace nrw::section_calls {
@@ -32,11 +33,27 @@ void PutText(std::string& block, std::string_view text) {
   block.append(text);
 }
 
+// A value's length stands before its text; a number still to be formatted is marked by this
+// length instead, and followed by its pattern and its eight bytes.
+constexpr int32_t kNumberMark = -1;
+
+void PutValue(std::string& block, const TPrintedField& field) {
+  if (!field.HasNumber()) {
+    PutText(block, field.value);
+    return;
+  }
+  PutNumber(block, kNumberMark);
+  PutText(block, field.pattern);
+  char bytes[sizeof field.number];
+  std::memcpy(bytes, &field.number, sizeof field.number);
+  block.append(bytes, sizeof field.number);
+}
+
 void PutFields(std::string& block, const std::vector<TPrintedField>& fields) {
   PutNumber(block, static_cast<int32_t>(fields.size()));
   for (const TPrintedField& field : fields) {
     PutText(block, field.name);
-    PutText(block, field.value);
+    PutValue(block, field);
   }
 }
 
@@ -67,14 +84,30 @@ class BlockReader {
     fields.resize(static_cast<size_t>(Number()));
     for (TPrintedField& field : fields) {
       field.name.assign(Text());
-      field.value.assign(Text());
+      Value(field);
     }
   }
   // The values only, into a list that holds the names already.
   void Values(std::vector<TPrintedField>& fields) {
     for (TPrintedField& field : fields) {
-      field.value.assign(Text());
+      Value(field);
     }
+  }
+  // A value as text: a number is formatted here.
+  void Value(TPrintedField& field) {
+    field.pattern.clear();
+    int32_t mark;
+    std::memcpy(&mark, rest_.data(), sizeof mark);
+    if (mark != kNumberMark) {
+      field.value.assign(Text());
+      return;
+    }
+    rest_.remove_prefix(sizeof mark);
+    const std::string_view pattern = Text();
+    double number;
+    std::memcpy(&number, rest_.data(), sizeof number);
+    rest_.remove_prefix(sizeof number);
+    field.value = FormatFloat(pattern, number);
   }
 
  private:
@@ -110,7 +143,7 @@ void Encoder::Section(std::string& block, int32_t page, int32_t section,
   PutNumber(block, section);
   if (same) {
     for (const TPrintedField& field : fields) {
-      PutText(block, field.value);
+      PutValue(block, field);
     }
     return;
   }

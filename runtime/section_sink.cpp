@@ -1,6 +1,12 @@
 #include "host/section_sink.hpp"
 
+#include "host/sysutils.hpp"
+
 TSectionSink::~TSectionSink() = default;
+
+std::string TPrintedField::Text() const {
+  return HasNumber() ? FormatFloat(pattern, number) : value;
+}
 
 std::string TRecordingSink::Entry::Field(const std::string& name) const {
   for (const TPrintedField& field : fields) {

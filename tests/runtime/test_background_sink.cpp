@@ -103,6 +103,26 @@ TEST(BackgroundSink, ReplaysEveryCallInOrderOnItsOwnThread) {
   }
 }
 
+// A number still to be formatted crosses to the worker as a number and is formatted there:
+// the target sees its text, in a section sent with its names and in one with its values only.
+TEST(BackgroundSink, ANumberArrivesFormatted) {
+  CallLog replayed;
+  {
+    TBackgroundSink background(replayed);
+    EXPECT_TRUE(background.TakesNumbers());
+    TPrintedField amount("RValor", "stale");
+    amount.pattern = "#,##0.00";
+    amount.number = -2500000;
+    background.PrintSection(1, 13, {{"RNumeroNF", "1"}, amount});
+    amount.number = 0.5;
+    background.PrintSection(1, 13, {{"RNumeroNF", "2"}, amount});
+    background.Finish();
+  }
+  EXPECT_EQ(replayed.calls,
+            (std::vector<std::string>{"section 1 13 RNumeroNF=[1] RValor=[-2.500.000,00]",
+                                      "section 1 13 RNumeroNF=[2] RValor=[0,50]", "finish"}));
+}
+
 // Fails at its nth section.
 class FailingSink : public CallLog {
  public:

@@ -111,6 +111,39 @@ TEST_F(EngineTest, FieldValuesAreTakenAtPrintTime) {
   EXPECT_EQ(sink.Entries()[2].Field("RValor"), "2,00");
 }
 
+// A sink that takes numbers still to be formatted.
+class NumberTakingSink : public TRecordingSink {
+ public:
+  bool TakesNumbers() const override { return true; }
+};
+
+// A value set as a number is formatted where it is read: by a read by name, by the engine for
+// a sink that takes no numbers, by the sink itself for one that does.
+TEST_F(EngineTest, ANumberIsFormattedWhereItIsRead) {
+  NumberTakingSink taker;
+  report->AddSink(&taker);
+  report->RepParam("RNumeroNF", "7");
+  report->RepParamNumber("RValor", "#,##0.00", 1234.5);
+  report->RepPrintSection(13);
+  EXPECT_EQ(sink.Entries()[1].Field("RValor"), "1.234,50");
+  EXPECT_FALSE(sink.Entries()[1].fields[1].HasNumber());
+  const TPrintedField& taken = taker.Entries()[1].fields[1];
+  EXPECT_EQ(taken.name, "RValor");
+  EXPECT_EQ(taken.pattern, "#,##0.00");
+  EXPECT_EQ(taken.number, 1234.5);
+  EXPECT_EQ(taken.Text(), "1.234,50");
+  EXPECT_EQ(report->RepParamText("rvalor"), "1.234,50");
+  EXPECT_EQ(report->RepParam("RVALOR"), "1.234,50");
+
+  report->RepParam("RValor", "x");
+  report->RepPrintSection(13);
+  EXPECT_FALSE(taker.Entries().back().fields[1].HasNumber()) << "text set after the number";
+  EXPECT_EQ(taker.Entries().back().Field("RValor"), "x");
+  report->RepParamNumber("RValor", "", 2.5);
+  EXPECT_EQ(report->RepParam("RValor"), "2,5") << "no pattern: the general format, at once";
+  report->RemoveSink(&taker);
+}
+
 TEST_F(EngineTest, PageEndMakesTheNextPrintOpenANewPage) {
   report->RepPrintSection(13);
   report->SetCSLIsPageEnd(true);
