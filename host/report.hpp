@@ -64,6 +64,20 @@ class NRW_API TnrwReport : public TComponent {
   // it is read, or by the sinks that take numbers (on the output's thread), not here.
   void RepParamNumber(std::string_view name, std::string_view pattern, double value);
   bool HasRepParam(std::string_view name) const;
+  // A named value. Layout fields get a slot (not yet set) when their section first prints. A
+  // number not yet formatted has its pattern in `pattern`; reading the slot formats it.
+  struct Slot {
+    std::string value;
+    std::string pattern;
+    double number = 0;
+    bool set = false;
+  };
+  // A named value's place, for a caller that sets the same values line after line: set through
+  // its place, a value is not looked up by its name again. Finding a place sets nothing; a
+  // place stays valid while the engine lives.
+  Slot* Place(std::string_view name) { return &SlotOf(name); }
+  void RepParam(Slot* place, std::string_view value);
+  void RepParamNumber(Slot* place, std::string_view pattern, double value);
 
   void SetLayout(TReportLayout layout);
   const TReportLayout& Layout() const { return layout_; }
@@ -111,14 +125,6 @@ class NRW_API TnrwReport : public TComponent {
   TnDM* DMPower() { return dm_power_; }
 
  private:
-  // A named value; layout fields get a slot (not yet set) when their section first prints.
-  // A number not yet formatted has its pattern in `pattern`; reading the slot formats it.
-  struct Slot {
-    std::string value;
-    std::string pattern;
-    double number = 0;
-    bool set = false;
-  };
   // A section's printed fields, with the slots their values come from, built once per layout;
   // `texts` is the same list with every number formatted, for the sinks that take no numbers.
   struct SectionFields {

@@ -25,7 +25,15 @@ void TnFisORResumoConfLctoFis::ImprimirConferencia() {
 }
 
 TListagemConferencia::TListagemConferencia(TnFisORResumoConfLctoFis& relatorio)
-    : r_(relatorio), engine_(*relatorio.Report()) {}
+    : r_(relatorio), engine_(*relatorio.Report()) {
+  auto lugar = [this](const char* nome) { return engine_.Place(nome); };
+  linha_ = {
+      lugar("RTipo"),          lugar("RUF"),           lugar("RAliquota"), lugar("RCodigoCFOP"),
+      lugar("RValorContabil"), lugar("RBaseCalculo"),  lugar("RValor"),    lugar("RIsentas"),
+      lugar("ROutras"),        lugar("RChaveLctoFis"), lugar("RNumeroNF"), lugar("RSerieNF"),
+      lugar("REspecieNF"),     lugar("RPessoa"),       lugar("RModelo"),   lugar("RDataLctoFis"),
+      lugar("RDataEmissao")};
+}
 
 int TListagemConferencia::GrupoDe(int32_t tipo) {
   switch (tipo) {

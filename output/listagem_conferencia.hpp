@@ -63,13 +63,15 @@ class TListagemConferencia {
   // The page-end fallback for layouts without the marker section 15.
   void FimDePaginaSemMarcador();
   void Campo(const char* nome, std::string_view valor) { r_.RepParam(nome, valor); }
+  void Campo(TnrwReport::Slot* lugar, std::string_view valor) { engine_.RepParam(lugar, valor); }
   // An amount as FormatValor prints it, formatted by the engine's sinks (on the output's thread)
   // rather than here.
-  void CampoValor(const char* nome, double valor) {
-    engine_.RepParamNumber(nome, TnFisORResumoConfLctoFis::PadraoValor(valor), valor);
+  void CampoValor(const char* nome, double valor) { CampoValor(engine_.Place(nome), valor); }
+  void CampoValor(TnrwReport::Slot* lugar, double valor) {
+    engine_.RepParamNumber(lugar, TnFisORResumoConfLctoFis::PadraoValor(valor), valor);
   }
-  void CampoNumero(const char* nome, const char* padrao, double valor) {
-    engine_.RepParamNumber(nome, padrao, valor);
+  void CampoNumero(TnrwReport::Slot* lugar, const char* padrao, double valor) {
+    engine_.RepParamNumber(lugar, padrao, valor);
   }
   void Imprimir(int32_t secao) { engine_.RepPrintSection(secao); }
   bool PodeImprimir(int32_t secao) const { return engine_.DelphiCanPrintSection(secao); }
@@ -97,6 +99,13 @@ class TListagemConferencia {
   std::string texto_progresso_;
   int64_t registros_progresso_ = -1;
   bool municipio_encontrado_ = false;
+
+  // The places of the document line's fields (section 13), which every tax line and PIS or
+  // COFINS line sets: resolved once, as the columns' positions are.
+  struct {
+    TnrwReport::Slot *tipo, *uf, *aliquota, *cfop, *contabil, *base, *valor, *isentas, *outras,
+        *chave, *numero, *serie, *especie, *pessoa, *modelo, *data, *emissao;
+  } linha_{};
 
   // Field positions, resolved once.
   struct {

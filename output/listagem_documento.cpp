@@ -30,7 +30,7 @@ void TListagemConferencia::ImprimirLinhaImposto() {
     TotalValorDocumento.IsentasImposto += TotalLinha.IsentasImposto;
     TotalValorDocumento.OutrasImposto += TotalLinha.OutrasImposto;
   }
-  Campo("RTipo", GetDescricaoImposto(tipo));
+  Campo(linha_.tipo, GetDescricaoImposto(tipo));
   const int grupo = GrupoDe(tipo);
   r_.CalcularTotal(Subtotais[grupo], TotalLinha);
   r_.CalcularTotal(TotaisTipo[grupo], TotalLinha);
@@ -40,19 +40,19 @@ void TListagemConferencia::ImprimirLinhaImposto() {
     LimparDadosDocumento();
   }
   if (tipo == kTipoIPI) {
-    Campo("RUF", "");
-    Campo("RAliquota", "");
+    Campo(linha_.uf, "");
+    Campo(linha_.aliquota, "");
   } else {
-    Campo("RUF", r_.cdsDocFiscal->GetString(doc_.uf));
-    CampoNumero("RAliquota", "#0.##", i->GetFloat(imp_.aliquota));
+    Campo(linha_.uf, r_.cdsDocFiscal->GetString(doc_.uf));
+    CampoNumero(linha_.aliquota, "#0.##", i->GetFloat(imp_.aliquota));
   }
   const std::string cfop = FormatarCFOP(i->GetString(imp_.cfop));
-  Campo("RCodigoCFOP", cfop);
-  CampoValor("RValorContabil", TotalLinha.ValorContabil);
-  CampoValor("RBaseCalculo", TotalLinha.BaseImposto);
-  CampoValor("RValor", TotalLinha.ValorImposto);
-  CampoValor("RIsentas", TotalLinha.IsentasImposto);
-  CampoValor("ROutras", TotalLinha.OutrasImposto);
+  Campo(linha_.cfop, cfop);
+  CampoValor(linha_.contabil, TotalLinha.ValorContabil);
+  CampoValor(linha_.base, TotalLinha.BaseImposto);
+  CampoValor(linha_.valor, TotalLinha.ValorImposto);
+  CampoValor(linha_.isentas, TotalLinha.IsentasImposto);
+  CampoValor(linha_.outras, TotalLinha.OutrasImposto);
   if (r_.FExibirDadosNatureza &&
       r_.BuscarChave(r_.cdsNatureza, {static_cast<int32_t>(i->GetInteger(imp_.cfop))})) {
     std::string& natureza = ListaNatureza.Novo();
@@ -68,7 +68,7 @@ void TListagemConferencia::ImprimirLinhaImposto() {
 
 void TListagemConferencia::PreencherDadosDocumento(TDataSet* ADataSet) {
   TDataSet* d = r_.cdsDocFiscal;
-  Campo("RChaveLctoFis", ADataSet->GetString(imp_.chave));
+  Campo(linha_.chave, ADataSet->GetString(imp_.chave));
   TextoObservacao = "Observação: ";
   const size_t sem_historico = TextoObservacao.size();
   d->AppendString(doc_.historico, TextoObservacao);
@@ -81,7 +81,7 @@ void TListagemConferencia::PreencherDadosDocumento(TDataSet* ADataSet) {
     texto_ += '-';
     d->AppendString(doc_.numero_final, texto_);
   }
-  Campo("RNumeroNF", texto_);
+  Campo(linha_.numero, texto_);
   texto_.clear();
   d->AppendString(doc_.serie, texto_);
   const size_t sem_subserie = texto_.size();
@@ -90,12 +90,12 @@ void TListagemConferencia::PreencherDadosDocumento(TDataSet* ADataSet) {
   if (texto_.size() == sem_subserie + 1) {
     texto_.resize(sem_subserie);
   }
-  Campo("RSerieNF", texto_);
+  Campo(linha_.serie, texto_);
   texto_.clear();
   d->AppendString(doc_.especie, texto_);
-  Campo("REspecieNF", texto_);
+  Campo(linha_.especie, texto_);
   const std::string pessoa = d->GetString(doc_.pessoa);
-  Campo("RPessoa", pessoa);
+  Campo(linha_.pessoa, pessoa);
   TDataSet* p = r_.cdsPessoa;
   if (r_.BuscarChave(p, {static_cast<int32_t>(d->GetInteger(doc_.pessoa))})) {
     LocalizarMunicipio();
@@ -118,12 +118,12 @@ void TListagemConferencia::PreencherDadosDocumento(TDataSet* ADataSet) {
       texto_ = pessoa;
       texto_ += ' ';
       p->AppendString(pes_.nome, texto_);
-      Campo("RPessoa", texto_);
+      Campo(linha_.pessoa, texto_);
     }
   }
-  Campo("RModelo", d->GetString(doc_.modelo));
-  Campo("RDataLctoFis", FormatDateTime("dd/mm", d->GetFloat(doc_.data)));
-  Campo("RDataEmissao", FormatDateTime("dd/mm", d->GetFloat(doc_.emissao)));
+  Campo(linha_.modelo, d->GetString(doc_.modelo));
+  Campo(linha_.data, FormatDateTime("dd/mm", d->GetFloat(doc_.data)));
+  Campo(linha_.emissao, FormatDateTime("dd/mm", d->GetFloat(doc_.emissao)));
 }
 
 // The municipality cursor is a one-entry cache: the query runs when the counterparty's
@@ -145,8 +145,8 @@ void TListagemConferencia::LocalizarMunicipio() {
 }
 
 void TListagemConferencia::LimparDadosDocumento() {
-  for (const char* campo : {"RDataLctoFis", "RDataEmissao", "RChaveLctoFis", "RNumeroNF",
-                            "RSerieNF", "REspecieNF", "RPessoa"}) {
+  for (TnrwReport::Slot* campo : {linha_.data, linha_.emissao, linha_.chave, linha_.numero,
+                                  linha_.serie, linha_.especie, linha_.pessoa}) {
     Campo(campo, "");
   }
 }

@@ -98,14 +98,14 @@ void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t
       continue;
     }
     LimparDadosDocumento();
-    Campo("RTipo", rotulo);
-    Campo("RCodigoCFOP", FormatarCFOP(cfop));
-    CampoValor("RAliquota", aliquota);
-    CampoValor("RValorContabil", contabil);
-    CampoValor("RBaseCalculo", base);
-    CampoValor("RValor", valor);
-    CampoValor("RIsentas", 0);
-    CampoValor("ROutras", outras);
+    Campo(linha_.tipo, rotulo);
+    Campo(linha_.cfop, FormatarCFOP(cfop));
+    CampoValor(linha_.aliquota, aliquota);
+    CampoValor(linha_.contabil, contabil);
+    CampoValor(linha_.base, base);
+    CampoValor(linha_.valor, valor);
+    CampoValor(linha_.isentas, 0);
+    CampoValor(linha_.outras, outras);
     FimDePaginaSemMarcador();
     Imprimir(kSecaoDocumento);
     ++linhas;
@@ -115,14 +115,14 @@ void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t
   }
   r_.CancelarFaixa(ATabela);
   if (r_.FListarTotalImposto && !ATabela->IsEmpty() && linhas > 1) {
-    Campo("RModelo", "");
-    Campo("RCodigoCFOP", "Total ");
-    Campo("RTipo", "");
-    CampoValor("RValorContabil", subtotal.ValorContabil);
-    CampoValor("RBaseCalculo", subtotal.BaseImposto);
-    CampoValor("RValor", subtotal.ValorImposto);
-    CampoValor("RIsentas", 0);
-    CampoValor("ROutras", 0);
+    Campo(linha_.modelo, "");
+    Campo(linha_.cfop, "Total ");
+    Campo(linha_.tipo, "");
+    CampoValor(linha_.contabil, subtotal.ValorContabil);
+    CampoValor(linha_.base, subtotal.BaseImposto);
+    CampoValor(linha_.valor, subtotal.ValorImposto);
+    CampoValor(linha_.isentas, 0);
+    CampoValor(linha_.outras, 0);
     // The rate keeps the last group's.
     Imprimir(kSecaoDocumento);
   }

@@ -100,22 +100,29 @@ std::string_view TnrwReport::RepParamText(std::string_view name) const {
 }
 
 const std::string& TnrwReport::RepParam(std::string_view name, std::string_view value) {
-  Slot& slot = SlotOf(name);
-  slot.value.assign(value);
-  slot.pattern.clear();
-  slot.set = true;
-  return slot.value;
+  Slot* slot = &SlotOf(name);
+  RepParam(slot, value);
+  return slot->value;
+}
+
+void TnrwReport::RepParam(Slot* place, std::string_view value) {
+  place->value.assign(value);
+  place->pattern.clear();
+  place->set = true;
 }
 
 void TnrwReport::RepParamNumber(std::string_view name, std::string_view pattern, double value) {
+  RepParamNumber(&SlotOf(name), pattern, value);
+}
+
+void TnrwReport::RepParamNumber(Slot* place, std::string_view pattern, double value) {
   if (pattern.empty()) {
-    RepParam(name, FormatFloat(pattern, value));
+    RepParam(place, FormatFloat(pattern, value));
     return;
   }
-  Slot& slot = SlotOf(name);
-  slot.pattern.assign(pattern);
-  slot.number = value;
-  slot.set = true;
+  place->pattern.assign(pattern);
+  place->number = value;
+  place->set = true;
 }
 
 bool TnrwReport::HasRepParam(std::string_view name) const {

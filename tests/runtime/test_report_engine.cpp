@@ -144,6 +144,25 @@ TEST_F(EngineTest, ANumberIsFormattedWhereItIsRead) {
   report->RemoveSink(&taker);
 }
 
+// A place is the named value itself: what is set through it is what the name reads and prints.
+TEST_F(EngineTest, AValueSetThroughItsPlaceIsTheNamedValue) {
+  TnrwReport::Slot* valor = report->Place("rvalor");
+  EXPECT_FALSE(report->HasRepParam("RValor")) << "finding a place sets nothing";
+  EXPECT_EQ(report->Place("RVALOR"), valor) << "one place per name";
+  report->RepParam(valor, "1,00");
+  EXPECT_EQ(report->RepParam("RValor"), "1,00");
+  report->RepPrintSection(13);
+  EXPECT_EQ(sink.Entries().back().Field("RValor"), "1,00");
+  report->RepParamNumber(valor, "#,##0.00", 2);
+  report->RepPrintSection(13);
+  EXPECT_EQ(sink.Entries().back().Field("RValor"), "2,00");
+  report->RepParam("RValor", "3,00");
+  report->RepParam(report->Place("RNumeroNF"), "9");
+  report->RepPrintSection(13);
+  EXPECT_EQ(sink.Entries().back().Field("RValor"), "3,00");
+  EXPECT_EQ(sink.Entries().back().Field("RNumeroNF"), "9");
+}
+
 TEST_F(EngineTest, PageEndMakesTheNextPrintOpenANewPage) {
   report->RepPrintSection(13);
   report->SetCSLIsPageEnd(true);
