@@ -121,6 +121,8 @@ bool TListagemConferencia::Preparar() {
   provedor->AtualizarIndice(r_.cdsPis, "CHAVELCTOFIS;CODIGOCFOP;ALIQPIS");
   provedor->AtualizarIndice(r_.cdsCofins, "CHAVELCTOFIS;CODIGOCFOP;ALIQCOFINS");
   r_.CriarIndices({r_.cdsPis, r_.cdsCofins, r_.cdsImposto});
+  aliquota_pis_.emplace(r_.cdsPis, r_.FixPC_AliqPIS);
+  aliquota_cofins_.emplace(r_.cdsCofins, r_.FixPC_AliqCOFINS);
   // The product totals, under way since the establishment's data were read, are taken last,
   // after the operation control and the orders.
   if (r_.FTotalProdutoEmCurso != nullptr) {

@@ -6,12 +6,14 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/report.hpp"
 #include "output/lista_textos.hpp"
 #include "output/rec_total.hpp"
+#include "output/texto_de_real.hpp"
 #include "report/resumo_conf_lcto_fis.hpp"
 
 namespace nfis {
@@ -99,6 +101,8 @@ class TListagemConferencia {
   std::string texto_progresso_;
   int64_t registros_progresso_ = -1;
   bool municipio_encontrado_ = false;
+  // The PIS and COFINS rates' texts, kept from document to document (set by Preparar).
+  std::optional<TTextoDeReal> aliquota_pis_, aliquota_cofins_;
 
   // The places of the document line's fields (section 13), which every tax line and PIS or
   // COFINS line sets: resolved once, as the columns' positions are.

@@ -1,8 +1,6 @@
 // The PIS (or COFINS) lines of a document: one line per group of item rows with the same CFOP
 // and rate, and a document subtotal. The others column adds, at every row, the running
 // difference of the group (accounting minus base so far), not the row's own difference.
-#include <bit>
-#include <cstdint>
 #include <string>
 
 #include "host/fiscal_provider.hpp"
@@ -12,40 +10,6 @@
 namespace nfis {
 namespace {
 constexpr int32_t kSecaoDocumento = 13;
-
-// The text of a real column's value, made again only when the value changes: equal doubles, bit
-// for bit, have equal texts. A column of another type, and a null, are read as text every time.
-class TTextoDeReal {
- public:
-  TTextoDeReal(TDataSet* tabela, int32_t campo)
-      : tabela_(tabela),
-        campo_(campo),
-        real_(tabela->Fields(campo)->DataType() == TFieldType::Float) {}
-
-  void Anexar(std::string& saida) {
-    if (!real_ || tabela_->IsNull(campo_)) {
-      tabela_->AppendString(campo_, saida);
-      return;
-    }
-    const uint64_t bits = std::bit_cast<uint64_t>(tabela_->GetFloat(campo_));
-    if (!guardado_ || bits != bits_) {
-      texto_.clear();
-      tabela_->AppendString(campo_, texto_);
-      bits_ = bits;
-      guardado_ = true;
-    }
-    saida += texto_;
-  }
-
- private:
-  TDataSet* tabela_;
-  int32_t campo_;
-  bool real_;
-  bool guardado_ = false;
-  uint64_t bits_ = 0;
-  std::string texto_;
-};
-
 }  // namespace
 
 void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t ATipo) {
@@ -65,7 +29,7 @@ void TListagemConferencia::ImprimirPisCofinsDocumento(TDataSet* ATabela, int32_t
   r_.DefinirFaixa(ATabela, {ChaveAtual}, {ChaveAtual});
   // A row's group is the text of its CFOP followed by the text of its rate; each row's is read
   // once, as the next row of the one before.
-  TTextoDeReal textoAliquota(ATabela, ixAliquota);
+  TTextoDeReal& textoAliquota = pis ? *aliquota_pis_ : *aliquota_cofins_;
   const auto lerGrupo = [&](std::string& cfopLido, std::string& grupo) {
     cfopLido.clear();
     ATabela->AppendString(r_.FixPC_CodigoCFOP, cfopLido);
