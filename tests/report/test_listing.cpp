@@ -94,6 +94,18 @@ TEST_F(Listing, SubtotalsOfRunsOfOneTaxType) {
   EXPECT_FALSE(Has(single, "RCodigoCFOP=Total ")) << "a single line prints no subtotal";
 }
 
+// Amounts above a million drop their thousands separators in document rows (the listing hands
+// them to the engine as numbers, formatted on the way out) and keep them in total rows.
+TEST_F(Listing, DocumentRowsAboveAMillionDropTheirGrouping) {
+  run->Connection().ExecuteScript(
+      "update LCTOFISENTIMPOSTO set VALORCONTABIL = 1500000 where CHAVELCTOFISENT = 11 and SEQ = "
+      "1");
+  ASSERT_EQ(run->Print(), "");
+  EXPECT_TRUE(Has(Document(11), "RTipo=ICMS RAliquota=18 RValorContabil=1500000,00"));
+  EXPECT_TRUE(Has(Document(15), "13 RCodigoCFOP=Total  RValorContabil=1500520,00"));
+  EXPECT_TRUE(Has(Lines(14), "RTipo=ICMS RValorContabil=1.500.520,00"));
+}
+
 TEST_F(Listing, DocumentOfOnlySubstitutionLinesIsSkipped) {
   AllOptions();
   ASSERT_EQ(run->Print(), "");
