@@ -216,11 +216,14 @@ struct TnFisDPListarLctoFisTotal::Impl {
   }
 
   // Looks keys up among `keys` (sorted, without repeats). Rows read in about key order ask for
-  // the key after the one found last: that one is tried before the binary search.
+  // the key found last or the one after it: those are tried before the binary search.
   class KeySearch {
    public:
     explicit KeySearch(const std::vector<double>& keys) : keys_(keys) {}
     bool Has(double key) {
+      if (next_ > 0 && keys_[next_ - 1] == key) {
+        return true;
+      }
       if (next_ < keys_.size() && keys_[next_] == key) {
         ++next_;
         return true;
@@ -281,18 +284,13 @@ struct TnFisDPListarLctoFisTotal::Impl {
   }
 
   // Drops the items whose document has no listed tax line (`keys`: sorted, without repeats).
-  // The items are in key order, as a storage that drops rows cheaply sorts them, so the keys
-  // are walked beside them.
+  // The items are in key order, so each is found beside the one before.
   void DropItemsWithoutTaxLines(const std::vector<double>& keys) {
     TDataSet* items = Storage().Table(FiscalResult::PisCofins);
     const int key_field = items->FieldIndex("CHAVELCTOFIS");
-    auto at = keys.begin();
+    KeySearch search(keys);
     for (items->First(); !items->Eof();) {
-      const double key = items->GetFloat(key_field);
-      while (at != keys.end() && *at < key) {
-        ++at;
-      }
-      if (at != keys.end() && *at == key) {
+      if (search.Has(items->GetFloat(key_field))) {
         items->Next();
       } else {
         items->Delete();

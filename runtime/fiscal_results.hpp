@@ -35,8 +35,7 @@ class FiscalStorage {
   // not sort: in memory a sort of row ids is cheaper than the database's sort of whole rows.
   virtual bool SortsRows() const { return false; }
   // True when dropping rows after End, one by one through Table, costs less than having the
-  // database filter them: in memory a deleted row is only marked. Such a storage sorts its rows
-  // (SortsRows).
+  // database filter them: in memory a deleted row is only marked.
   virtual bool DropsRowsCheaply() const { return false; }
   // One row, its values already of the columns' types.
   virtual void Add(FiscalResult result, const std::vector<Variant>& row) = 0;
