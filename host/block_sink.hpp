@@ -26,11 +26,13 @@ class NRW_API TBlockSink : public TSectionSink {
   void PrintHeader(int32_t page, const std::vector<TPrintedField>& fields, int32_t title_size,
                    int32_t text_size) final;
   void PrintSection(int32_t page, int32_t section, const std::vector<TPrintedField>& fields) final;
+  void PrintValues(int32_t page, int32_t section, const TSectionValues& values) final;
   void EndPage(int32_t page) final;
   // Puts the end of the report into the block, hands it over, then calls Finished.
   void Finish() final;
   // A number goes into the block as it is, and is formatted when the block is replayed.
   bool TakesNumbers() const final { return true; }
+  bool TakesValues() const final { return true; }
 
  protected:
   // A block is handed over once it holds `block_bytes` or more.

@@ -36,6 +36,7 @@ class NRW_API TPageCountSink : public TSectionSink {
   void PrintSection(int32_t, int32_t, const std::vector<TPrintedField>&) override {}
   // It reads no section's values.
   bool TakesNumbers() const override { return true; }
+  bool TakesValues() const override { return true; }
   const TPageTotals& Totals() const { return totals_; }
 
  private:

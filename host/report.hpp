@@ -66,10 +66,7 @@ class NRW_API TnrwReport : public TComponent {
   bool HasRepParam(std::string_view name) const;
   // A named value. Layout fields get a slot (not yet set) when their section first prints. A
   // number not yet formatted has its pattern in `pattern`; reading the slot formats it.
-  struct Slot {
-    std::string value;
-    std::string pattern;
-    double number = 0;
+  struct Slot : TFieldValue {
     bool set = false;
   };
   // A named value's place, for a caller that sets the same values line after line: set through
@@ -125,16 +122,22 @@ class NRW_API TnrwReport : public TComponent {
   TnDM* DMPower() { return dm_power_; }
 
  private:
-  // A section's printed fields, with the slots their values come from, built once per layout;
-  // `texts` is the same list with every number formatted, for the sinks that take no numbers.
+  // A section's field names and the slots their values come from, made once per layout, with
+  // an id of their own for the sinks that take values. `fields` are the printed fields copied
+  // from the slots and `texts` the same with every number formatted, for the sinks that take
+  // printed fields (with numbers, or only texts).
   struct SectionFields {
+    std::vector<std::string> names;
+    std::vector<const TFieldValue*> values;
+    uint64_t names_id = 0;
     std::vector<TPrintedField> fields;
-    std::vector<const Slot*> slots;
     std::vector<TPrintedField> texts;
   };
 
   void OpenPage();
   void Emit(int32_t section);
+  // The section's printed fields (with numbers) copied from its slots.
+  static void CopyFromSlots(SectionFields& current);
   Slot& SlotOf(std::string_view name);
   const Slot* FindSlot(std::string_view name) const;
   // The slot's text, its number formatted (and kept) first.

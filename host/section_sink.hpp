@@ -28,6 +28,25 @@ struct NRW_API TPrintedField {
   std::string Text() const;
 };
 
+// A field's value as the engine keeps it: a text, or a number still to be formatted (`pattern`
+// not empty), as in TPrintedField.
+struct NRW_API TFieldValue {
+  std::string value;
+  std::string pattern;
+  double number = 0;
+  bool HasNumber() const { return !pattern.empty(); }
+};
+
+// A printed section as the engine holds it: its fields' names and, in the same order, their
+// values. `names_id` stands for the list of names: the engine gives every list it makes an id of
+// its own and never changes the names under it, so a sink that has seen the id need not compare
+// the names again.
+struct TSectionValues {
+  uint64_t names_id = 0;
+  const std::vector<std::string>& names;
+  const std::vector<const TFieldValue*>& values;
+};
+
 // The section number under which the standard page header is recorded.
 constexpr int32_t kHeaderSection = 0;
 
@@ -56,6 +75,12 @@ class NRW_API TSectionSink {
   // True when the sink takes fields whose numbers are still to be formatted: the formatting
   // then happens where the sink's work does (the output's thread, for the background sink).
   virtual bool TakesNumbers() const { return false; }
+  // True when the sink takes a section as the engine holds it (PrintValues, numbers not yet
+  // formatted) instead of a list of printed fields; the engine then copies no values for it.
+  virtual bool TakesValues() const { return false; }
+  virtual void PrintValues(int32_t page, int32_t section, const TSectionValues& values) {
+    (void)page, (void)section, (void)values;
+  }
 };
 
 // Keeps every printed section in memory: for tests and short reports only.

@@ -29,6 +29,11 @@ void TBlockSink::PrintSection(int32_t page, int32_t section,
   HandOverIfFull();
 }
 
+void TBlockSink::PrintValues(int32_t page, int32_t section, const TSectionValues& values) {
+  encoder_->Section(block_, page, section, values);
+  HandOverIfFull();
+}
+
 void TBlockSink::EndPage(int32_t page) {
   encoder_->EndPage(block_, page);
   HandOverIfFull();

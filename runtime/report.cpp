@@ -1,6 +1,7 @@
 #include "host/report.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <unordered_set>
 
@@ -129,13 +130,17 @@ bool TnrwReport::HasRepParam(std::string_view name) const {
   return FindSlot(name) != nullptr;
 }
 
-// Slots are map nodes, whose addresses stay put while the map grows.
+// Slots are map nodes, whose addresses stay put while the map grows. Every list of names gets
+// an id never given before, also by another engine: a sink may be handed sections by several.
 TnrwReport::SectionFields& TnrwReport::FieldsOf(const TLayoutSection& section) {
+  static std::atomic<uint64_t> last_names_id{0};
   const auto [it, added] = section_fields_.try_emplace(section.number);
   if (added) {
+    SectionFields& current = it->second;
+    current.names = section.fields;
+    current.names_id = ++last_names_id;
     for (const std::string& name : section.fields) {
-      it->second.fields.push_back({name, std::string()});
-      it->second.slots.push_back(&SlotOf(name));
+      current.values.push_back(&SlotOf(name));
     }
   }
   return it->second;
@@ -176,44 +181,58 @@ void TnrwReport::OpenPage() {
   Emit(kPageHeaderBand);
 }
 
+// The sinks get the values the fields hold after the before-section event, which chooses the
+// section's style.
 void TnrwReport::Emit(int32_t section) {
   static const std::vector<TPrintedField> kNoFields;
-  // `fields` may carry numbers still to be formatted; `texts` carries none.
-  const std::vector<TPrintedField>* fields = &kNoFields;
-  const std::vector<TPrintedField>* texts = &kNoFields;
-  if (const TLayoutSection* layout_section = layout_.Section(section)) {
-    SectionFields& current = FieldsOf(*layout_section);
-    bool numbers = false;
-    for (size_t i = 0; i < current.slots.size(); ++i) {
-      const Slot& slot = *current.slots[i];
-      TPrintedField& field = current.fields[i];
-      if (slot.pattern.empty()) {
-        field.value.assign(slot.value);
-        field.pattern.clear();
-      } else {
-        field.pattern.assign(slot.pattern);
-        field.number = slot.number;
-        numbers = true;
-      }
-    }
-    fields = texts = &current.fields;
-    const auto takes_numbers = [](const TSectionSink* sink) { return sink->TakesNumbers(); };
-    if (numbers && !std::all_of(sinks_.begin(), sinks_.end(), takes_numbers)) {
-      CopyAsTexts(current.fields, current.texts);
-      texts = &current.texts;
-    }
+  const TLayoutSection* layout_section = layout_.Section(section);
+  SectionFields* current = layout_section != nullptr ? &FieldsOf(*layout_section) : nullptr;
+  if (layout_section != nullptr) {
     flow_.Place(layout_section->height);
   }
   style_ = TSectionStyle{};
   if (before_section_.Assigned()) {
     before_section_.Code(before_section_.Data, this, section);
   }
+  bool fields_made = false, texts_made = false;
   for (TSectionSink* sink : sinks_) {
     sink->SetStyle(style_);
-    sink->PrintSection(page_number_, section, sink->TakesNumbers() ? *fields : *texts);
+    if (current == nullptr) {
+      sink->PrintSection(page_number_, section, kNoFields);
+    } else if (sink->TakesValues()) {
+      sink->PrintValues(page_number_, section,
+                        TSectionValues{current->names_id, current->names, current->values});
+    } else {
+      if (!fields_made) {
+        CopyFromSlots(*current);
+        fields_made = true;
+      }
+      if (!sink->TakesNumbers() && !texts_made) {
+        CopyAsTexts(current->fields, current->texts);
+        texts_made = true;
+      }
+      sink->PrintSection(page_number_, section,
+                         sink->TakesNumbers() ? current->fields : current->texts);
+    }
   }
   if (after_section_.Assigned()) {
     after_section_.Code(after_section_.Data, this, section);
+  }
+}
+
+void TnrwReport::CopyFromSlots(SectionFields& current) {
+  current.fields.resize(current.values.size());
+  for (size_t i = 0; i < current.values.size(); ++i) {
+    const TFieldValue& value = *current.values[i];
+    TPrintedField& field = current.fields[i];
+    field.name.assign(current.names[i]);
+    if (value.HasNumber()) {
+      field.pattern.assign(value.pattern);
+      field.number = value.number;
+    } else {
+      field.value.assign(value.value);
+      field.pattern.clear();
+    }
   }
 }
 

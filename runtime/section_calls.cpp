@@ -37,16 +37,25 @@ void PutText(std::string& block, std::string_view text) {
 // length instead, and followed by its pattern and its eight bytes.
 constexpr int32_t kNumberMark = -1;
 
-void PutValue(std::string& block, const TPrintedField& field) {
-  if (!field.HasNumber()) {
-    PutText(block, field.value);
+void PutValue(std::string& block, const std::string& text, const std::string& pattern,
+              double number) {
+  if (pattern.empty()) {
+    PutText(block, text);
     return;
   }
   PutNumber(block, kNumberMark);
-  PutText(block, field.pattern);
-  char bytes[sizeof field.number];
-  std::memcpy(bytes, &field.number, sizeof field.number);
-  block.append(bytes, sizeof field.number);
+  PutText(block, pattern);
+  char bytes[sizeof number];
+  std::memcpy(bytes, &number, sizeof number);
+  block.append(bytes, sizeof number);
+}
+
+void PutValue(std::string& block, const TPrintedField& field) {
+  PutValue(block, field.value, field.pattern, field.number);
+}
+
+void PutValue(std::string& block, const TFieldValue& field) {
+  PutValue(block, field.value, field.pattern, field.number);
 }
 
 void PutFields(std::string& block, const std::vector<TPrintedField>& fields) {
@@ -137,7 +146,11 @@ void Encoder::Header(std::string& block, int32_t page, const std::vector<TPrinte
 
 void Encoder::Section(std::string& block, int32_t page, int32_t section,
                       const std::vector<TPrintedField>& fields) {
-  const bool same = KeepFieldNames(names_[section], fields);
+  SectionNames& known = NamesOf(section);
+  const bool same = KeepFieldNames(known.names, fields);
+  if (!same) {
+    known.id = 0;
+  }
   Begin(block, same ? Call::kSectionValues : Call::kSection);
   PutNumber(block, page);
   PutNumber(block, section);
@@ -148,6 +161,38 @@ void Encoder::Section(std::string& block, int32_t page, int32_t section,
     return;
   }
   PutFields(block, fields);
+}
+
+void Encoder::Section(std::string& block, int32_t page, int32_t section,
+                      const TSectionValues& values) {
+  SectionNames& known = NamesOf(section);
+  const bool same = values.names_id != 0 && known.id == values.names_id;
+  Begin(block, same ? Call::kSectionValues : Call::kSection);
+  PutNumber(block, page);
+  PutNumber(block, section);
+  if (same) {
+    for (const TFieldValue* value : values.values) {
+      PutValue(block, *value);
+    }
+    return;
+  }
+  known.names.assign(values.names.begin(), values.names.end());
+  known.id = values.names_id;
+  PutNumber(block, static_cast<int32_t>(values.names.size()));
+  for (size_t i = 0; i < values.names.size(); ++i) {
+    PutText(block, values.names[i]);
+    PutValue(block, *values.values[i]);
+  }
+}
+
+Encoder::SectionNames& Encoder::NamesOf(int32_t section) {
+  if (section >= 0 && section < kDenseSections) {
+    if (static_cast<size_t>(section) >= dense_.size()) {
+      dense_.resize(static_cast<size_t>(section) + 1);
+    }
+    return dense_[static_cast<size_t>(section)];
+  }
+  return sparse_[section];
 }
 
 void Encoder::EndPage(std::string& block, int32_t page) {

@@ -25,12 +25,24 @@ class Encoder {
               int32_t title_size, int32_t text_size);
   void Section(std::string& block, int32_t page, int32_t section,
                const std::vector<TPrintedField>& fields);
+  // A section as the engine holds it: its names go only when their id is not the one the
+  // section's number had the last time.
+  void Section(std::string& block, int32_t page, int32_t section, const TSectionValues& values);
   void EndPage(std::string& block, int32_t page);
   void Finish(std::string& block);
 
  private:
-  // The field names each section number had the last time it was put.
-  std::unordered_map<int32_t, std::vector<std::string>> names_;
+  // The field names a section number had the last time it was put, and the id they stood for
+  // (0: none known).
+  struct SectionNames {
+    std::vector<std::string> names;
+    uint64_t id = 0;
+  };
+  SectionNames& NamesOf(int32_t section);
+  // Section numbers below this are kept in a vector; a layout numbers its sections from 1.
+  static constexpr int32_t kDenseSections = 1024;
+  std::vector<SectionNames> dense_;
+  std::unordered_map<int32_t, SectionNames> sparse_;
 };
 
 // Replays blocks of calls on a sink, in the order they were put (by one Encoder). It decodes into

@@ -123,6 +123,38 @@ TEST(BackgroundSink, ANumberArrivesFormatted) {
                                       "section 1 13 RNumeroNF=[2] RValor=[0,50]", "finish"}));
 }
 
+// A section given as its values goes with its names while their id is new to the section's
+// number, and with its values only after that: names under another id (a new layout), or a
+// section of printed fields between, send the names again.
+TEST(BackgroundSink, ASectionOfValuesSendsItsNamesOncePerId) {
+  CallLog replayed;
+  {
+    TBackgroundSink background(replayed, 1);
+    EXPECT_TRUE(background.TakesValues());
+    TFieldValue numero{"1", "", 0}, valor{"", "#,##0.00", 1234.5};
+    const std::vector<const TFieldValue*> values{&numero, &valor};
+    const std::vector<std::string> names{"RNumeroNF", "RValor"}, others{"RTexto", "RValor2"};
+    background.PrintValues(1, 13, TSectionValues{7, names, values});
+    numero.value = "2";
+    background.PrintValues(1, 13, TSectionValues{7, names, values});
+    background.PrintValues(1, 13, TSectionValues{8, others, values});
+    background.PrintSection(1, 13, {{"RNumeroNF", "3"}});
+    background.PrintValues(1, 13, TSectionValues{8, others, values});
+    // Id 0 stands for no list: the names always go.
+    background.PrintValues(1, 13, TSectionValues{0, names, values});
+    background.PrintValues(1, 13, TSectionValues{0, others, values});
+    background.Finish();
+  }
+  EXPECT_EQ(replayed.calls,
+            (std::vector<std::string>{"section 1 13 RNumeroNF=[1] RValor=[1.234,50]",
+                                      "section 1 13 RNumeroNF=[2] RValor=[1.234,50]",
+                                      "section 1 13 RTexto=[2] RValor2=[1.234,50]",
+                                      "section 1 13 RNumeroNF=[3]",
+                                      "section 1 13 RTexto=[2] RValor2=[1.234,50]",
+                                      "section 1 13 RNumeroNF=[2] RValor=[1.234,50]",
+                                      "section 1 13 RTexto=[2] RValor2=[1.234,50]", "finish"}));
+}
+
 // Fails at its nth section.
 class FailingSink : public CallLog {
  public:

@@ -144,6 +144,65 @@ TEST_F(EngineTest, ANumberIsFormattedWhereItIsRead) {
   report->RemoveSink(&taker);
 }
 
+// Keeps each section given as its values: the id and names, and every value as its text or as
+// "pattern:number".
+class ValueTakingSink : public TSectionSink {
+ public:
+  struct Taken {
+    int32_t section;
+    uint64_t names_id;
+    std::vector<std::string> names;
+    std::vector<std::string> values;
+  };
+  std::vector<Taken> taken;
+  void PrintSection(int32_t, int32_t, const std::vector<TPrintedField>&) override {
+    ADD_FAILURE() << "a sink that takes values is given printed fields";
+  }
+  bool TakesValues() const override { return true; }
+  void PrintValues(int32_t, int32_t section, const TSectionValues& values) override {
+    Taken entry{section, values.names_id, values.names, {}};
+    for (const TFieldValue* value : values.values) {
+      entry.values.push_back(
+          value->HasNumber() ? value->pattern + ":" + std::to_string(value->number) : value->value);
+    }
+    taken.push_back(std::move(entry));
+  }
+};
+
+// A sink that takes values gets the layout's names with one id per section and layout, and the
+// values as set (numbers not formatted); a sink beside it that takes printed fields gets them.
+TEST_F(EngineTest, ASinkThatTakesValuesGetsThemWithTheirNamesId) {
+  ValueTakingSink values;
+  report->AddSink(&values);
+  report->RepParam("RNumeroNF", "7");
+  report->RepParamNumber("RValor", "#,##0.00", 2.5);
+  report->RepPrintSection(13);
+  report->RepParam("RNumeroNF", "8");
+  report->RepPrintSection(13);
+  ASSERT_EQ(values.taken.size(), 3u);  // band 1, then 13 twice
+  const auto& first = values.taken[1];
+  const auto& second = values.taken[2];
+  EXPECT_EQ(first.names, (std::vector<std::string>{"RNumeroNF", "RValor"}));
+  EXPECT_EQ(first.values, (std::vector<std::string>{"7", "#,##0.00:2.500000"}));
+  EXPECT_EQ(second.values, (std::vector<std::string>{"8", "#,##0.00:2.500000"}));
+  EXPECT_NE(first.names_id, 0u);
+  EXPECT_EQ(second.names_id, first.names_id);
+  EXPECT_NE(values.taken[0].names_id, first.names_id) << "another section, another list";
+  EXPECT_EQ(sink.Entries().back().Field("RValor"), "2,50");
+  EXPECT_EQ(sink.Entries().back().Field("RNumeroNF"), "8");
+
+  report->SetLayout(LayoutWith({{1, {}}, {13, {"RValor"}}}));
+  report->RepPrintSection(13);
+  EXPECT_EQ(values.taken.back().names, (std::vector<std::string>{"RValor"}));
+  EXPECT_NE(values.taken.back().names_id, first.names_id) << "a new layout, new ids";
+  TnrwReport other;
+  other.SetLayout(LayoutWith({{1, {}}, {13, {"RNumeroNF", "RValor"}}}));
+  other.AddSink(&values);
+  other.RepPrintSection(13);
+  EXPECT_NE(values.taken.back().names_id, first.names_id) << "ids are not shared by engines";
+  report->RemoveSink(&values);
+}
+
 // A place is the named value itself: what is set through it is what the name reads and prints.
 TEST_F(EngineTest, AValueSetThroughItsPlaceIsTheNamedValue) {
   TnrwReport::Slot* valor = report->Place("rvalor");
