@@ -223,31 +223,37 @@ struct TMemoryDataSet::Impl {
     }
     return a < b;
   }
-  // Sorts `order` by the index. Rows often come in index order already (a provider's result
-  // by key): that is checked first. Otherwise up to two leading numeric fields are copied
-  // beside the row ids, so that most comparisons read neither the store nor its null flags.
-  void SortOrder() {
-    const auto less = [this](RowId a, RowId b) { return Less(a, b); };
-    if (index_fields.empty() || std::is_sorted(order.begin(), order.end(), less)) {
-      return;
-    }
+  // A row's leading numeric index fields (up to two) copied beside its id for sorting, so that
+  // most comparisons read neither the store nor its null flags.
+  struct SortItem {
+    double key[2];
+    RowId row;
+    uint8_t null[2];
+  };
+  // How many leading index fields (at most two) sort by their numeric key.
+  size_t NumericLeadKeys() const {
     size_t keys = 0;
     while (keys < 2 && keys < index_fields.size() && store->IsNumeric(index_fields[keys]) &&
            store->SortKeysExact(index_fields[keys])) {
       ++keys;
     }
+    return keys;
+  }
+  // Sorts `order`, which holds the rows in id order, by the index (ties by row id). Rows often
+  // come in index order already (a provider's result by key): that is checked first.
+  void SortOrder() {
+    const auto less = [this](RowId a, RowId b) { return Less(a, b); };
+    if (index_fields.empty() || std::is_sorted(order.begin(), order.end(), less)) {
+      return;
+    }
+    const size_t keys = NumericLeadKeys();
     if (keys == 0) {
       nrw::SortInHalves(order.begin(), order.end(), less);
       return;
     }
-    struct Item {
-      double key[2];
-      RowId row;
-      uint8_t null[2];
-    };
-    std::vector<Item> items(order.size());
+    std::vector<SortItem> items(order.size());
     for (size_t p = 0; p < order.size(); ++p) {
-      Item& item = items[p];
+      SortItem& item = items[p];
       item.row = order[p];
       for (size_t k = 0; k < 2; ++k) {
         const bool null = k >= keys || store->IsNull(item.row, index_fields[k]);
@@ -255,10 +261,7 @@ struct TMemoryDataSet::Impl {
         item.key[k] = null ? 0 : store->SortKey(item.row, index_fields[k]);
       }
     }
-    const auto lead_less = [](const Item& a, const Item& b) {
-      return a.null[0] != b.null[0] ? a.null[0] > b.null[0] : a.key[0] < b.key[0];
-    };
-    const auto item_less = [&](const Item& a, const Item& b) {
+    const auto key_less = [keys](const SortItem& a, const SortItem& b) {
       for (size_t k = 0; k < keys; ++k) {
         if (a.null[k] != b.null[k]) {
           return a.null[k] > b.null[k];  // null first
@@ -267,15 +270,26 @@ struct TMemoryDataSet::Impl {
           return a.key[k] < b.key[k];
         }
       }
-      return LessFrom(keys, a.row, b.row);
+      return false;
+    };
+    const auto item_less = [&](const SortItem& a, const SortItem& b) {
+      return key_less(a, b) || (!key_less(b, a) && LessFrom(keys, a.row, b.row));
+    };
+    if (keys == index_fields.size() && PlaceByFewKeys(items, key_less)) {
+      return;
+    }
+    const auto lead_less = [](const SortItem& a, const SortItem& b) {
+      return a.null[0] != b.null[0] ? a.null[0] > b.null[0] : a.key[0] < b.key[0];
     };
     if (std::is_sorted(items.begin(), items.end(), lead_less)) {
       // Already in order by the leading field (a new index that extends the key): only the
       // groups of equal leading value, a few rows each, are sorted.
       for (auto group = items.begin(); group != items.end();) {
-        const auto next = std::find_if(group + 1, items.end(),
-                                       [&](const Item& item) { return lead_less(*group, item); });
-        std::sort(group, next, item_less);
+        const auto next = std::find_if(
+            group + 1, items.end(), [&](const SortItem& item) { return lead_less(*group, item); });
+        if (next - group > 1) {
+          std::sort(group, next, item_less);
+        }
         group = next;
       }
     } else {
@@ -284,6 +298,53 @@ struct TMemoryDataSet::Impl {
     for (size_t p = 0; p < order.size(); ++p) {
       order[p] = items[p].row;
     }
+  }
+  // An index of one or two numeric fields whose keys take few distinct values (a tax type, an
+  // operation code) is ordered in linear time: the distinct keys are sorted, and each row goes,
+  // in id order, to the next place of its key. False, with `order` untouched, when the keys are
+  // too many.
+  template <class KeyLess>
+  bool PlaceByFewKeys(const std::vector<SortItem>& items, KeyLess key_less) {
+    constexpr size_t kMaxKeys = 64;
+    std::vector<SortItem> distinct;
+    std::vector<uint8_t> key_of(items.size());
+    size_t last = 0;
+    for (size_t p = 0; p < items.size(); ++p) {
+      const auto same = [&](const SortItem& key) {
+        return !key_less(key, items[p]) && !key_less(items[p], key);
+      };
+      if (distinct.empty() || !same(distinct[last])) {
+        last = static_cast<size_t>(std::find_if(distinct.begin(), distinct.end(), same) -
+                                   distinct.begin());
+        if (last == distinct.size()) {
+          if (distinct.size() == kMaxKeys) {
+            return false;
+          }
+          distinct.push_back(items[p]);
+        }
+      }
+      key_of[p] = static_cast<uint8_t>(last);
+    }
+    std::vector<size_t> by_key(distinct.size());
+    for (size_t k = 0; k < by_key.size(); ++k) {
+      by_key[k] = k;
+    }
+    std::sort(by_key.begin(), by_key.end(),
+              [&](size_t a, size_t b) { return key_less(distinct[a], distinct[b]); });
+    std::vector<size_t> next(distinct.size(), 0);
+    for (uint8_t k : key_of) {
+      ++next[k];
+    }
+    size_t start = 0;
+    for (size_t k : by_key) {
+      const size_t count = next[k];
+      next[k] = start;
+      start += count;
+    }
+    for (size_t p = 0; p < items.size(); ++p) {
+      order[next[key_of[p]]++] = items[p].row;
+    }
+    return true;
   }
   // Compares a row's leading index fields with a key (as many fields as the key has).
   int CompareKey(RowId row, const TVariantArray& key) const {

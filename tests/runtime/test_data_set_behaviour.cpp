@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <tuple>
 
 #include <memory>
 
@@ -588,6 +589,70 @@ TEST(MemoryDataSet, IndexSortsNullsFirstThenByEachField) {
     order += table.GetString(2);
   }
   EXPECT_EQ(order, "zcedab");
+}
+
+// A tax type and an operation code take a handful of values over a million rows: such an index
+// is ordered by placing rows rather than by comparing them. Either way the order is by the
+// fields (empty first), then by insertion, deleted rows left out; past the handful the rows are
+// compared, to the same order.
+TEST(MemoryDataSet, AnIndexOfFewDistinctKeysOrdersByTheFieldsThenByInsertion) {
+  for (const int distinct : {1, 3, 40, 200}) {
+    TnClientDataSetMem table(
+        nullptr,
+        {{"TIPO", TFieldType::Integer}, {"OPER", TFieldType::Float}, {"ID", TFieldType::Integer}});
+    struct Row {
+      std::optional<int> tipo;
+      std::optional<double> oper;
+      int id;
+    };
+    std::vector<Row> rows;
+    uint32_t seed = 12345;
+    const auto next = [&seed] { return seed = seed * 1103515245 + 12345, (seed >> 8); };
+    for (int id = 0; id < 3000; ++id) {
+      Row row{std::nullopt, std::nullopt, id};
+      if (next() % 10 != 0) {
+        row.tipo = static_cast<int>(next() % static_cast<uint32_t>(distinct));
+      }
+      if (next() % 7 != 0) {
+        row.oper = 11400.0 + static_cast<double>(next() % 3);
+      }
+      table.Append();
+      table.SetValue(0, row.tipo ? Variant(*row.tipo) : Variant());
+      table.SetValue(1, row.oper ? Variant(*row.oper) : Variant());
+      table.SetValue(2, id);
+      table.Post();
+      rows.push_back(row);
+    }
+    for (table.First(); !table.Eof();) {
+      if (table.GetInteger(2) % 5 == 0) {
+        table.Delete();
+      } else {
+        table.Next();
+      }
+    }
+    std::erase_if(rows, [](const Row& row) { return row.id % 5 == 0; });
+    std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
+      return std::tie(a.tipo, a.oper) < std::tie(b.tipo, b.oper);  // nullopt first
+    });
+    for (const char* index : {"TIPO;OPER", "TIPO"}) {
+      if (std::string(index) == "TIPO") {
+        std::stable_sort(rows.begin(), rows.end(),
+                         [](const Row& a, const Row& b) { return a.id < b.id; });
+        std::stable_sort(rows.begin(), rows.end(),
+                         [](const Row& a, const Row& b) { return a.tipo < b.tipo; });
+      }
+      table.SetIndexFieldNames(index);
+      std::vector<int64_t> ids;
+      for (table.First(); !table.Eof(); table.Next()) {
+        ids.push_back(table.GetInteger(2));
+      }
+      std::vector<int64_t> expected;
+      for (const Row& row : rows) {
+        expected.push_back(row.id);
+      }
+      EXPECT_EQ(ids, expected) << distinct << " types, index " << index;
+    }
+  }
 }
 
 TEST(MemoryDataSet, IntegersBeyondTheDoublesPrecisionSortExactly) {
