@@ -180,8 +180,8 @@ TEST_F(EngineTest, ASinkThatTakesValuesGetsThemWithTheirNamesId) {
   report->RepParam("RNumeroNF", "8");
   report->RepPrintSection(13);
   ASSERT_EQ(values.taken.size(), 3u);  // band 1, then 13 twice
-  const auto& first = values.taken[1];
-  const auto& second = values.taken[2];
+  const ValueTakingSink::Taken first = values.taken[1];
+  const ValueTakingSink::Taken second = values.taken[2];
   EXPECT_EQ(first.names, (std::vector<std::string>{"RNumeroNF", "RValor"}));
   EXPECT_EQ(first.values, (std::vector<std::string>{"7", "#,##0.00:2.500000"}));
   EXPECT_EQ(second.values, (std::vector<std::string>{"8", "#,##0.00:2.500000"}));
