@@ -141,6 +141,7 @@ TnrwReport::SectionFields& TnrwReport::FieldsOf(const TLayoutSection& section) {
     current.names_id = ++last_names_id;
     for (const std::string& name : section.fields) {
       current.values.push_back(&SlotOf(name));
+      current.fields.push_back({name, std::string()});
     }
   }
   return it->second;
@@ -220,12 +221,11 @@ void TnrwReport::Emit(int32_t section) {
   }
 }
 
+// The printed fields hold their names from the start.
 void TnrwReport::CopyFromSlots(SectionFields& current) {
-  current.fields.resize(current.values.size());
   for (size_t i = 0; i < current.values.size(); ++i) {
     const TFieldValue& value = *current.values[i];
     TPrintedField& field = current.fields[i];
-    field.name.assign(current.names[i]);
     if (value.HasNumber()) {
       field.pattern.assign(value.pattern);
       field.number = value.number;
