@@ -10,31 +10,27 @@
 
 #include "host/export.hpp"
 
-// A printed field's name and text. A field may instead carry a number still to be formatted
-// (`pattern` not empty: the text is FormatFloat(pattern, number)); only a sink that says it takes
-// such fields (TakesNumbers) is given one, every other sink gets the text.
-struct NRW_API TPrintedField {
-  TPrintedField() = default;
-  TPrintedField(std::string field_name, std::string text)
-      : name(std::move(field_name)), value(std::move(text)) {}
-
-  std::string name;
-  std::string value;
-  std::string pattern;
-  double number = 0;
-  bool operator==(const TPrintedField&) const = default;
-  bool HasNumber() const { return !pattern.empty(); }
-  // The text, formatted when the field carries a number.
-  std::string Text() const;
-};
-
-// A field's value as the engine keeps it: a text, or a number still to be formatted (`pattern`
-// not empty), as in TPrintedField.
+// A field's value: a text, or a number still to be formatted (`pattern` not empty: the text is
+// FormatFloat(pattern, number)). The engine keeps its named values so.
 struct NRW_API TFieldValue {
   std::string value;
   std::string pattern;
   double number = 0;
+  bool operator==(const TFieldValue&) const = default;
   bool HasNumber() const { return !pattern.empty(); }
+  // The text, formatted when the value is a number.
+  std::string Text() const;
+};
+
+// A printed field's name and value. Only a sink that says it takes numbers (TakesNumbers) is
+// given a field that carries one; every other sink gets the text.
+struct NRW_API TPrintedField : TFieldValue {
+  TPrintedField() = default;
+  TPrintedField(std::string field_name, std::string text)
+      : TFieldValue{std::move(text), {}, 0}, name(std::move(field_name)) {}
+
+  std::string name;
+  bool operator==(const TPrintedField&) const = default;
 };
 
 // A printed section as the engine holds it: its fields' names and, in the same order, their

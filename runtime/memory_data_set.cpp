@@ -261,21 +261,26 @@ struct TMemoryDataSet::Impl {
         item.key[k] = null ? 0 : store->SortKey(item.row, index_fields[k]);
       }
     }
-    const auto key_less = [keys](const SortItem& a, const SortItem& b) {
+    // Three-way, by the copied keys only (null first).
+    const auto compare_keys = [keys](const SortItem& a, const SortItem& b) {
       for (size_t k = 0; k < keys; ++k) {
         if (a.null[k] != b.null[k]) {
-          return a.null[k] > b.null[k];  // null first
+          return a.null[k] > b.null[k] ? -1 : 1;
         }
-        if (a.key[k] < b.key[k] || b.key[k] < a.key[k]) {
-          return a.key[k] < b.key[k];
+        if (a.key[k] < b.key[k]) {
+          return -1;
+        }
+        if (b.key[k] < a.key[k]) {
+          return 1;
         }
       }
-      return false;
+      return 0;
     };
     const auto item_less = [&](const SortItem& a, const SortItem& b) {
-      return key_less(a, b) || (!key_less(b, a) && LessFrom(keys, a.row, b.row));
+      const int c = compare_keys(a, b);
+      return c != 0 ? c < 0 : LessFrom(keys, a.row, b.row);
     };
-    if (keys == index_fields.size() && PlaceByFewKeys(items, key_less)) {
+    if (keys == index_fields.size() && PlaceByFewKeys(items, compare_keys)) {
       return;
     }
     const auto lead_less = [](const SortItem& a, const SortItem& b) {
@@ -303,16 +308,14 @@ struct TMemoryDataSet::Impl {
   // operation code) is ordered in linear time: the distinct keys are sorted, and each row goes,
   // in id order, to the next place of its key. False, with `order` untouched, when the keys are
   // too many.
-  template <class KeyLess>
-  bool PlaceByFewKeys(const std::vector<SortItem>& items, KeyLess key_less) {
+  template <class KeyCompare>
+  bool PlaceByFewKeys(const std::vector<SortItem>& items, KeyCompare compare_keys) {
     constexpr size_t kMaxKeys = 64;
     std::vector<SortItem> distinct;
     std::vector<uint8_t> key_of(items.size());
     size_t last = 0;
     for (size_t p = 0; p < items.size(); ++p) {
-      const auto same = [&](const SortItem& key) {
-        return !key_less(key, items[p]) && !key_less(items[p], key);
-      };
+      const auto same = [&](const SortItem& key) { return compare_keys(key, items[p]) == 0; };
       if (distinct.empty() || !same(distinct[last])) {
         last = static_cast<size_t>(std::find_if(distinct.begin(), distinct.end(), same) -
                                    distinct.begin());
@@ -330,7 +333,7 @@ struct TMemoryDataSet::Impl {
       by_key[k] = k;
     }
     std::sort(by_key.begin(), by_key.end(),
-              [&](size_t a, size_t b) { return key_less(distinct[a], distinct[b]); });
+              [&](size_t a, size_t b) { return compare_keys(distinct[a], distinct[b]) < 0; });
     std::vector<size_t> next(distinct.size(), 0);
     for (uint8_t k : key_of) {
       ++next[k];

@@ -81,8 +81,8 @@ const TnrwReport::Slot* TnrwReport::FindSlot(std::string_view name) const {
 }
 
 const std::string& TnrwReport::TextOf(Slot& slot) {
-  if (!slot.pattern.empty()) {
-    slot.value = FormatFloat(slot.pattern, slot.number);
+  if (slot.HasNumber()) {
+    slot.value = slot.Text();
     slot.pattern.clear();
   }
   return slot.value;
@@ -224,15 +224,7 @@ void TnrwReport::Emit(int32_t section) {
 // The printed fields hold their names from the start.
 void TnrwReport::CopyFromSlots(SectionFields& current) {
   for (size_t i = 0; i < current.values.size(); ++i) {
-    const TFieldValue& value = *current.values[i];
-    TPrintedField& field = current.fields[i];
-    if (value.HasNumber()) {
-      field.pattern.assign(value.pattern);
-      field.number = value.number;
-    } else {
-      field.value.assign(value.value);
-      field.pattern.clear();
-    }
+    static_cast<TFieldValue&>(current.fields[i]) = *current.values[i];
   }
 }
 

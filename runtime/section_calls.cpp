@@ -37,25 +37,16 @@ void PutText(std::string& block, std::string_view text) {
 // length instead, and followed by its pattern and its eight bytes.
 constexpr int32_t kNumberMark = -1;
 
-void PutValue(std::string& block, const std::string& text, const std::string& pattern,
-              double number) {
-  if (pattern.empty()) {
-    PutText(block, text);
+void PutValue(std::string& block, const TFieldValue& field) {
+  if (!field.HasNumber()) {
+    PutText(block, field.value);
     return;
   }
   PutNumber(block, kNumberMark);
-  PutText(block, pattern);
-  char bytes[sizeof number];
-  std::memcpy(bytes, &number, sizeof number);
-  block.append(bytes, sizeof number);
-}
-
-void PutValue(std::string& block, const TPrintedField& field) {
-  PutValue(block, field.value, field.pattern, field.number);
-}
-
-void PutValue(std::string& block, const TFieldValue& field) {
-  PutValue(block, field.value, field.pattern, field.number);
+  PutText(block, field.pattern);
+  char bytes[sizeof field.number];
+  std::memcpy(bytes, &field.number, sizeof field.number);
+  block.append(bytes, sizeof field.number);
 }
 
 void PutFields(std::string& block, const std::vector<TPrintedField>& fields) {

@@ -4,7 +4,7 @@
 
 TSectionSink::~TSectionSink() = default;
 
-std::string TPrintedField::Text() const {
+std::string TFieldValue::Text() const {
   return HasNumber() ? FormatFloat(pattern, number) : value;
 }
 
