@@ -240,16 +240,24 @@ struct TMemoryDataSet::Impl {
     return keys;
   }
   // Sorts `order`, which holds the rows in id order, by the index (ties by row id). Rows often
-  // come in index order already (a provider's result by key): that is checked first.
-  void SortOrder() {
-    const auto less = [this](RowId a, RowId b) { return Less(a, b); };
-    if (index_fields.empty() || std::is_sorted(order.begin(), order.end(), less)) {
-      return;
+  // come in index order already, or in order of its first field (a provider's result by key):
+  // that is checked first. True when `lead_keys` and `lead_nulls` were left holding the first
+  // field's keys in the new order.
+  bool SortOrder() {
+    if (index_fields.empty()) {
+      return false;
     }
     const size_t keys = NumericLeadKeys();
+    if (keys > 0 && SortWithinLeadGroups()) {
+      return true;
+    }
+    const auto less = [this](RowId a, RowId b) { return Less(a, b); };
+    if (std::is_sorted(order.begin(), order.end(), less)) {
+      return false;
+    }
     if (keys == 0) {
       nrw::SortInHalves(order.begin(), order.end(), less);
-      return;
+      return false;
     }
     std::vector<SortItem> items(order.size());
     for (size_t p = 0; p < order.size(); ++p) {
@@ -281,28 +289,68 @@ struct TMemoryDataSet::Impl {
       return c != 0 ? c < 0 : LessFrom(keys, a.row, b.row);
     };
     if (keys == index_fields.size() && PlaceByFewKeys(items, compare_keys)) {
-      return;
+      return false;
     }
-    const auto lead_less = [](const SortItem& a, const SortItem& b) {
-      return a.null[0] != b.null[0] ? a.null[0] > b.null[0] : a.key[0] < b.key[0];
-    };
-    if (std::is_sorted(items.begin(), items.end(), lead_less)) {
-      // Already in order by the leading field (a new index that extends the key): only the
-      // groups of equal leading value, a few rows each, are sorted.
-      for (auto group = items.begin(); group != items.end();) {
-        const auto next = std::find_if(
-            group + 1, items.end(), [&](const SortItem& item) { return lead_less(*group, item); });
-        if (next - group > 1) {
-          std::sort(group, next, item_less);
-        }
-        group = next;
-      }
-    } else {
-      nrw::SortRuns(items.begin(), items.end(), item_less);
-    }
+    nrw::SortRuns(items.begin(), items.end(), item_less);
     for (size_t p = 0; p < order.size(); ++p) {
       order[p] = items[p].row;
     }
+    return false;
+  }
+  // Rows in order of the first index field (a new index that extends the key they came in)
+  // need only their groups of equal first value sorted, a few rows each. One pass over that
+  // field finds out, and leaves its keys in `lead_keys` for the searches. False, with `order`
+  // untouched, when the rows are not in that order. The first field sorts by exact keys.
+  bool SortWithinLeadGroups() {
+    const int field = index_fields[0];
+    const size_t rows = order.size();
+    lead_keys.clear();
+    lead_keys.reserve(rows);
+    size_t nulls = 0;
+    for (size_t p = 0; p < rows; ++p) {
+      const RowId row = order[p];
+      if (store->IsNull(row, field)) {
+        if (nulls != p) {
+          return false;  // empty values go first
+        }
+        lead_keys.push_back(0);
+        ++nulls;
+        continue;
+      }
+      const double key = store->SortKey(row, field);
+      if (p > nulls && key < lead_keys.back()) {
+        return false;
+      }
+      lead_keys.push_back(key);
+    }
+    lead_nulls = nulls;
+    if (index_fields.size() == 1) {
+      return true;
+    }
+    const auto rest_less = [this](RowId a, RowId b) { return LessFrom(1, a, b); };
+    const auto sort_group = [&](size_t first, size_t last) {
+      if (last - first == 2) {
+        if (rest_less(order[first + 1], order[first])) {
+          std::swap(order[first], order[first + 1]);
+        }
+        return;
+      }
+      const auto begin = order.begin() + static_cast<std::ptrdiff_t>(first);
+      const auto end = order.begin() + static_cast<std::ptrdiff_t>(last);
+      if (last - first > 2 && !std::is_sorted(begin, end, rest_less)) {
+        std::sort(begin, end, rest_less);
+      }
+    };
+    sort_group(0, nulls);
+    for (size_t first = nulls; first < rows;) {
+      size_t last = first + 1;
+      while (last < rows && lead_keys[last] == lead_keys[first]) {
+        ++last;
+      }
+      sort_group(first, last);
+      first = last;
+    }
+    return true;
   }
   // An index of one or two numeric fields whose keys take few distinct values (a tax type, an
   // operation code) is ordered in linear time: the distinct keys are sorted, and each row goes,
@@ -437,11 +485,15 @@ struct TMemoryDataSet::Impl {
         order.push_back(r);
       }
     }
-    SortOrder();
+    const bool lead_ready = SortOrder();
     tombstones = 0;
     pending.clear();
     order_dirty = false;
     OrderChanged();
+    if (lead_ready) {
+      lead_valid = lead_usable = true;
+      lead_memo = false;
+    }
   }
   void MergePending() {
     auto less = [this](RowId a, RowId b) { return Less(a, b); };

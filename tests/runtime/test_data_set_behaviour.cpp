@@ -655,6 +655,87 @@ TEST(MemoryDataSet, AnIndexOfFewDistinctKeysOrdersByTheFieldsThenByInsertion) {
   }
 }
 
+// A provider's rows come in key order, and the report's indexes extend that key: only the rows
+// of one key are put in order then. The order is the same as a full sort's (empty keys first,
+// ties by insertion), and the searches that follow find the rows by the new order, also when
+// rows came in between, unmerged, after a search under the old index.
+TEST(MemoryDataSet, RowsInOrderOfTheFirstIndexFieldSortOnlyWithinEachKey) {
+  struct Row {
+    std::optional<double> key;
+    std::string cfop;
+    double rate;
+    int id;
+  };
+  TnClientDataSetMem table(nullptr, {{"KEY", TFieldType::Float},
+                                     {"CFOP", TFieldType::String},
+                                     {"RATE", TFieldType::Float},
+                                     {"ID", TFieldType::Integer}});
+  std::vector<Row> rows;
+  const auto add = [&](std::optional<double> key, const std::string& cfop, double rate) {
+    const Row row{key, cfop, rate, static_cast<int>(rows.size())};
+    table.AppendRecord(
+        {key ? Variant(*key) : Variant(), Variant(cfop), Variant(rate), Variant(row.id)});
+    rows.push_back(row);
+  };
+  for (int i = 0; i < 3; ++i) {
+    add(std::nullopt, i == 1 ? "5102" : "6102", 4.0 - i);  // empty keys go first
+  }
+  for (int key = 1; key <= 400; ++key) {
+    const int lines = key % 4;  // keys of none, one, two and three rows
+    for (int line = 0; line < lines; ++line) {
+      add(key * 1.5, line % 2 == 0 ? "6102" : "5102", static_cast<double>((key + line) % 3));
+    }
+  }
+  const auto ids = [&table] {
+    std::vector<int64_t> found;
+    for (table.First(); !table.Eof(); table.Next()) {
+      found.push_back(table.GetInteger(3));
+    }
+    return found;
+  };
+  const auto expected = [&](auto rest) {
+    std::vector<Row> sorted = rows;
+    std::stable_sort(sorted.begin(), sorted.end(), [&](const Row& a, const Row& b) {
+      return a.key != b.key ? a.key < b.key : rest(a) < rest(b);
+    });
+    std::vector<int64_t> found;
+    for (const Row& row : sorted) {
+      found.push_back(row.id);
+    }
+    return found;
+  };
+  const auto by_cfop_rate = [](const Row& r) { return std::tie(r.cfop, r.rate); };
+  const auto by_rate = [](const Row& r) { return std::make_tuple(r.rate); };
+
+  table.SetIndexFieldNames("KEY;CFOP;RATE");
+  EXPECT_EQ(ids(), expected(by_cfop_rate));
+  ASSERT_TRUE(table.FindKey({Variant(9.0)}));  // key 6: two rows, by CFOP 5102 first
+  EXPECT_EQ(table.GetString(1), "5102");
+
+  // The first row deleted, rows appended, then a new index: every row after the deleted one
+  // moves up a place, and the searches find by the new places and order.
+  table.First();
+  const int64_t deleted = table.GetInteger(3);
+  table.Delete();
+  std::erase_if(rows, [&](const Row& row) { return row.id == deleted; });
+  add(700.0, "6102", 1);
+  add(700.0, "5102", 2);
+  table.SetIndexFieldNames("KEY;RATE");
+  EXPECT_EQ(ids(), expected(by_rate));
+  ASSERT_TRUE(table.FindKey({Variant(9.0)}));
+  EXPECT_EQ(table.GetString(1), "6102");  // key 6's rates: 0 (6102), then 1 (5102)
+  ASSERT_TRUE(table.FindKey({Variant(700.0)}));
+  EXPECT_EQ(table.GetString(1), "6102");
+  EXPECT_FALSE(table.FindKey({Variant(6.0)}));  // key 4 has no rows
+
+  // An empty key after the others: the rows are not in key order, and are sorted whole.
+  add(std::nullopt, "1102", 9);
+  table.SetIndexFieldNames("KEY;CFOP;RATE");
+  EXPECT_EQ(ids(), expected(by_cfop_rate));
+  ASSERT_TRUE(table.FindKey({Variant()}));
+  EXPECT_EQ(table.GetString(1), "1102");
+}
+
 TEST(MemoryDataSet, IntegersBeyondTheDoublesPrecisionSortExactly) {
   TnClientDataSetMem table(nullptr, {{"K", TFieldType::Integer}});
   const int64_t big = (int64_t{1} << 60) + 1;
