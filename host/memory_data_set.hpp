@@ -27,6 +27,11 @@ class NRW_API TMemoryDataSet : public TDataSet {
   // Replaces the structure (and drops every row) and opens the table.
   void CreateDataSet(const std::vector<TFieldDef>& fields);
   void EmptyDataSet();
+  // EmptyDataSet, then Append, SetValue for every field and Post for each of `rows`, in one
+  // step (a look-up cursor refilled with rows it has held before). The fields, index field list
+  // and filter stay; the cursor goes to the first row. A value that cannot be set raises, and
+  // the table keeps the rows before it.
+  void ReplaceRows(const std::vector<std::vector<Variant>>& rows);
   // Copies every live row of `source` (ignoring its range and filter) with the same columns.
   void CopyFrom(const TMemoryDataSet& source);
   // Append, SetValue for every field and Post in one step (for loading many rows).

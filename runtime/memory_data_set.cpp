@@ -607,6 +607,47 @@ void TMemoryDataSet::EmptyDataSet() {
   d.GoFirst();
 }
 
+void TMemoryDataSet::ReplaceRows(const std::vector<std::vector<Variant>>& rows) {
+  CheckWritable();
+  for (const std::vector<Variant>& values : rows) {
+    if (static_cast<int>(values.size()) != FieldCount()) {
+      throw Exception(DisplayName() + ": a record of " + std::to_string(values.size()) +
+                      " values for " + std::to_string(FieldCount()) + " fields");
+    }
+  }
+  Impl& d = *impl_;
+  d.store->Clear();
+  d.deleted.clear();
+  d.order.clear();
+  d.pending.clear();
+  d.tombstones = 0;
+  d.land_on.reset();
+  d.count_cache.reset();
+  d.RowsChanged();
+  SetState(TDataSetState::Browse);
+  // The rows set so far stay when a value raises, as if each had been posted.
+  const auto settle = [&d] {
+    d.order_dirty = !d.index_fields.empty() && d.order.size() > 1;
+    d.ApplyRange();
+    d.GoFirst();
+  };
+  try {
+    for (const std::vector<Variant>& values : rows) {
+      const RowId row = d.store->AddRow();
+      d.deleted.push_back(1);
+      for (int f = 0; f < FieldCount(); ++f) {
+        d.store->Set(row, f, values[static_cast<size_t>(f)]);
+      }
+      d.deleted.back() = 0;
+      d.order.push_back(row);
+    }
+  } catch (...) {
+    settle();
+    throw;
+  }
+  settle();
+}
+
 void TMemoryDataSet::CopyFrom(const TMemoryDataSet& source) {
   CreateDataSet(source.FieldDefs());
   const Impl& s = *source.impl_;

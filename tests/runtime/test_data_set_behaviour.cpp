@@ -826,6 +826,64 @@ TEST(MemoryDataSet, AppendRecordAddsOneWholeRowOrNone) {
   EXPECT_THROW(table.AppendRecord({Variant(4.0), Variant(1), Variant(), Variant()}), Exception);
 }
 
+// A look-up cursor refilled in one step reads as one emptied and filled row by row: the index
+// orders the rows (ties by insertion), the filter and range still apply, an empty text empties
+// a number, and a value that cannot be set keeps the rows before it.
+TEST(MemoryDataSet, ReplaceRowsReadsAsEmptyingAndAppendingEachRow) {
+  const std::vector<TFieldDef> fields = {
+      {"K", TFieldType::Integer}, {"S", TFieldType::String}, {"F", TFieldType::Float}};
+  const std::vector<std::vector<Variant>> rows = {{Variant(3), Variant("c"), Variant(1.5)},
+                                                  {Variant(1), Variant("a"), Variant("")},
+                                                  {Variant(3), Variant("b"), Variant(2)},
+                                                  {Variant(), Variant("n"), Variant(0.25)},
+                                                  {Variant(2), Variant("d"), Variant("7")}};
+  TnClientDataSet refilled(nullptr, fields), appended(nullptr, fields);
+  for (TnClientDataSet* table : {&refilled, &appended}) {
+    table->SetIndexFieldNames("K");
+    table->AppendRecord({Variant(9), Variant("old"), Variant(0.0)});
+    table->SetFilter("S <> 'a'");
+    table->SetFiltered(true);
+    table->SetRange({Variant(1)}, {Variant(3)});
+  }
+  refilled.ReplaceRows(rows);
+  appended.EmptyDataSet();
+  for (const std::vector<Variant>& row : rows) {
+    appended.Append();
+    for (size_t f = 0; f < row.size(); ++f) {
+      appended.SetValue(static_cast<int>(f), row[f]);
+    }
+    appended.Post();
+  }
+  const auto read = [](TnClientDataSet& table) {
+    std::string text;
+    for (table.First(); !table.Eof(); table.Next()) {
+      text += table.GetString(0) + table.GetString(1) + (table.IsNull(2) ? "-" : "+") +
+              table.GetString(2) + ";";
+    }
+    return text + std::to_string(table.RecordCount());
+  };
+  EXPECT_EQ(read(refilled), "2d+7;3c+1,5;3b+2;3");
+  EXPECT_EQ(read(refilled), read(appended));
+  for (TnClientDataSet* table : {&refilled, &appended}) {
+    table->CancelRange();
+    table->SetFiltered(false);
+  }
+  EXPECT_EQ(read(refilled), "n+0,25;1a-;2d+7;3c+1,5;3b+2;5");
+  EXPECT_EQ(read(refilled), read(appended));
+  ASSERT_TRUE(refilled.FindKey({Variant(3)}));
+  EXPECT_EQ(refilled.GetString(1), "c");
+
+  EXPECT_THROW(refilled.ReplaceRows({{Variant(5), Variant("e"), Variant(1.0)},
+                                     {Variant("x"), Variant("f"), Variant(2.0)},
+                                     {Variant(4), Variant("g"), Variant(3.0)}}),
+               Exception);
+  EXPECT_EQ(read(refilled), "5e+1;1") << "the rows before the bad value stay";
+  EXPECT_THROW(refilled.ReplaceRows({{Variant(6)}}), Exception);
+  EXPECT_EQ(read(refilled), "5e+1;1") << "a record of the wrong size changes nothing";
+  refilled.SetReadOnly(true);
+  EXPECT_THROW(refilled.ReplaceRows({}), Exception);
+}
+
 TEST(MemoryDataSet, RowsAppendedUnderAnIndexReadInIndexOrder) {
   // Appends wait to be merged into the index until a read; reads in between see them.
   TnClientDataSetMem table(nullptr, {{"K", TFieldType::Integer}});
