@@ -37,16 +37,53 @@ void PutText(std::string& block, std::string_view text) {
 // length instead, and followed by its pattern and its eight bytes.
 constexpr int32_t kNumberMark = -1;
 
-void PutValue(std::string& block, const TFieldValue& field) {
+// The bytes `field` takes in a block.
+size_t ValueSize(const TFieldValue& field) {
+  return field.HasNumber() ? 2 * sizeof(int32_t) + field.pattern.size() + sizeof field.number
+                           : sizeof(int32_t) + field.value.size();
+}
+
+// Writes `field` at `at`, which has room for ValueSize(field) bytes; returns where the next
+// value goes.
+char* WriteValue(char* at, const TFieldValue& field) {
+  const auto put_number = [&at](int32_t value) {
+    std::memcpy(at, &value, sizeof value);
+    at += sizeof value;
+  };
+  const auto put_text = [&](std::string_view text) {
+    put_number(static_cast<int32_t>(text.size()));
+    std::memcpy(at, text.data(), text.size());
+    at += text.size();
+  };
   if (!field.HasNumber()) {
-    PutText(block, field.value);
-    return;
+    put_text(field.value);
+    return at;
   }
-  PutNumber(block, kNumberMark);
-  PutText(block, field.pattern);
-  char bytes[sizeof field.number];
-  std::memcpy(bytes, &field.number, sizeof field.number);
-  block.append(bytes, sizeof field.number);
+  put_number(kNumberMark);
+  put_text(field.pattern);
+  std::memcpy(at, &field.number, sizeof field.number);
+  return at + sizeof field.number;
+}
+
+// The values of a section, one after another: the block grows once, by their exact size, and
+// they are written in place (a section of twenty fields is sixty small appends otherwise).
+void PutValues(std::string& block, const std::vector<const TFieldValue*>& values) {
+  size_t size = 0;
+  for (const TFieldValue* value : values) {
+    size += ValueSize(*value);
+  }
+  const size_t start = block.size();
+  block.resize(start + size);
+  char* at = block.data() + start;
+  for (const TFieldValue* value : values) {
+    at = WriteValue(at, *value);
+  }
+}
+
+void PutValue(std::string& block, const TFieldValue& field) {
+  const size_t start = block.size();
+  block.resize(start + ValueSize(field));
+  WriteValue(block.data() + start, field);
 }
 
 void PutFields(std::string& block, const std::vector<TPrintedField>& fields) {
@@ -162,9 +199,7 @@ void Encoder::Section(std::string& block, int32_t page, int32_t section,
   PutNumber(block, page);
   PutNumber(block, section);
   if (same) {
-    for (const TFieldValue* value : values.values) {
-      PutValue(block, *value);
-    }
+    PutValues(block, values.values);
     return;
   }
   known.names.assign(values.names.begin(), values.names.end());
