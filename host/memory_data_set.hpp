@@ -92,6 +92,7 @@ class NRW_API TMemoryDataSet : public TDataSet {
   bool ReadRow(uint32_t& row) const;
   void CheckEditing() const;
   uint32_t CurrentRow() const;
+  [[noreturn]] void NoCurrentRecord() const;
   std::unique_ptr<Impl> impl_;
   bool read_only_ = false;
 };

@@ -177,28 +177,18 @@ bool ColumnStore::SortKeysExact(int field) const {
   return true;
 }
 
-int64_t ColumnStore::Integer(RowId row, int field) const {
+int64_t ColumnStore::ConvertedInteger(RowId row, int field) const {
   const Column& c = columns_[field];
-  switch (c.kind) {
-    case Kind::Integer:
-      return c.integers[row];
-    case Kind::Float:
-      return static_cast<int64_t>(std::llround(c.floats[row]));
-    case Kind::Text:
-      break;
+  if (c.kind == Kind::Float) {
+    return static_cast<int64_t>(std::llround(c.floats[row]));
   }
   return IsNull(row, field) ? 0 : Variant(String(row, field)).AsInteger();
 }
 
-double ColumnStore::Float(RowId row, int field) const {
+double ColumnStore::ConvertedFloat(RowId row, int field) const {
   const Column& c = columns_[field];
-  switch (c.kind) {
-    case Kind::Float:
-      return c.floats[row];
-    case Kind::Integer:
-      return static_cast<double>(c.integers[row]);
-    case Kind::Text:
-      break;
+  if (c.kind == Kind::Integer) {
+    return static_cast<double>(c.integers[row]);
   }
   return IsNull(row, field) ? 0.0 : Variant(String(row, field)).AsFloat();
 }

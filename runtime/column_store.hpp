@@ -32,8 +32,15 @@ class NRW_API ColumnStore {
 
   // A null cell holds 0 (numbers) or the empty text, so that a read needs no null test.
   bool IsNull(RowId row, int field) const { return columns_[field].nulls[row] != 0; }
-  int64_t Integer(RowId row, int field) const;
-  double Float(RowId row, int field) const;
+  // A number read as its column keeps it is inlined; other kinds are converted out of line.
+  int64_t Integer(RowId row, int field) const {
+    const Column& c = columns_[field];
+    return c.kind == Kind::Integer ? c.integers[row] : ConvertedInteger(row, field);
+  }
+  double Float(RowId row, int field) const {
+    const Column& c = columns_[field];
+    return c.kind == Kind::Float ? c.floats[row] : ConvertedFloat(row, field);
+  }
   std::string String(RowId row, int field) const;
   // Appends the text String returns, without building one for texts and whole numbers.
   void AppendString(RowId row, int field, std::string& out) const;
@@ -67,6 +74,8 @@ class NRW_API ColumnStore {
   int CompareToValue(RowId row, int field, const Variant& value) const;
 
  private:
+  int64_t ConvertedInteger(RowId row, int field) const;
+  double ConvertedFloat(RowId row, int field) const;
   enum class Kind { Integer, Float, Text };
   // One of the three value columns is used, by the field's type.
   struct Column {

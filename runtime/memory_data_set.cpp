@@ -514,10 +514,14 @@ struct TMemoryDataSet::Impl {
     OrderChanged();
   }
   // Brings `order` up to date before a read; keeps the cursor on its row.
+  // Every read syncs first, and almost always finds the order up to date: that test is all
+  // that is inlined into the reads.
   void Sync() {
-    if (!order_dirty && pending.empty()) {
-      return;
+    if (order_dirty || !pending.empty()) {
+      Resync();
     }
+  }
+  [[gnu::noinline]] void Resync() {
     std::optional<RowId> current = land_on;
     if (!current && has_row && !eof && pos < order.size()) {
       current = order[pos];
@@ -794,16 +798,22 @@ bool TMemoryDataSet::IsEmpty() {
   return d.count_cache ? *d.count_cache == 0 : !d.NextVisible(d.lo).has_value();
 }
 
-uint32_t TMemoryDataSet::CurrentRow() const {
+// Inlined into the reads, which call it for every value.
+[[gnu::always_inline]] inline uint32_t TMemoryDataSet::CurrentRow() const {
   const Impl& d = *impl_;
   if (State() == TDataSetState::Insert) {
     return d.edit_row;
   }
   impl_->Sync();
   if (!d.has_row) {
-    throw Exception(DisplayName() + ": no current record");
+    NoCurrentRecord();
   }
   return d.order[d.pos];
+}
+
+// Out of line, so that the reads that call CurrentRow keep no room for the message.
+void TMemoryDataSet::NoCurrentRecord() const {
+  throw Exception(DisplayName() + ": no current record");
 }
 
 bool TMemoryDataSet::IsNull(int field) const {
@@ -813,7 +823,7 @@ bool TMemoryDataSet::IsNull(int field) const {
   return impl_->store->IsNull(CurrentRow(), field);
 }
 
-bool TMemoryDataSet::ReadRow(uint32_t& row) const {
+[[gnu::always_inline]] inline bool TMemoryDataSet::ReadRow(uint32_t& row) const {
   if (State() == TDataSetState::Insert) {
     row = impl_->edit_row;
     return true;
