@@ -91,6 +91,7 @@ class NRW_API TMemoryDataSet : public TDataSet {
   // The row that reads come from: false when the cursor has none.
   bool ReadRow(uint32_t& row) const;
   void CheckEditing() const;
+  void CheckRecordSize(const std::vector<Variant>& values) const;
   uint32_t CurrentRow() const;
   [[noreturn]] void NoCurrentRecord() const;
   std::unique_ptr<Impl> impl_;

@@ -78,6 +78,18 @@ struct TMemoryDataSet::Impl {
   double lead_memo_key = 0;
   size_t lead_memo_first = 0, lead_memo_last = 0;
 
+  // Every row gone; the fields, index list, range and filter stay.
+  void DropRows() {
+    store->Clear();
+    deleted.clear();
+    order.clear();
+    pending.clear();
+    tombstones = 0;
+    order_dirty = false;
+    land_on.reset();
+    count_cache.reset();
+    RowsChanged();
+  }
   void RowsChanged() {
     by_value_field = -1;
     positions_valid = false;
@@ -594,18 +606,18 @@ void TMemoryDataSet::CreateDataSet(const std::vector<TFieldDef>& fields) {
   FilterChanged();
 }
 
+// A whole record holds one value per field.
+void TMemoryDataSet::CheckRecordSize(const std::vector<Variant>& values) const {
+  if (static_cast<int>(values.size()) != FieldCount()) {
+    throw Exception(DisplayName() + ": a record of " + std::to_string(values.size()) +
+                    " values for " + std::to_string(FieldCount()) + " fields");
+  }
+}
+
 void TMemoryDataSet::EmptyDataSet() {
   CheckActive();
   Impl& d = *impl_;
-  d.store->Clear();
-  d.deleted.clear();
-  d.order.clear();
-  d.pending.clear();
-  d.tombstones = 0;
-  d.order_dirty = false;
-  d.land_on.reset();
-  d.count_cache.reset();
-  d.RowsChanged();
+  d.DropRows();
   SetState(TDataSetState::Browse);
   d.ApplyRange();
   d.GoFirst();
@@ -614,20 +626,10 @@ void TMemoryDataSet::EmptyDataSet() {
 void TMemoryDataSet::ReplaceRows(const std::vector<std::vector<Variant>>& rows) {
   CheckWritable();
   for (const std::vector<Variant>& values : rows) {
-    if (static_cast<int>(values.size()) != FieldCount()) {
-      throw Exception(DisplayName() + ": a record of " + std::to_string(values.size()) +
-                      " values for " + std::to_string(FieldCount()) + " fields");
-    }
+    CheckRecordSize(values);
   }
   Impl& d = *impl_;
-  d.store->Clear();
-  d.deleted.clear();
-  d.order.clear();
-  d.pending.clear();
-  d.tombstones = 0;
-  d.land_on.reset();
-  d.count_cache.reset();
-  d.RowsChanged();
+  d.DropRows();
   SetState(TDataSetState::Browse);
   // The rows set so far stay when a value raises, as if each had been posted.
   const auto settle = [&d] {
@@ -900,10 +902,7 @@ void TMemoryDataSet::Append() {
 
 void TMemoryDataSet::AppendRecord(const std::vector<Variant>& values) {
   CheckWritable();
-  if (static_cast<int>(values.size()) != FieldCount()) {
-    throw Exception(DisplayName() + ": a record of " + std::to_string(values.size()) +
-                    " values for " + std::to_string(FieldCount()) + " fields");
-  }
+  CheckRecordSize(values);
   Post();
   Impl& d = *impl_;  // no Sync, as in Append
   d.edit_row = d.store->AddRow(values);
