@@ -107,23 +107,36 @@ struct TMemoryDataSet::Impl {
     }
     lead_valid = true;
     lead_memo = false;
-    lead_usable = !index_fields.empty() && store->IsNumeric(index_fields[0]) &&
-                  store->SortKeysExact(index_fields[0]);
-    lead_keys.clear();
-    lead_nulls = 0;
-    if (lead_usable) {
-      const int field = index_fields[0];
-      lead_keys.resize(order.size());
-      for (size_t p = 0; p < order.size(); ++p) {
-        if (store->IsNull(order[p], field)) {
-          ++lead_nulls;
-          lead_keys[p] = 0;
-        } else {
-          lead_keys[p] = store->SortKey(order[p], field);
-        }
-      }
-    }
+    // `order` is the index's, so its first field's keys come in order.
+    lead_usable = NumericLeadKeys() > 0 && ReadLeadKeys();
     return lead_usable;
+  }
+  // Reads the first index field's keys of the rows in `order` into `lead_keys` (0 for an empty
+  // value, counted in `lead_nulls`). False as soon as they are out of order (empty ones first).
+  bool ReadLeadKeys() {
+    const int field = index_fields[0];
+    const size_t rows = order.size();
+    lead_keys.clear();
+    lead_keys.reserve(rows);
+    size_t nulls = 0;
+    for (size_t p = 0; p < rows; ++p) {
+      const RowId row = order[p];
+      if (store->IsNull(row, field)) {
+        if (nulls != p) {
+          return false;
+        }
+        lead_keys.push_back(0);
+        ++nulls;
+        continue;
+      }
+      const double key = store->SortKey(row, field);
+      if (p > nulls && key < lead_keys.back()) {
+        return false;
+      }
+      lead_keys.push_back(key);
+    }
+    lead_nulls = nulls;
+    return true;
   }
   // The positions whose first index field equals `value`; false when the contiguous keys
   // cannot answer (then the rows are compared one by one).
@@ -260,16 +273,15 @@ struct TMemoryDataSet::Impl {
       return false;
     }
     const size_t keys = NumericLeadKeys();
-    if (keys > 0 && SortWithinLeadGroups()) {
-      return true;
-    }
-    const auto less = [this](RowId a, RowId b) { return Less(a, b); };
-    if (std::is_sorted(order.begin(), order.end(), less)) {
-      return false;
-    }
     if (keys == 0) {
-      nrw::SortInHalves(order.begin(), order.end(), less);
+      const auto less = [this](RowId a, RowId b) { return Less(a, b); };
+      if (!std::is_sorted(order.begin(), order.end(), less)) {
+        nrw::SortInHalves(order.begin(), order.end(), less);
+      }
       return false;
+    }
+    if (SortWithinLeadGroups()) {
+      return true;
     }
     std::vector<SortItem> items(order.size());
     for (size_t p = 0; p < order.size(); ++p) {
@@ -314,31 +326,14 @@ struct TMemoryDataSet::Impl {
   // field finds out, and leaves its keys in `lead_keys` for the searches. False, with `order`
   // untouched, when the rows are not in that order. The first field sorts by exact keys.
   bool SortWithinLeadGroups() {
-    const int field = index_fields[0];
-    const size_t rows = order.size();
-    lead_keys.clear();
-    lead_keys.reserve(rows);
-    size_t nulls = 0;
-    for (size_t p = 0; p < rows; ++p) {
-      const RowId row = order[p];
-      if (store->IsNull(row, field)) {
-        if (nulls != p) {
-          return false;  // empty values go first
-        }
-        lead_keys.push_back(0);
-        ++nulls;
-        continue;
-      }
-      const double key = store->SortKey(row, field);
-      if (p > nulls && key < lead_keys.back()) {
-        return false;
-      }
-      lead_keys.push_back(key);
+    if (!ReadLeadKeys()) {
+      return false;
     }
-    lead_nulls = nulls;
     if (index_fields.size() == 1) {
       return true;
     }
+    const size_t rows = order.size();
+    const size_t nulls = lead_nulls;
     const auto rest_less = [this](RowId a, RowId b) { return LessFrom(1, a, b); };
     const auto sort_group = [&](size_t first, size_t last) {
       if (last - first == 2) {

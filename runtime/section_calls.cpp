@@ -86,12 +86,20 @@ void PutValue(std::string& block, const TFieldValue& field) {
   WriteValue(block.data() + start, field);
 }
 
-void PutFields(std::string& block, const std::vector<TPrintedField>& fields) {
-  PutNumber(block, static_cast<int32_t>(fields.size()));
-  for (const TPrintedField& field : fields) {
-    PutText(block, field.name);
-    PutValue(block, field);
+// A count, then each field's name and value.
+template <class NameAt, class ValueAt>
+void PutNamedValues(std::string& block, size_t count, NameAt name_at, ValueAt value_at) {
+  PutNumber(block, static_cast<int32_t>(count));
+  for (size_t i = 0; i < count; ++i) {
+    PutText(block, name_at(i));
+    PutValue(block, value_at(i));
   }
+}
+
+void PutFields(std::string& block, const std::vector<TPrintedField>& fields) {
+  PutNamedValues(
+      block, fields.size(), [&](size_t i) -> std::string_view { return fields[i].name; },
+      [&](size_t i) -> const TFieldValue& { return fields[i]; });
 }
 
 // Reads the calls of one block in the order they were put.
@@ -204,11 +212,9 @@ void Encoder::Section(std::string& block, int32_t page, int32_t section,
   }
   known.names.assign(values.names.begin(), values.names.end());
   known.id = values.names_id;
-  PutNumber(block, static_cast<int32_t>(values.names.size()));
-  for (size_t i = 0; i < values.names.size(); ++i) {
-    PutText(block, values.names[i]);
-    PutValue(block, *values.values[i]);
-  }
+  PutNamedValues(
+      block, values.names.size(), [&](size_t i) -> std::string_view { return values.names[i]; },
+      [&](size_t i) -> const TFieldValue& { return *values.values[i]; });
 }
 
 Encoder::SectionNames& Encoder::NamesOf(int32_t section) {
