@@ -104,6 +104,13 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   // first failure.
   static void MakeIndexes(const std::vector<TnFDTableSQLite*>& tables);
 
+  // Tells the table that its rows, in the order they were written, are in the order of these
+  // fields (";"-separated), as a load ordered by them writes them. Until the table is written
+  // again (a row posted, deleted or appended, or SQL run on its connection), an append that
+  // reads it in an index whose numeric fields begin that list reads it in row order, without
+  // making the index.
+  void SetRowOrder(std::string_view names);
+
   // A walk whose statement has stepped `rows` rows without a new one (256 unless set; 0 for
   // never) goes on with the rows read ahead on another thread, on a read-only connection of
   // its own to the file (a file that only this table's connection writes; not one in memory).

@@ -109,14 +109,19 @@ class SqliteStorage : public FiscalStorage {
     }
     writer.BeginTransaction();
     refilling_ = true;
+    for (std::string& order : row_orders_) {
+      order.clear();
+    }
   }
   void EndRefill() override {
     load_->Wait();
     connection_->Sql().Commit();
     refilling_ = false;
-    for (TnFDTableSQLite* table : tables_) {
-      table->SetIndexFieldNames("");
-      table->Open();
+    for (int i = 0; i < kFiscalResultCount; ++i) {
+      tables_[i]->SetIndexFieldNames("");
+      tables_[i]->Open();
+      // The rows were written as the ordered queries gave them.
+      tables_[i]->SetRowOrder(row_orders_[i]);
     }
   }
   void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
@@ -125,8 +130,9 @@ class SqliteStorage : public FiscalStorage {
   void Add(FiscalResult result, const std::vector<Variant>& row) override {
     load_->Add(static_cast<int>(result), row);
   }
-  void End(FiscalResult result, const std::string&) override {
+  void End(FiscalResult result, const std::string& key_fields) override {
     load_->End(static_cast<int>(result));
+    row_orders_[static_cast<int>(result)] = key_fields;
   }
   TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
   std::string File() const override { return file_; }
@@ -150,6 +156,7 @@ class SqliteStorage : public FiscalStorage {
   TnFDConnection* connection_ = nullptr;
   std::unique_ptr<BackgroundLoad> load_;
   TnFDTableSQLite* tables_[kFiscalResultCount] = {};
+  std::string row_orders_[kFiscalResultCount];  // each table's key, as its rows were ordered
 };
 
 }  // namespace

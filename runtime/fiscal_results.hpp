@@ -39,7 +39,8 @@ class FiscalStorage {
   virtual bool DropsRowsCheaply() const { return false; }
   // One row, its values already of the columns' types.
   virtual void Add(FiscalResult result, const std::vector<Variant>& row) = 0;
-  // Ends the table's refill; a storage that sorts puts the rows in the order of `key_fields`.
+  // Ends the table's refill, whose rows are then in the order of `key_fields`: a storage that
+  // sorts puts them so, the others were given them so by the ordered queries.
   virtual void End(FiscalResult result, const std::string& key_fields) = 0;
   virtual TDataSet* Table(FiscalResult result) const = 0;
   virtual std::string File() const { return ""; }

@@ -203,6 +203,8 @@ struct TnFDConnection::Impl {
   // them only while both counts stand where they stood when it read them.
   std::unordered_map<std::string, uint64_t> table_writes;
   uint64_t other_writes = 0;
+  // The statements run outside the tables alone (other_writes counts new indexes too).
+  uint64_t sql_handed_out = 0;
   // The open tables' cursors: their rows are completed before an update or a delete could
   // change them (an insert changes no row read before).
   std::vector<RowHolder*> holders;
@@ -309,6 +311,7 @@ TSQLConnection& TnFDConnection::Sql() {
   impl_->CompleteRows();
   impl_->StopReadAheads();
   ++impl_->other_writes;  // whatever the caller runs may change the tables
+  ++impl_->sql_handed_out;
   return *impl_->sql;
 }
 
@@ -348,6 +351,10 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   std::vector<bool> binary;          // the column orders by the binary collation
   std::vector<int> index;
   std::string pending_index;  // the statement that makes the index, until it is made
+  // The fields whose order the rows have in row id order (SetRowOrder), trusted while the
+  // table's writes and the statements run outside the tables stand where they stood then.
+  std::vector<int> row_order;
+  uint64_t row_order_table_writes = 0, row_order_sql = 0;
   bool has_range = false;
   TVariantArray range_start, range_end;  // typed to the index fields
   bool end_in_sql = true;                // else rows past the range's end are told here
@@ -919,6 +926,20 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       Fail("cannot read");
     }
   }
+  // Whether the rows in row id order are in index order: the index's fields begin the row
+  // order and are numbers (a database's order of texts need not be SQLite's), and the table
+  // has not been written since.
+  bool IndexInRowOrder() const {
+    if (index.empty() || index.size() > row_order.size() ||
+        !std::equal(index.begin(), index.end(), row_order.begin()) ||
+        *table_writes != row_order_table_writes || conn->sql_handed_out != row_order_sql) {
+      return false;
+    }
+    return std::all_of(index.begin(), index.end(), [&](int field) {
+      const TFieldType type = fields[field].type;
+      return type == TFieldType::Integer || type == TFieldType::Float;
+    });
+  }
   // Makes the index that the index fields ask for, when not made yet.
   void EnsureIndex() {
     if (!pending_index.empty()) {
@@ -1045,6 +1066,7 @@ void TnFDTableSQLite::Open() {
   c.fields.clear();
   c.columns.clear();
   c.binary.clear();
+  c.row_order.clear();
   c.select_list.clear();
   c.ascending_order.clear();
   sqlite3_stmt* info = c.Prepare("pragma table_info(" + QuoteIdentifier(table_name_) + ")", {});
@@ -1121,7 +1143,11 @@ TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
   source.connection_->CommitPending();
   Cursor& c = *cursor_;
   Cursor& from = *source.cursor_;
-  from.EnsureIndex();  // the rows are read in its order
+  // The rows are read in the source's index order: its rows' own order when that is the same.
+  const bool in_row_order = from.IndexInRowOrder();
+  if (!in_row_order) {
+    from.EnsureIndex();
+  }
   c.DropStream();
   c.conn->StopReadAheads();  // the insert writes the file
   c.conn->Commit();
@@ -1150,7 +1176,8 @@ TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
   }
   plan.sql = "insert into main." + QuoteIdentifier(table_name_) + " (" + into + ") select " +
              values + " from " + (same_file ? "main." : "nrw_source.") +
-             QuoteIdentifier(source.table_name_) + Cursor::Where(terms) + from.OrderBy(false);
+             QuoteIdentifier(source.table_name_) + Cursor::Where(terms) +
+             (in_row_order ? std::string(" order by rowid") : from.OrderBy(false));
   return plan;
 }
 
@@ -1211,6 +1238,15 @@ void TnFDTableSQLite::MakeIndexes(const std::vector<TnFDTableSQLite*>& tables) {
   }
   nrw::RethrowFirst(nrw::RunEach(tables.size(), EachOnItsOwn(tables),
                                  [&](size_t i) { tables[i]->cursor_->EnsureIndex(); }));
+}
+
+void TnFDTableSQLite::SetRowOrder(std::string_view names) {
+  CheckOpen();
+  Post();
+  Cursor& c = *cursor_;
+  c.row_order = ResolveFieldList(names);
+  c.row_order_table_writes = *c.table_writes;
+  c.row_order_sql = c.conn->sql_handed_out;
 }
 
 void TnFDTableSQLite::SetReadAheadAfter(int rows) {

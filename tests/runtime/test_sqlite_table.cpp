@@ -7,6 +7,8 @@
 #include <fstream>
 #include <random>
 
+#include <sqlite3.h>
+
 #include "host/memory_data_set.hpp"
 #include "host/sql.hpp"
 #include "host/sqlite_table.hpp"
@@ -458,16 +460,23 @@ TEST(SqliteTable, AWalkReadAheadReadsAFieldFirstAskedForMidway) {
   EXPECT_EQ(ranges_read_ahead, 99);
 }
 
-// The names of the indexes in the table's database file.
+// The names of the indexes in the table's database file, read on a connection of their own:
+// SQL run on the table's connection would count as a write to its tables.
 std::vector<std::string> IndexesOf(TnFDTableSQLite& table) {
-  struct Names : TSQLRowSink {
-    std::vector<std::string> names;
-    void Columns(const std::vector<TSQLColumn>&) override {}
-    void Row(const std::vector<Variant>& row) override { names.push_back(row[0].AsString()); }
-  } sink;
-  table.Connection()->Sql().Query(
-      "select name from sqlite_master where type = 'index' order by name", {}, sink);
-  return sink.names;
+  // Read-only and without the lock, which the table's connection keeps.
+  const std::string uri = "file:" + table.Connection()->Params().Database() + "?mode=ro&nolock=1";
+  sqlite3* db = nullptr;
+  sqlite3_open_v2(uri.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+  sqlite3_stmt* st = nullptr;
+  sqlite3_prepare_v2(db, "select name from sqlite_master where type = 'index' order by name", -1,
+                     &st, nullptr);
+  std::vector<std::string> names;
+  while (sqlite3_step(st) == SQLITE_ROW) {
+    names.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)));
+  }
+  sqlite3_finalize(st);
+  sqlite3_close(db);
+  return names;
 }
 
 // A table "T" of `rows` random rows (SQLite unless told), in a scratch folder of its own.
@@ -632,6 +641,47 @@ TEST_F(AppendFrom, KeepsTheWalksOrderForEqualKeys) {
   }
   Target().AppendFrom(Source(), {{"K", Variant()}, {"S", Variant()}, {"V", Variant()}}, "");
   EXPECT_EQ(Walk(*target), walked) << "rows in the target's insertion order";
+}
+
+// A source whose rows were written in the order of its index's numbers (as the provider's
+// ordered loads write them) is read in row order: the same rows in the same order, and no
+// index made. Once written, or for texts, whose order a database may see otherwise, the index
+// is made.
+TEST_F(AppendFrom, ASourceInRowOrderIsReadWithoutMakingItsIndex) {
+  std::mt19937 random(11);
+  auto memory = factory.Make(DataSetKind::Memory, "S", kFields, Rows(400, random));
+  Source().SetRowOrder("V;K");  // Rows gives V its row number
+  for (TDataSet* table : {source.get(), memory.get()}) {
+    table->SetIndexFieldNames("V");
+    table->SetRange({Variant(100)}, {Variant(300)});
+    table->SetFilter("S = 'A'");
+    table->SetFiltered(true);
+  }
+  const std::vector<TAppendColumn> columns = {{"K", Variant()}, {"S", Variant()}, {"V", Variant()}};
+  const std::vector<std::string> expected = Walk(*memory);
+  ASSERT_GT(expected.size(), 20u);
+  EXPECT_EQ(Target().AppendFrom(Source(), columns, ""), static_cast<int64_t>(expected.size()));
+  EXPECT_EQ(Walk(*target), expected);
+  EXPECT_EQ(IndexesOf(Source()), std::vector<std::string>{}) << "read in row order";
+
+  // A row posted out of order: the index is made and puts it in its place.
+  for (TDataSet* table : {source.get(), memory.get()}) {
+    table->Append();
+    table->SetValue(1, Variant("A"));
+    table->SetValue(2, Variant(150));
+    table->Post();
+  }
+  auto second = factory.Make(DataSetKind::SqliteTable, "T", kFields, {});
+  Nutildb::FDTSQLite(second.get())->AppendFrom(Source(), columns, "");
+  EXPECT_EQ(Walk(*second), Walk(*memory));
+  EXPECT_EQ(IndexesOf(Source()), std::vector<std::string>{"nrw_S_V"});
+
+  // Texts are not trusted to be in SQLite's order.
+  Source().SetIndexFieldNames("S");
+  Source().SetRowOrder("S");
+  auto third = factory.Make(DataSetKind::SqliteTable, "T", kFields, {});
+  Nutildb::FDTSQLite(third.get())->AppendFrom(Source(), columns, "");
+  EXPECT_EQ(IndexesOf(Source()), (std::vector<std::string>{"nrw_S_S", "nrw_S_V"}));
 }
 
 TEST_F(AppendFrom, AnEmptyTextGoesToANumberAsNull) {
