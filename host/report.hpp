@@ -136,8 +136,9 @@ class NRW_API TnrwReport : public TComponent {
 
   void OpenPage();
   void Emit(int32_t section);
-  // The section's printed fields (with numbers) copied from its slots.
-  static void CopyFromSlots(SectionFields& current);
+  // The section's printed fields (with numbers) copied from its slots; true when one of them
+  // holds a number still to be formatted.
+  static bool CopyFromSlots(SectionFields& current);
   Slot& SlotOf(std::string_view name);
   const Slot* FindSlot(std::string_view name) const;
   // The slot's text, its number formatted (and kept) first.

@@ -195,7 +195,10 @@ void TnrwReport::Emit(int32_t section) {
   if (before_section_.Assigned()) {
     before_section_.Code(before_section_.Data, this, section);
   }
-  bool fields_made = false, texts_made = false;
+  // The printed fields are copied from the slots for the first sink that takes them, and
+  // copied again with their numbers formatted for the first that takes only texts, when the
+  // section holds a number.
+  bool fields_made = false, numbers = false, texts_made = false;
   for (TSectionSink* sink : sinks_) {
     sink->SetStyle(style_);
     if (current == nullptr) {
@@ -205,15 +208,15 @@ void TnrwReport::Emit(int32_t section) {
                         TSectionValues{current->names_id, current->names, current->values});
     } else {
       if (!fields_made) {
-        CopyFromSlots(*current);
+        numbers = CopyFromSlots(*current);
         fields_made = true;
       }
-      if (!sink->TakesNumbers() && !texts_made) {
+      const bool texts = numbers && !sink->TakesNumbers();
+      if (texts && !texts_made) {
         CopyAsTexts(current->fields, current->texts);
         texts_made = true;
       }
-      sink->PrintSection(page_number_, section,
-                         sink->TakesNumbers() ? current->fields : current->texts);
+      sink->PrintSection(page_number_, section, texts ? current->texts : current->fields);
     }
   }
   if (after_section_.Assigned()) {
@@ -222,10 +225,13 @@ void TnrwReport::Emit(int32_t section) {
 }
 
 // The printed fields hold their names from the start.
-void TnrwReport::CopyFromSlots(SectionFields& current) {
+bool TnrwReport::CopyFromSlots(SectionFields& current) {
+  bool numbers = false;
   for (size_t i = 0; i < current.values.size(); ++i) {
     static_cast<TFieldValue&>(current.fields[i]) = *current.values[i];
+    numbers = numbers || current.values[i]->HasNumber();
   }
+  return numbers;
 }
 
 void TnrwReport::RepPrintHeader(const std::vector<TPrintedField>& fields, int32_t title_size,

@@ -569,26 +569,27 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     }
     return order + (descending ? "rowid desc" : "rowid");
   }
-  // "select rowid, <columns> from <table>", built once per table.
+  // "select rowid, <columns> from <table>", with null in place of the columns `keep` leaves out,
+  // so that every field keeps its column number.
+  template <class Keep>
+  std::string SelectColumns(Keep keep) const {
+    std::string list = "select rowid";
+    for (size_t i = 0; i < columns.size(); ++i) {
+      list += ", " + (keep(i) ? columns[i] : std::string("null"));
+    }
+    return list + " from " + QuoteIdentifier(table);
+  }
+  // Every column, built once per table.
   const std::string& SelectList() {
     if (select_list.empty()) {
-      select_list = "select rowid";
-      for (const std::string& c : columns) {
-        select_list += ", " + c;
-      }
-      select_list += " from " + QuoteIdentifier(table);
+      select_list = SelectColumns([](size_t) { return true; });
     }
     return select_list;
   }
-  // SelectList with null in place of the columns of fields not wanted: a reading ahead, which
-  // reads only the wanted fields and starts again when one more is wanted, leaves the others
-  // in the file.
+  // The wanted fields' columns only: a reading ahead, which reads only the wanted fields and
+  // starts again when one more is wanted, leaves the others in the file.
   std::string SelectWanted() const {
-    std::string list = "select rowid";
-    for (size_t i = 0; i < columns.size(); ++i) {
-      list += ", " + (wanted[i] ? columns[i] : std::string("null"));
-    }
-    return list + " from " + QuoteIdentifier(table);
+    return SelectColumns([this](size_t i) { return wanted[i] != 0; });
   }
   // The ascending order clause, built once per index.
   const std::string& AscendingOrder() {
