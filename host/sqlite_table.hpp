@@ -98,17 +98,21 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   // is done, raising the first failure. Returns the number of rows appended to each.
   static std::vector<int64_t> AppendFromEach(TnFDTableSQLite& source,
                                              const std::vector<TAppendTarget>& targets);
-  // Makes each table's SQLite index for its index field list now, where it would be made when
-  // a read first needs that order. Tables that each have a connection and a file of their own
-  // make theirs at the same time, each on a thread; returns once all are made, raising the
-  // first failure.
+  // Makes what each table's index field list needs now, where it would be made when a read
+  // first needs that order: the SQLite index, or the marks of an order served from the rows'
+  // own (see SetRowOrder). Tables that each have a connection and a file of their own make
+  // theirs at the same time, each on a thread; returns once all are made, raising the first
+  // failure.
   static void MakeIndexes(const std::vector<TnFDTableSQLite*>& tables);
 
   // Tells the table that its rows, in the order they were written, are in the order of these
   // fields (";"-separated), as a load ordered by them writes them. Until the table is written
-  // again (a row posted, deleted or appended, or SQL run on its connection), an append that
-  // reads it in an index whose numeric fields begin that list reads it in row order, without
-  // making the index.
+  // again otherwise than by deleting rows (a row posted or appended, or SQL run on its
+  // connection): an append that reads it in an index whose numeric fields begin that list reads
+  // it in row order, without making the index, and gives an empty target the order of the
+  // fields it takes; and an index whose first field is the first of the list, a number, is
+  // served without making the SQLite index, each run of one value of that field sorted as it
+  // is read (unless the rows turn out not to be in that field's order).
   void SetRowOrder(std::string_view names);
 
   // A walk whose statement has stepped `rows` rows without a new one (256 unless set; 0 for

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "host/exception.hpp"
+#include "runtime/sqlite_grouped_rows.hpp"
 
 namespace nrw {
 
@@ -92,16 +93,25 @@ struct SqliteReadAhead::Impl {
       }
       BindSqliteValues(r.db, r.st, params);
       SqliteColumnReader columns;
+      SqliteGroupedRows runs;
+      if (shape.grouped) {
+        runs.Start(r.st, &shape);
+      }
       while (Batch* batch = TakeFree()) {
         batch->size = 0;
         batch->last = false;
         while (batch->size < kBatchRows && !batch->last) {
-          const int rc = sqlite3_step(r.st);
+          const int rc = shape.grouped ? runs.Step() : sqlite3_step(r.st);
           if (rc == SQLITE_ROW) {
             if (batch->rows.size() == batch->size) {
               batch->rows.emplace_back();
             }
-            ReadRow(r.st, shape, columns, batch->rows[batch->size++]);
+            Row& row = batch->rows[batch->size++];
+            if (shape.grouped) {
+              std::swap(row, runs.Current());
+            } else {
+              ReadRow(r.st, shape, columns, row);
+            }
           } else if (rc == SQLITE_DONE) {
             batch->last = true;
           } else {

@@ -27,6 +27,9 @@ class NRW_API SqliteReadAhead {
     std::vector<TFieldDef> fields;
     std::vector<char> wanted;  // the fields converted; the others are left as they were
     std::vector<int> index;    // the index fields, also held as SQLite orders them
+    // The query reads in row id order, which holds the first index field: each run of one
+    // value of it is sorted into index order (SqliteGroupedRows).
+    bool grouped = false;
   };
   struct Row {
     int64_t rowid = 0;

@@ -20,6 +20,7 @@
 #include "runtime/filter_parser.hpp"
 #include "runtime/run_each.hpp"
 #include "runtime/sqlite_connection.hpp"
+#include "runtime/sqlite_grouped_rows.hpp"
 #include "runtime/sqlite_order.hpp"
 #include "runtime/sqlite_read_ahead.hpp"
 
@@ -200,8 +201,12 @@ struct TnFDConnection::Impl {
   bool in_write = false;
   // Writes counted per table (names folded to lower case, as SQLite matches them), and the
   // statements run outside the tables: a cursor moving forward over rows it read before trusts
-  // them only while both counts stand where they stood when it read them.
-  std::unordered_map<std::string, uint64_t> table_writes;
+  // them only while both counts stand where they stood when it read them. A table's `changes`
+  // count its writes other than deletions of rows, which keep the order of the rows left.
+  struct TableCounts {
+    uint64_t writes = 0, changes = 0;
+  };
+  std::unordered_map<std::string, TableCounts> table_counts;
   uint64_t other_writes = 0;
   // The statements run outside the tables alone (other_writes counts new indexes too).
   uint64_t sql_handed_out = 0;
@@ -225,11 +230,11 @@ struct TnFDConnection::Impl {
     }
   }
 
-  uint64_t& TableWrites(const std::string& table) {
+  TableCounts& CountsOf(const std::string& table) {
     std::string folded = table;
     std::transform(folded.begin(), folded.end(), folded.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return table_writes[folded];
+    return table_counts[folded];
   }
 
   void Exec(const char* sql) {
@@ -344,7 +349,8 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   static constexpr int kReadAheadAfter = 256;
 
   TnFDConnection::Impl* conn = nullptr;
-  uint64_t* table_writes = nullptr;  // the connection's count for this table
+  uint64_t* table_writes = nullptr;  // the connection's counts for this table
+  uint64_t* table_changes = nullptr;
   std::string table;
   std::vector<TFieldDef> fields;
   std::vector<std::string> columns;  // quoted column names
@@ -352,9 +358,27 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   std::vector<int> index;
   std::string pending_index;  // the statement that makes the index, until it is made
   // The fields whose order the rows have in row id order (SetRowOrder), trusted while the
-  // table's writes and the statements run outside the tables stand where they stood then.
+  // table's changes (writes other than deletions) and the statements run outside the tables
+  // stand where they stood then.
   std::vector<int> row_order;
-  uint64_t row_order_table_writes = 0, row_order_sql = 0;
+  uint64_t row_order_changes = 0, row_order_sql = 0;
+  // A grouped order (see Grouped): the index's order from the rows' own, each run of one value
+  // of its first field sorted as it is read. The marks note where every kRunsPerMark-th run
+  // begins, so that a statement reads from the run it needs on; they are made once per first
+  // field, by one reading of that field in row id order, which also checks the order.
+  static constexpr size_t kRunsPerMark = 16;
+  struct LeadMark {
+    nrw::OrderedValue lead;  // a number
+    int64_t rowid;
+  };
+  std::vector<LeadMark> lead_marks;
+  int marks_field = -1;       // the field the marks are for (-1: none made)
+  bool marks_failed = false;  // its values were found out of order: the SQLite index serves
+  int64_t end_rowid = 0;      // past the last row when the marks were made
+  bool grouped_off = false;   // a reading backwards needed the SQLite index
+  nrw::SqliteGroupedRows grouped_rows;
+  nrw::SqliteReadAhead::Shape stream_shape;  // a grouped stream's
+  bool grouped_stream = false;               // the stream's rows come through grouped_rows
   bool has_range = false;
   TVariantArray range_start, range_end;  // typed to the index fields
   bool end_in_sql = true;                // else rows past the range's end are told here
@@ -591,6 +615,14 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   std::string SelectWanted() const {
     return SelectColumns([this](size_t i) { return wanted[i] != 0; });
   }
+  // A grouped statement reads the table by row id alone: an index made for another order
+  // must not be chosen for its conditions.
+  static const char* NotIndexed(bool grouped) { return grouped ? " not indexed" : ""; }
+  // The stream's order clause.
+  const std::string& StreamOrder(bool grouped) {
+    static const std::string by_rowid = " order by rowid";
+    return grouped ? by_rowid : AscendingOrder();
+  }
   // The ascending order clause, built once per index.
   const std::string& AscendingOrder() {
     if (ascending_order.empty()) {
@@ -633,8 +665,15 @@ struct TnFDTableSQLite::Cursor : RowHolder {
                                      const std::string& tail, const char* failure) {
     conn->Commit();
     TVariantArray params;
+    std::vector<std::string> terms = Conditions(params, true);
+    // A range's rows are found from the marks; without one, the first visible row or the count
+    // needs no order.
+    const bool grouped = has_range && UseGrouped();
+    if (grouped) {
+      RowidBounds(terms, params, nullptr, true);
+    }
     const std::string sql = "select " + what + " from " + QuoteIdentifier(table) +
-                            Where(Conditions(params, true)) + tail;
+                            NotIndexed(grouped) + Where(terms) + tail;
     sqlite3_stmt* st = Prepare(sql, params);
     const int rc = sqlite3_step(st);
     if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
@@ -673,12 +712,18 @@ struct TnFDTableSQLite::Cursor : RowHolder {
 
   // --- The stream ---
 
-  // Makes `st` the stream (the statement it replaces goes back to the idle ones).
-  void SetStream(sqlite3_stmt* st) {
+  // Makes `st` the stream (the statement it replaces goes back to the idle ones); a grouped
+  // one (in row id order) hands its rows out through grouped_rows.
+  void SetStream(sqlite3_stmt* st, bool grouped) {
     StopAhead();
     if (st != statement) {
       Release(statement);
       statement = st;
+    }
+    grouped_stream = grouped;
+    if (grouped) {
+      stream_shape = {fields, wanted, index, true};
+      grouped_rows.Start(st, &stream_shape);
     }
     stream_steps = 0;
     done = false;
@@ -715,7 +760,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       }
       return ahead_row != nullptr ? SQLITE_ROW : SQLITE_DONE;
     }
-    const int rc = sqlite3_step(statement);
+    const int rc = grouped_stream ? grouped_rows.Step() : sqlite3_step(statement);
     if (rc == SQLITE_ROW && ++stream_steps == read_ahead_after) {
       BeginReadAhead();
     }
@@ -724,12 +769,26 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // The order of the stream's row against `k`, over k's fields.
   std::optional<int> CompareStream(const TVariantArray& k) const {
     const auto key = [&](size_t i) { return KeyValue(k[i]); };
-    if (ahead) {
+    if (const nrw::SqliteReadAhead::Row* held = HeldRow()) {
       return CompareInTurn(
-          k.size(), [&](size_t i) { return ahead_row->key[i].View(); }, key);
+          k.size(), [&](size_t i) { return held->key[i].View(); }, key);
     }
     return CompareInTurn(
         k.size(), [&](size_t i) { return ColumnValue(statement, index[i] + 1); }, key);
+  }
+  // The stream's row when it is held converted (read ahead or grouped), else null.
+  const nrw::SqliteReadAhead::Row* HeldRow() const {
+    return ahead ? ahead_row : grouped_stream ? &grouped_rows.Current() : nullptr;
+  }
+  // Whether the stream's row, held converted, holds `k` in its key fields.
+  bool HeldRowHoldsKey(const TVariantArray& k) const {
+    const nrw::SqliteReadAhead::Row& held = *HeldRow();
+    for (size_t i = 0; i < k.size(); ++i) {
+      if (held.values[static_cast<size_t>(index[i])] != k[i]) {
+        return false;
+      }
+    }
+    return true;
   }
   // Whether the stream's row is past the range's end (held here, not in the SQL).
   bool StreamBeyondEnd() const {
@@ -740,20 +799,22 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     return !c || *c > 0;
   }
   void LoadStream() {
-    if (!ahead) {
+    const nrw::SqliteReadAhead::Row* held = HeldRow();
+    if (held == nullptr) {
       Load(statement);
       return;
     }
-    const std::vector<char>& read =
-        ahead_row == &handover_row ? handover_read : read_ahead->RowShape().wanted;
-    rowid = ahead_row->rowid;
+    const std::vector<char>& read = !ahead                       ? stream_shape.wanted
+                                    : ahead_row == &handover_row ? handover_read
+                                                                 : read_ahead->RowShape().wanted;
+    rowid = held->rowid;
     row.resize(fields.size());
     loaded.resize(fields.size());
     missing = 0;
     for (size_t i = 0; i < fields.size(); ++i) {
       loaded[i] = wanted[i] && read[i];
       if (loaded[i]) {
-        row[i] = ahead_row->values[i];
+        row[i] = held->values[i];
       } else {
         ++missing;
       }
@@ -764,6 +825,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     StopAhead();
     Release(statement);
     statement = nullptr;
+    grouped_stream = false;
   }
   void StopAhead() {
     if (ahead) {
@@ -791,13 +853,18 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     if (read_ahead == nullptr) {
       read_ahead = std::make_unique<nrw::SqliteReadAhead>(conn->path);
     }
-    nrw::SqliteReadAhead::ReadRow(statement, Shape(), reader, handover_row);
-    handover_read = wanted;
+    if (grouped_stream) {
+      handover_row = grouped_rows.Current();
+      handover_read = stream_shape.wanted;
+    } else {
+      nrw::SqliteReadAhead::ReadRow(statement, Shape(), reader, handover_row);
+      handover_read = wanted;
+    }
     Release(statement);
     statement = nullptr;
     ReadAheadAfterHandover();
   }
-  nrw::SqliteReadAhead::Shape Shape() const { return {fields, wanted, index}; }
+  nrw::SqliteReadAhead::Shape Shape() const { return {fields, wanted, index, grouped_stream}; }
   // The stream's row, read ahead, becomes `handover_row`: it stands after the reading stops.
   void KeepStreamRow() {
     if (ahead_row != &handover_row) {
@@ -823,6 +890,9 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     TVariantArray params;
     const std::string sql = AfterHandover(params, SelectList());
     statement = Prepare(sql, params);
+    if (grouped_stream) {
+      grouped_rows.Start(statement, &stream_shape);
+    }
   }
   // The statement of the rows after `handover_row`, in the stream's order and under its
   // conditions, which are those of the cursor now (a stream whose range or filter changed was
@@ -838,7 +908,10 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     // (index fields, rowid) > the row's, as row ids are integers.
     values.push_back(Variant(handover_row.rowid + 1));
     terms.push_back(Lexicographic(keys, values, Order::Ge, params));
-    return select + Where(terms) + AscendingOrder();
+    if (grouped_stream) {
+      RowidBounds(terms, params, &handover_row.values[static_cast<size_t>(index[0])], end_in_sql);
+    }
+    return select + NotIndexed(grouped_stream) + Where(terms) + StreamOrder(grouped_stream);
   }
   // Whether the first row whose key is not below `k` is the stream's row or lies after it.
   bool Allows(const TVariantArray& k) const {
@@ -932,14 +1005,158 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // has not been written since.
   bool IndexInRowOrder() const {
     if (index.empty() || index.size() > row_order.size() ||
-        !std::equal(index.begin(), index.end(), row_order.begin()) ||
-        *table_writes != row_order_table_writes || conn->sql_handed_out != row_order_sql) {
+        !std::equal(index.begin(), index.end(), row_order.begin()) || !RowOrderTrusted()) {
       return false;
     }
-    return std::all_of(index.begin(), index.end(), [&](int field) {
-      const TFieldType type = fields[field].type;
-      return type == TFieldType::Integer || type == TFieldType::Float;
-    });
+    return std::all_of(index.begin(), index.end(), [&](int field) { return Numeric(field); });
+  }
+  bool Numeric(int field) const {
+    const TFieldType type = fields[field].type;
+    return type == TFieldType::Integer || type == TFieldType::Float;
+  }
+  bool RowOrderTrusted() const {
+    return !row_order.empty() && *table_changes == row_order_changes &&
+           conn->sql_handed_out == row_order_sql;
+  }
+  // Whether the index's order comes from the rows' own (a grouped order) rather than from an
+  // SQLite index: the index is not made yet, its first field is a number that begins the
+  // trusted row order, its fields order by the binary collation, and the rows were not found
+  // out of that field's order.
+  bool Grouped() const {
+    if (grouped_off || pending_index.empty() || !RowOrderTrusted() || index[0] != row_order[0] ||
+        !Numeric(index[0]) || !BinaryIndex()) {
+      return false;
+    }
+    return !(marks_field == index[0] && marks_failed);
+  }
+  // Grouped(), once the marks are made (which may find that it is not).
+  bool UseGrouped() {
+    if (!Grouped()) {
+      return false;
+    }
+    MakeLeadMarks();
+    return Grouped();
+  }
+  // Makes what the index's order needs: the marks of a grouped order, or else the index.
+  void EnsureOrder() {
+    if (!UseGrouped()) {
+      EnsureIndex();
+    }
+  }
+  // Reads the index's first field in row id order, noting where every kRunsPerMark-th run of
+  // one value begins; a value that is not a number or below the one before fails the marks.
+  void MakeLeadMarks() {
+    const int field = index[0];
+    if (marks_field == field) {
+      return;
+    }
+    conn->Commit();
+    lead_marks.clear();
+    marks_field = field;
+    marks_failed = false;
+    end_rowid = 0;
+    sqlite3_stmt* st = Prepare(
+        "select rowid, " + columns[field] + " from " + QuoteIdentifier(table) + " order by rowid",
+        {});
+    nrw::OrderedValue last;
+    double last_real = 0;  // `last`, when it is a real: the common case compared directly
+    size_t runs = 0;
+    int rc = SQLITE_DONE;
+    while ((rc = sqlite3_step(st)) == SQLITE_ROW) {
+      const int64_t id = sqlite3_column_int64(st, 0);
+      end_rowid = id + 1;
+      if (runs > 0 && !last.integer && sqlite3_column_type(st, 1) == SQLITE_FLOAT) {
+        const double value = sqlite3_column_double(st, 1);
+        if (value == last_real) {
+          continue;
+        }
+        if (value < last_real) {
+          marks_failed = true;
+          break;
+        }
+      }
+      const nrw::OrderedValue lead = nrw::ColumnValue(st, 1);
+      if (lead.cls != nrw::OrderedValue::Class::Number) {
+        marks_failed = true;
+        break;
+      }
+      if (runs > 0) {
+        const int c = nrw::CompareValues(lead, last).value_or(-1);
+        if (c < 0) {
+          marks_failed = true;
+          break;
+        }
+        if (c == 0) {
+          continue;
+        }
+      }
+      if (runs++ % kRunsPerMark == 0) {
+        lead_marks.push_back({lead, id});
+      }
+      last = lead;
+      last_real = lead.d;
+    }
+    Release(st);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
+      Fail("cannot read");
+    }
+    if (marks_failed) {
+      lead_marks.clear();
+    }
+  }
+  // The row ids a grouped statement's rows lie between, as terms: from the first row of the
+  // first field's lowest value that the range or `from` admits, to before the first run past
+  // the range's end (`with_end`: a stream whose SQL holds the end, else it goes on past it).
+  void RowidBounds(std::vector<std::string>& terms, TVariantArray& params, const Variant* from,
+                   bool with_end) const {
+    using Class = nrw::OrderedValue::Class;
+    const auto below = [](const nrw::OrderedValue& a, const nrw::OrderedValue& b) {
+      return nrw::CompareValues(a, b).value_or(0) < 0;
+    };
+    std::optional<nrw::OrderedValue> low;
+    const auto raise = [&](const Variant& value) {
+      const nrw::OrderedValue v = nrw::KeyValue(value);
+      if ((v.cls == Class::Number || v.cls == Class::Text) && (!low || below(*low, v))) {
+        low = v;
+      }
+    };
+    if (has_range && !range_start.empty()) {
+      raise(range_start[0]);
+    }
+    if (from != nullptr) {
+      raise(*from);
+    }
+    if (low) {
+      int64_t first = 0;  // no bound
+      if (low->cls == Class::Text) {
+        first = end_rowid;  // texts order after every number
+      } else {
+        const auto at =
+            std::partition_point(lead_marks.begin(), lead_marks.end(),
+                                 [&](const LeadMark& m) { return below(m.lead, *low); });
+        if (at != lead_marks.end() && !below(*low, at->lead)) {
+          first = at->rowid;  // its run begins there
+        } else if (at != lead_marks.begin()) {
+          first = std::prev(at)->rowid;
+        }
+      }
+      if (first > 0) {
+        terms.push_back("rowid >= ?");
+        params.push_back(Variant(first));
+      }
+    }
+    if (with_end && has_range && !range_end.empty()) {
+      const nrw::OrderedValue high = nrw::KeyValue(range_end[0]);
+      if (high.cls == Class::Number || high.cls == Class::Null) {
+        const auto at =
+            std::partition_point(lead_marks.begin(), lead_marks.end(),
+                                 [&](const LeadMark& m) { return !below(high, m.lead); });
+        if (at != lead_marks.end()) {
+          terms.push_back("rowid < ?");
+          params.push_back(Variant(at->rowid));
+        }
+      }
+    }
   }
   // Makes the index that the index fields ask for, when not made yet.
   void EnsureIndex() {
@@ -952,7 +1169,8 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // Opens the cursor at the first row, or at the first row from the current row on.
   void Open(bool from_current) {
-    EnsureIndex();
+    EnsureOrder();
+    const bool grouped = Grouped();
     pending = Pending::None;
     TVariantArray params;
     std::vector<std::string> terms = Conditions(params, end_in_sql);
@@ -962,9 +1180,14 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       Position(keys, values);
       terms.push_back(Lexicographic(keys, values, Order::Ge, params));
     }
-    const std::string sql = SelectList() + Where(terms) + AscendingOrder();
+    if (grouped) {
+      RowidBounds(terms, params, from_current ? &row[static_cast<size_t>(index[0])] : nullptr,
+                  end_in_sql);
+    }
+    const std::string sql =
+        SelectList() + NotIndexed(grouped) + Where(terms) + StreamOrder(grouped);
     DropStream();
-    SetStream(Prepare(sql, params));
+    SetStream(Prepare(sql, params), grouped);
     if (!from_current) {
       has_row = false;
     }
@@ -1000,6 +1223,9 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // The row before the current one (after the current row was deleted), if any.
   bool LoadPrevious() {
+    if (UseGrouped()) {
+      return LoadPreviousGrouped();
+    }
     TVariantArray params;
     std::vector<std::string> terms = Conditions(params, true);
     std::vector<std::string> keys;
@@ -1015,6 +1241,61 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     Release(st);
     return rc == SQLITE_ROW;
   }
+  // LoadPrevious in a grouped order: the rows before the current one are read a stretch of
+  // marks at a time, from the stretch that holds the current row's first value back, each in
+  // the index's order, until one has a row (the last of it is the one before).
+  bool LoadPreviousGrouped() {
+    const nrw::OrderedValue lead = nrw::KeyValue(row[static_cast<size_t>(index[0])]);
+    size_t high = static_cast<size_t>(
+        std::partition_point(
+            lead_marks.begin(), lead_marks.end(),
+            [&](const LeadMark& m) { return nrw::CompareValues(m.lead, lead).value_or(0) <= 0; }) -
+        lead_marks.begin());
+    size_t low = high > 0 ? high - 1 : 0;
+    const nrw::SqliteReadAhead::Shape shape{fields, std::vector<char>(fields.size(), 1), index,
+                                            true};
+    nrw::SqliteGroupedRows runs;
+    nrw::SqliteReadAhead::Row last;
+    for (;;) {
+      TVariantArray params;
+      std::vector<std::string> terms = Conditions(params, true);
+      std::vector<std::string> keys;
+      TVariantArray values;
+      Position(keys, values);
+      terms.push_back(Lexicographic(keys, values, Order::Lt, params, true));
+      if (high > 0) {
+        terms.push_back("rowid >= ?");
+        params.push_back(Variant(lead_marks[low].rowid));
+      }
+      if (high < lead_marks.size()) {
+        terms.push_back("rowid < ?");
+        params.push_back(Variant(lead_marks[high].rowid));
+      }
+      sqlite3_stmt* st =
+          Prepare(SelectList() + NotIndexed(true) + Where(terms) + StreamOrder(true), params);
+      runs.Start(st, &shape);
+      bool found = false;
+      int rc = SQLITE_DONE;
+      while ((rc = runs.Step()) == SQLITE_ROW) {
+        std::swap(last, runs.Current());
+        found = true;
+      }
+      Release(st);
+      if (rc != SQLITE_DONE) {
+        Fail("cannot read");
+      }
+      if (found) {
+        rowid = last.rowid;
+        row = std::move(last.values);
+        AllLoaded();
+        return true;
+      }
+      if (high == 0 || low == 0) {
+        return false;
+      }
+      high = low--;
+    }
+  }
   // Whether the row `st` stands on holds `k` in its key fields.
   bool HoldsKey(sqlite3_stmt* st, const TVariantArray& k) const {
     for (size_t i = 0; i < k.size(); ++i) {
@@ -1028,6 +1309,22 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   void ForgetCounts() {
     count.reset();
     count_all.reset();
+  }
+  // Whether the table has no row at all (range and filter aside).
+  bool TableIsEmpty() {
+    sqlite3_stmt* st = Prepare("select rowid from " + QuoteIdentifier(table) + " limit 1", {});
+    const int rc = sqlite3_step(st);
+    Release(st);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
+      Fail("cannot read");
+    }
+    return rc == SQLITE_DONE;
+  }
+  void ForgetMarks() {
+    lead_marks.clear();
+    marks_field = -1;
+    marks_failed = false;
+    grouped_off = false;
   }
 };
 
@@ -1062,12 +1359,15 @@ void TnFDTableSQLite::Open() {
   connection_->Open();
   Cursor& c = *cursor_;
   c.conn = &connection_->Internal();
-  c.table_writes = &c.conn->TableWrites(table_name_);
+  TnFDConnection::Impl::TableCounts& counts = c.conn->CountsOf(table_name_);
+  c.table_writes = &counts.writes;
+  c.table_changes = &counts.changes;
   c.table = table_name_;
   c.fields.clear();
   c.columns.clear();
   c.binary.clear();
   c.row_order.clear();
+  c.ForgetMarks();
   c.select_list.clear();
   c.ascending_order.clear();
   sqlite3_stmt* info = c.Prepare("pragma table_info(" + QuoteIdentifier(table_name_) + ")", {});
@@ -1123,6 +1423,7 @@ void TnFDTableSQLite::EmptyDataSet() {
   c.conn->BeginWrite();
   c.conn->Exec(("delete from " + QuoteIdentifier(table_name_)).c_str());
   ++*c.table_writes;
+  ++*c.table_changes;
   c.ForgetCounts();
   First();
 }
@@ -1132,6 +1433,9 @@ struct TnFDTableSQLite::AppendPlan {
   std::string table, sql, source_table;
   TVariantArray params;
   std::string attach;  // the source's file as a URI, when it is not the target's
+  // The fields of the source's row order that an empty target takes, in whose order its rows
+  // are then written.
+  std::string row_order;
 };
 
 TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
@@ -1154,7 +1458,7 @@ TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
   c.conn->Commit();
 
   // insert into T (columns) select coalesce(column, ?), ... from S where ... order by ...
-  AppendPlan plan{c.Db(), table_name_, "", source.table_name_, {}, ""};
+  AppendPlan plan{c.Db(), table_name_, "", source.table_name_, {}, "", ""};
   std::string into, values;
   for (const TAppendColumn& column : columns) {
     const int field = FieldIndex(column.name);
@@ -1174,6 +1478,17 @@ TnFDTableSQLite::AppendPlan TnFDTableSQLite::PlanAppend(TnFDTableSQLite& source,
   if (!same_file) {
     // The source's own connection keeps its file locked: read it without locking, read-only.
     plan.attach = nrw::SqliteReaderUri(source_file);
+  }
+  if (in_row_order && c.TableIsEmpty()) {
+    for (int field : from.row_order) {
+      const bool taken = std::any_of(columns.begin(), columns.end(), [&](const TAppendColumn& col) {
+        return source.FieldIndex(col.name) == field;
+      });
+      if (!taken) {
+        break;
+      }
+      plan.row_order += (plan.row_order.empty() ? "" : ";") + from.fields[field].name;
+    }
   }
   plan.sql = "insert into main." + QuoteIdentifier(table_name_) + " (" + into + ") select " +
              values + " from " + (same_file ? "main." : "nrw_source.") +
@@ -1204,6 +1519,7 @@ int64_t TnFDTableSQLite::RunAppend(const AppendPlan& plan) {
 
 void TnFDTableSQLite::FinishAppend() {
   ++*cursor_->table_writes;
+  ++*cursor_->table_changes;
   cursor_->ForgetCounts();
   First();
 }
@@ -1229,6 +1545,11 @@ std::vector<int64_t> TnFDTableSQLite::AppendFromEach(TnFDTableSQLite& source,
     target.table->FinishAppend();
   }
   nrw::RethrowFirst(errors);
+  for (size_t i = 0; i < plans.size(); ++i) {
+    if (!plans[i].row_order.empty()) {
+      targets[i].table->SetRowOrder(plans[i].row_order);
+    }
+  }
   return appended;
 }
 
@@ -1238,7 +1559,7 @@ void TnFDTableSQLite::MakeIndexes(const std::vector<TnFDTableSQLite*>& tables) {
     table->Post();
   }
   nrw::RethrowFirst(nrw::RunEach(tables.size(), EachOnItsOwn(tables),
-                                 [&](size_t i) { tables[i]->cursor_->EnsureIndex(); }));
+                                 [&](size_t i) { tables[i]->cursor_->EnsureOrder(); }));
 }
 
 void TnFDTableSQLite::SetRowOrder(std::string_view names) {
@@ -1246,8 +1567,9 @@ void TnFDTableSQLite::SetRowOrder(std::string_view names) {
   Post();
   Cursor& c = *cursor_;
   c.row_order = ResolveFieldList(names);
-  c.row_order_table_writes = *c.table_writes;
+  c.row_order_changes = *c.table_changes;
   c.row_order_sql = c.conn->sql_handed_out;
+  c.ForgetMarks();
 }
 
 void TnFDTableSQLite::SetReadAheadAfter(int rows) {
@@ -1427,6 +1749,7 @@ void TnFDTableSQLite::Post() {
     return;
   }
   ++*c.table_writes;
+  ++*c.table_changes;
   c.row.swap(c.edit);  // the next Append or Edit fills `edit` anew
   c.AllLoaded();
   c.has_row = true;
@@ -1525,13 +1848,25 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   // One statement: the stream opened at the first row whose key fields are not below the key;
   // when that row holds the key, it becomes the cursor's row, which goes on in index order from
   // there. Either way the stream stays, for the searches that come after.
-  c.EnsureIndex();
+  c.EnsureOrder();
+  const bool grouped = c.Grouped();
   TVariantArray params;
   std::vector<std::string> terms = c.Conditions(params, c.end_in_sql);
   terms.push_back(Lexicographic(c.KeyColumns(key.size()), key, Order::Ge, params));
-  sqlite3_stmt* st = c.Prepare(c.SelectList() + Cursor::Where(terms) + c.AscendingOrder(), params);
-  const int rc = sqlite3_step(st);
-  c.SetStream(st);
+  if (grouped) {
+    c.RowidBounds(terms, params, &key[0], c.end_in_sql);
+  }
+  sqlite3_stmt* st = c.Prepare(
+      c.SelectList() + Cursor::NotIndexed(grouped) + Cursor::Where(terms) + c.StreamOrder(grouped),
+      params);
+  int rc = SQLITE_DONE;
+  if (grouped) {
+    c.SetStream(st, true);
+    rc = c.grouped_rows.Step();
+  } else {
+    rc = sqlite3_step(st);
+    c.SetStream(st, false);
+  }
   if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
     c.Fail("cannot read");
   }
@@ -1541,11 +1876,11 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
       (c.range_start.size() == key.size() && CompareKeys(key, c.range_start).value_or(-1) >= 0)) {
     c.SetFloor(key, true);
   }
-  if (c.done || c.StreamBeyondEnd() || !c.HoldsKey(st, key)) {
+  if (c.done || c.StreamBeyondEnd() || !(grouped ? c.HeldRowHoldsKey(key) : c.HoldsKey(st, key))) {
     c.detached = true;  // the cursor keeps its row; Next opens again from it
     return false;
   }
-  c.Load(st);
+  c.LoadStream();
   c.has_row = true;
   c.eof = false;
   c.pending = Cursor::Pending::None;

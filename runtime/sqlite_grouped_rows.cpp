@@ -1,0 +1,103 @@
+// SqliteGroupedRows (see sqlite_grouped_rows.hpp). A document's few rows make a run; sorting
+// them is a handful of comparisons where the index would have sorted the whole table.
+#include "runtime/sqlite_grouped_rows.hpp"
+
+#include <algorithm>
+#include <numeric>
+
+namespace nrw {
+namespace {
+
+// The order of two keys from their second field on; values SQLite orders otherwise (blobs)
+// count as equal, and the row ids decide.
+bool Before(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b) {
+  for (size_t i = 1; i < a.key.size(); ++i) {
+    const std::optional<int> c = CompareValues(a.key[i].View(), b.key[i].View());
+    if (c && *c != 0) {
+      return *c < 0;
+    }
+  }
+  return a.rowid < b.rowid;
+}
+
+bool SameFirst(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b) {
+  return CompareValues(a.key[0].View(), b.key[0].View()) == 0;
+}
+
+}  // namespace
+
+void SqliteGroupedRows::Start(sqlite3_stmt* st, const Shape* shape) {
+  st_ = st;
+  shape_ = shape;
+  reader_ = {};
+  size_ = next_ = 0;
+  order_.clear();
+  ahead_ = done_ = false;
+}
+
+int SqliteGroupedRows::StepStatement() {
+  const int rc = sqlite3_step(st_);
+  if (rc == SQLITE_ROW) {
+    if (rows_.size() == size_) {
+      rows_.emplace_back();
+    }
+    SqliteReadAhead::ReadRow(st_, *shape_, reader_, rows_[size_]);
+  } else if (rc == SQLITE_DONE) {
+    done_ = true;
+  }
+  return rc;
+}
+
+int SqliteGroupedRows::ReadRun() {
+  if (ahead_) {
+    std::swap(rows_[0], rows_[size_]);
+    ahead_ = false;
+    size_ = 1;
+  } else {
+    size_ = 0;
+    if (done_) {
+      return SQLITE_DONE;
+    }
+    const int rc = StepStatement();
+    if (rc != SQLITE_ROW) {
+      return rc;
+    }
+    size_ = 1;
+  }
+  while (!done_) {
+    const int rc = StepStatement();
+    if (rc == SQLITE_DONE) {
+      break;
+    }
+    if (rc != SQLITE_ROW) {
+      return rc;
+    }
+    if (!SameFirst(rows_[size_], rows_[0])) {
+      ahead_ = true;
+      break;
+    }
+    ++size_;
+  }
+  order_.resize(size_);
+  std::iota(order_.begin(), order_.end(), size_t{0});
+  if (size_ > 1) {
+    std::sort(order_.begin(), order_.end(),
+              [this](size_t a, size_t b) { return Before(rows_[a], rows_[b]); });
+  }
+  next_ = 0;
+  return SQLITE_ROW;
+}
+
+int SqliteGroupedRows::Step() {
+  if (next_ == size_) {
+    const int rc = ReadRun();
+    if (rc != SQLITE_ROW) {
+      size_ = next_ = 0;
+      return rc;
+    }
+  }
+  ++next_;
+  return SQLITE_ROW;
+}
+
+}  // namespace nrw
