@@ -1221,17 +1221,22 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       detached = true;
     }
   }
+  // The terms of the visible rows before the current one in index order.
+  std::vector<std::string> TermsBefore(TVariantArray& params) const {
+    std::vector<std::string> terms = Conditions(params, true);
+    std::vector<std::string> keys;
+    TVariantArray values;
+    Position(keys, values);
+    terms.push_back(Lexicographic(keys, values, Order::Lt, params, true));
+    return terms;
+  }
   // The row before the current one (after the current row was deleted), if any.
   bool LoadPrevious() {
     if (UseGrouped()) {
       return LoadPreviousGrouped();
     }
     TVariantArray params;
-    std::vector<std::string> terms = Conditions(params, true);
-    std::vector<std::string> keys;
-    TVariantArray values;
-    Position(keys, values);
-    terms.push_back(Lexicographic(keys, values, Order::Lt, params, true));
+    const std::vector<std::string> terms = TermsBefore(params);
     const std::string sql = SelectList() + Where(terms) + OrderBy(true) + " limit 1";
     sqlite3_stmt* st = Prepare(sql, params);
     const int rc = sqlite3_step(st);
@@ -1258,11 +1263,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     nrw::SqliteReadAhead::Row last;
     for (;;) {
       TVariantArray params;
-      std::vector<std::string> terms = Conditions(params, true);
-      std::vector<std::string> keys;
-      TVariantArray values;
-      Position(keys, values);
-      terms.push_back(Lexicographic(keys, values, Order::Lt, params, true));
+      std::vector<std::string> terms = TermsBefore(params);
       if (high > 0) {
         terms.push_back("rowid >= ?");
         params.push_back(Variant(lead_marks[low].rowid));

@@ -641,6 +641,19 @@ class AppendFrom : public ::testing::Test {
   }
   TnFDTableSQLite& Source() { return *Nutildb::FDTSQLite(source.get()); }
   TnFDTableSQLite& Target() { return *Nutildb::FDTSQLite(target.get()); }
+  // An in-memory table of the source's rows. The source is told that its rows are in the order
+  // of V (Rows gives V its row number), and both are ordered by V and filtered by `filter`.
+  std::unique_ptr<TDataSet> TwinInRowOrder(const std::string& filter) {
+    std::mt19937 random(11);
+    auto memory = factory.Make(DataSetKind::Memory, "S", kFields, Rows(400, random));
+    Source().SetRowOrder("V;K");
+    for (TDataSet* table : {source.get(), memory.get()}) {
+      table->SetIndexFieldNames("V");
+      table->SetFilter(filter);
+      table->SetFiltered(true);
+    }
+    return memory;
+  }
   ScratchDir scratch;
   DataSetFactory factory{scratch};
   std::unique_ptr<TDataSet> source, target;
@@ -702,14 +715,9 @@ TEST_F(AppendFrom, KeepsTheWalksOrderForEqualKeys) {
 // index made. Once written, or for texts, whose order a database may see otherwise, the index
 // is made.
 TEST_F(AppendFrom, ASourceInRowOrderIsReadWithoutMakingItsIndex) {
-  std::mt19937 random(11);
-  auto memory = factory.Make(DataSetKind::Memory, "S", kFields, Rows(400, random));
-  Source().SetRowOrder("V;K");  // Rows gives V its row number
+  auto memory = TwinInRowOrder("S = 'A'");
   for (TDataSet* table : {source.get(), memory.get()}) {
-    table->SetIndexFieldNames("V");
     table->SetRange({Variant(100)}, {Variant(300)});
-    table->SetFilter("S = 'A'");
-    table->SetFiltered(true);
   }
   const std::vector<TAppendColumn> columns = {{"K", Variant()}, {"S", Variant()}, {"V", Variant()}};
   const std::vector<std::string> expected = Walk(*memory);
@@ -742,14 +750,7 @@ TEST_F(AppendFrom, ASourceInRowOrderIsReadWithoutMakingItsIndex) {
 // takes the order's fields: an index beginning with them is then served without being made.
 // A second append may break the order, and the index is made.
 TEST_F(AppendFrom, AnEmptyTargetTakesTheSourcesRowOrder) {
-  std::mt19937 random(11);
-  auto memory = factory.Make(DataSetKind::Memory, "S", kFields, Rows(400, random));
-  Source().SetRowOrder("V;K");  // Rows gives V its row number
-  for (TDataSet* table : {source.get(), memory.get()}) {
-    table->SetIndexFieldNames("V");
-    table->SetFilter("S <> 'A'");
-    table->SetFiltered(true);
-  }
+  auto memory = TwinInRowOrder("S <> 'A'");
   const std::vector<TAppendColumn> columns = {{"S", Variant()}, {"V", Variant()}};
   auto copy = factory.Make(DataSetKind::Memory, "T", kFields, {});
   TMemoryDataSet::AppendFromEach(*Nutildb::CDSM(memory.get()),
