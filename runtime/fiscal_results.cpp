@@ -75,6 +75,8 @@ class SqliteStorage : public FiscalStorage {
     connection_ = new TnFDConnection(owner);
     connection_->Params().SetDatabase(file_);
     connection_->Open();
+    // A failed refill is rolled back: the storage's file keeps its journal, in memory.
+    connection_->Sql().ExecuteScript("pragma journal_mode = memory");
     load_ = std::make_unique<BackgroundLoad>(connection_->Sql(), kFiscalResultCount);
     for (int i = 0; i < kFiscalResultCount; ++i) {
       tables_[i] = new TnFDTableSQLite(owner);
