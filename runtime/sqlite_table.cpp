@@ -381,7 +381,14 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   bool grouped_off = false;   // a reading backwards needed the SQLite index
   nrw::SqliteGroupedRows grouped_rows;
   nrw::SqliteReadAhead::Shape stream_shape;  // a grouped stream's
-  bool grouped_stream = false;               // the stream's rows come through grouped_rows
+  // How the rows come in index order: from the SQLite index; by row id, each run of one first
+  // value sorted as it is read (Grouped); or by row id alone, within a range that fixes every
+  // index field (Pinned).
+  enum class Serve { Index, Grouped, RowId };
+  bool grouped_stream = false;  // the stream's rows come through grouped_rows
+  bool rowid_stream = false;    // the stream reads a pinned range by row id
+  int ranges_set = 0;           // ranges set since the index field list
+  int pinned_reads = 0;         // statements that read a pinned range from its start
   bool has_range = false;
   TVariantArray range_start, range_end;  // typed to the index fields
   bool end_in_sql = true;                // else rows past the range's end are told here
@@ -620,11 +627,14 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // A grouped statement reads the table by row id alone: an index made for another order
   // must not be chosen for its conditions.
-  static const char* NotIndexed(bool grouped) { return grouped ? " not indexed" : ""; }
+  static const char* NotIndexed(Serve serve) { return serve != Serve::Index ? " not indexed" : ""; }
   // The stream's order clause.
-  const std::string& StreamOrder(bool grouped) {
+  const std::string& StreamOrder(Serve serve) {
     static const std::string by_rowid = " order by rowid";
-    return grouped ? by_rowid : AscendingOrder();
+    return serve != Serve::Index ? by_rowid : AscendingOrder();
+  }
+  Serve StreamServe() const {
+    return grouped_stream ? Serve::Grouped : rowid_stream ? Serve::RowId : Serve::Index;
   }
   // The ascending order clause, built once per index.
   const std::string& AscendingOrder() {
@@ -676,7 +686,8 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       RowidBounds(terms, params, nullptr, true);
     }
     const std::string sql = "select " + what + " from " + QuoteIdentifier(table) +
-                            NotIndexed(grouped) + Where(terms) + tail;
+                            NotIndexed(grouped ? Serve::Grouped : Serve::Index) + Where(terms) +
+                            tail;
     sqlite3_stmt* st = Prepare(sql, params);
     const int rc = sqlite3_step(st);
     if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
@@ -717,14 +728,15 @@ struct TnFDTableSQLite::Cursor : RowHolder {
 
   // Makes `st` the stream (the statement it replaces goes back to the idle ones); a grouped
   // one (in row id order) hands its rows out through grouped_rows.
-  void SetStream(sqlite3_stmt* st, bool grouped) {
+  void SetStream(sqlite3_stmt* st, Serve serve) {
     StopAhead();
     if (st != statement) {
       Release(statement);
       statement = st;
     }
-    grouped_stream = grouped;
-    if (grouped) {
+    grouped_stream = serve == Serve::Grouped;
+    rowid_stream = serve == Serve::RowId;
+    if (grouped_stream) {
       stream_shape = {fields, wanted, index, true};
       grouped_rows.Start(st, &stream_shape);
     }
@@ -733,7 +745,8 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     detached = false;
     reseek = false;
     has_floor = false;
-    forward = filter_sql.empty() && !(has_range && end_in_sql) && BinaryIndex();
+    // A pinned range's stream holds its rows alone: searches never step it.
+    forward = filter_sql.empty() && !(has_range && end_in_sql) && BinaryIndex() && !rowid_stream;
     stream_table_writes = *table_writes;
     stream_other_writes = conn->other_writes;
   }
@@ -828,7 +841,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     StopAhead();
     Release(statement);
     statement = nullptr;
-    grouped_stream = false;
+    grouped_stream = rowid_stream = false;
   }
   void StopAhead() {
     if (ahead) {
@@ -901,7 +914,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // conditions, which are those of the cursor now (a stream whose range or filter changed was
   // replaced), with the columns of `select`; its values go to `params`.
   std::string AfterHandover(TVariantArray& params, const std::string& select) {
-    std::vector<std::string> terms = Conditions(params, end_in_sql);
+    std::vector<std::string> terms = Conditions(params, end_in_sql || rowid_stream);
     std::vector<std::string> keys = KeyColumns(index.size());
     keys.push_back("rowid");
     TVariantArray values;
@@ -913,8 +926,10 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     terms.push_back(Lexicographic(keys, values, Order::Ge, params));
     if (grouped_stream) {
       RowidBounds(terms, params, &handover_row.values[static_cast<size_t>(index[0])], end_in_sql);
+    } else if (rowid_stream) {
+      RowidFrom(terms, params, handover_row.rowid + 1);
     }
-    return select + NotIndexed(grouped_stream) + Where(terms) + StreamOrder(grouped_stream);
+    return select + NotIndexed(StreamServe()) + Where(terms) + StreamOrder(StreamServe());
   }
   // Whether the first row whose key is not below `k` is the stream's row or lies after it.
   bool Allows(const TVariantArray& k) const {
@@ -1040,9 +1055,38 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     MakeLeadMarks();
     return Grouped();
   }
-  // Makes what the index's order needs: the marks of a grouped order, or else the index.
-  void EnsureOrder() {
-    if (!UseGrouped()) {
+  // A range that fixes every index field holds its rows in row id order (SQLite orders equal
+  // keys by row id): the first range set since the index field list, when the index is not
+  // made yet, is read by row id instead (one reading of the table costs less than the sort
+  // that makes the index; another range, or a second reading from its start, makes it).
+  // `from_start`: for a reading from the range's start (a reading bounded by a row id read
+  // before is not counted).
+  bool Pinned(bool from_start = true) const {
+    if (pending_index.empty() || !has_range || ranges_set != 1 ||
+        (from_start && pinned_reads > 0) || range_start.size() != index.size() ||
+        range_end.size() != index.size()) {
+      return false;
+    }
+    for (size_t i = 0; i < index.size(); ++i) {
+      const nrw::OrderedValue a = nrw::KeyValue(range_start[i]), b = nrw::KeyValue(range_end[i]);
+      if (a.cls == nrw::OrderedValue::Class::Null || nrw::CompareValues(a, b) != 0) {
+        return false;
+      }
+    }
+    return true;
+  }
+  // How the next statement's rows come in index order.
+  Serve Serving(bool from_start = true) const {
+    return Grouped() ? Serve::Grouped : Pinned(from_start) ? Serve::RowId : Serve::Index;
+  }
+  static void RowidFrom(std::vector<std::string>& terms, TVariantArray& params, int64_t from) {
+    terms.push_back("rowid >= ?");
+    params.push_back(Variant(from));
+  }
+  // Makes what the index's order needs: the marks of a grouped order, nothing for a pinned
+  // range, or else the index.
+  void EnsureOrder(bool from_start = true) {
+    if (!UseGrouped() && !Pinned(from_start)) {
       EnsureIndex();
     }
   }
@@ -1172,25 +1216,30 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // Opens the cursor at the first row, or at the first row from the current row on.
   void Open(bool from_current) {
-    EnsureOrder();
-    const bool grouped = Grouped();
+    EnsureOrder(!from_current);
+    const Serve serve = Serving(!from_current);
     pending = Pending::None;
     TVariantArray params;
-    std::vector<std::string> terms = Conditions(params, end_in_sql);
+    std::vector<std::string> terms = Conditions(params, end_in_sql || serve == Serve::RowId);
     if (from_current) {
       std::vector<std::string> keys;
       TVariantArray values;
       Position(keys, values);
       terms.push_back(Lexicographic(keys, values, Order::Ge, params));
     }
-    if (grouped) {
+    if (serve == Serve::Grouped) {
       RowidBounds(terms, params, from_current ? &row[static_cast<size_t>(index[0])] : nullptr,
                   end_in_sql);
+    } else if (serve == Serve::RowId) {
+      if (from_current) {
+        RowidFrom(terms, params, rowid);
+      } else {
+        ++pinned_reads;
+      }
     }
-    const std::string sql =
-        SelectList() + NotIndexed(grouped) + Where(terms) + StreamOrder(grouped);
+    const std::string sql = SelectList() + NotIndexed(serve) + Where(terms) + StreamOrder(serve);
     DropStream();
-    SetStream(Prepare(sql, params), grouped);
+    SetStream(Prepare(sql, params), serve);
     if (!from_current) {
       has_row = false;
     }
@@ -1238,9 +1287,17 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     if (UseGrouped()) {
       return LoadPreviousGrouped();
     }
+    const bool by_rowid = Pinned(false);
     TVariantArray params;
-    const std::vector<std::string> terms = TermsBefore(params);
-    const std::string sql = SelectList() + Where(terms) + OrderBy(true) + " limit 1";
+    std::vector<std::string> terms = TermsBefore(params);
+    if (by_rowid) {
+      terms.push_back("rowid < ?");
+      params.push_back(Variant(rowid));
+    }
+    const std::string sql = SelectList() +
+                            (by_rowid ? " not indexed" + Where(terms) + " order by rowid desc"
+                                      : Where(terms) + OrderBy(true)) +
+                            " limit 1";
     sqlite3_stmt* st = Prepare(sql, params);
     const int rc = sqlite3_step(st);
     if (rc == SQLITE_ROW) {
@@ -1275,8 +1332,9 @@ struct TnFDTableSQLite::Cursor : RowHolder {
         terms.push_back("rowid < ?");
         params.push_back(Variant(lead_marks[high].rowid));
       }
-      sqlite3_stmt* st =
-          Prepare(SelectList() + NotIndexed(true) + Where(terms) + StreamOrder(true), params);
+      sqlite3_stmt* st = Prepare(
+          SelectList() + NotIndexed(Serve::Grouped) + Where(terms) + StreamOrder(Serve::Grouped),
+          params);
       runs.Start(st, &shape);
       bool found = false;
       int rc = SQLITE_DONE;
@@ -1828,6 +1886,7 @@ void TnFDTableSQLite::SetIndexFieldNames(std::string_view names) {
   }
   c.OpenAtFirstRead();  // a stream in the old order
   c.has_range = false;
+  c.ranges_set = c.pinned_reads = 0;
   c.count.reset();
 }
 
@@ -1853,23 +1912,27 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   // when that row holds the key, it becomes the cursor's row, which goes on in index order from
   // there. Either way the stream stays, for the searches that come after.
   c.EnsureOrder();
-  const bool grouped = c.Grouped();
+  const Cursor::Serve serve = c.Serving();
+  const bool grouped = serve == Cursor::Serve::Grouped;
   TVariantArray params;
-  std::vector<std::string> terms = c.Conditions(params, c.end_in_sql);
+  std::vector<std::string> terms =
+      c.Conditions(params, c.end_in_sql || serve == Cursor::Serve::RowId);
   terms.push_back(Lexicographic(c.KeyColumns(key.size()), key, Order::Ge, params));
   if (grouped) {
     c.RowidBounds(terms, params, &key[0], c.end_in_sql);
+  } else if (serve == Cursor::Serve::RowId) {
+    ++c.pinned_reads;
   }
   sqlite3_stmt* st = c.Prepare(
-      c.SelectList() + Cursor::NotIndexed(grouped) + Cursor::Where(terms) + c.StreamOrder(grouped),
+      c.SelectList() + Cursor::NotIndexed(serve) + Cursor::Where(terms) + c.StreamOrder(serve),
       params);
   int rc = SQLITE_DONE;
   if (grouped) {
-    c.SetStream(st, true);
+    c.SetStream(st, serve);
     rc = c.grouped_rows.Step();
   } else {
     rc = sqlite3_step(st);
-    c.SetStream(st, false);
+    c.SetStream(st, serve);
   }
   if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
     c.Fail("cannot read");
@@ -1900,6 +1963,7 @@ void TnFDTableSQLite::SetRange(const TVariantArray& start, const TVariantArray& 
   }
   c.conn->Commit();
   c.has_range = true;
+  ++c.ranges_set;
   c.TypeKey(start, c.range_start);
   c.TypeKey(end, c.range_end);
   c.ChooseEnd();
