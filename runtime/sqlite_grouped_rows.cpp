@@ -88,6 +88,38 @@ int SqliteGroupedRows::ReadRun() {
   return SQLITE_ROW;
 }
 
+int SqliteGroupedRows::SkipBelow(const OrderedValue& lead, size_t limit) {
+  const auto below = [&lead](const OrderedValue& v) {
+    return CompareValues(v, lead).value_or(0) < 0;
+  };
+  if (ahead_ && !below(rows_[size_].key[0].View())) {
+    next_ = size_;  // the next Step reads the run that row begins
+    return SQLITE_ROW;
+  }
+  ahead_ = false;
+  size_ = next_ = 0;
+  const int column = shape_->index[0] + 1;
+  for (size_t passed = 0; !done_; ++passed) {
+    if (passed == limit) {
+      return kLimit;
+    }
+    const int rc = sqlite3_step(st_);
+    if (rc == SQLITE_DONE) {
+      done_ = true;
+    } else if (rc != SQLITE_ROW) {
+      return rc;
+    } else if (!below(ColumnValue(st_, column))) {
+      if (rows_.empty()) {
+        rows_.emplace_back();
+      }
+      SqliteReadAhead::ReadRow(st_, *shape_, reader_, rows_[0]);
+      ahead_ = true;  // size_ is 0: the run begins with rows_[0]
+      return SQLITE_ROW;
+    }
+  }
+  return SQLITE_DONE;
+}
+
 int SqliteGroupedRows::Step() {
   if (next_ == size_) {
     const int rc = ReadRun();

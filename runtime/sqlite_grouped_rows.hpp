@@ -22,6 +22,12 @@ class NRW_API SqliteGroupedRows {
   void Start(sqlite3_stmt* st, const Shape* shape);
   // Steps to the next row in index order: SQLITE_ROW, SQLITE_DONE, or SQLite's error.
   int Step();
+  // Passes, unconverted, the rows whose first field is below `lead`, from the rest of the run
+  // in hand on (the caller knows that run is below it), at most `limit` rows read: SQLITE_ROW
+  // when a row not below it was reached (Step goes to its run), SQLITE_DONE past the last row,
+  // kLimit when `limit` rows were passed, or SQLite's error.
+  static constexpr int kLimit = -1;
+  int SkipBelow(const OrderedValue& lead, size_t limit);
   // The row Step went to; it stands until the next Step or Start, and may be taken apart
   // (swapped out) by the caller.
   Row& Current() { return rows_[order_[next_ - 1]]; }

@@ -964,6 +964,11 @@ struct TnFDTableSQLite::Cursor : RowHolder {
         }
         return false;
       }
+      if (SkipRuns(k) == nrw::SqliteGroupedRows::kLimit) {
+        SetFloor(k, true);
+        detached = true;
+        return false;
+      }
       const int rc = StreamStep();
       if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
         Fail("cannot read");
@@ -973,6 +978,25 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     }
     SetFloor(k, true);
     return true;
+  }
+  // In a grouped stream read here, whose row's first field is below k's, passes the rows of
+  // first values below k's without converting them (at most kMaxSkipped, else a seek is
+  // cheaper): kLimit then, else SQLITE_ROW.
+  static constexpr size_t kMaxSkipped = 256;
+  int SkipRuns(const TVariantArray& k) {
+    if (!grouped_stream || ahead) {
+      return SQLITE_ROW;
+    }
+    const nrw::OrderedValue lead = nrw::KeyValue(k[0]);
+    if (lead.cls != nrw::OrderedValue::Class::Number ||
+        nrw::CompareValues(grouped_rows.Current().key[0].View(), lead).value_or(0) >= 0) {
+      return SQLITE_ROW;
+    }
+    const int rc = grouped_rows.SkipBelow(lead, kMaxSkipped);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE && rc != nrw::SqliteGroupedRows::kLimit) {
+      Fail("cannot read");
+    }
+    return rc == nrw::SqliteGroupedRows::kLimit ? rc : SQLITE_ROW;
   }
   // The stream's row becomes the cursor's.
   void TakeStreamRow() {
