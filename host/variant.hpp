@@ -49,6 +49,22 @@ class NRW_API Variant {
   // Makes this a String variant holding `text`, reusing the text it already holds (a row
   // buffer read again and again allocates only when a text outgrows the one before).
   void AssignString(std::string_view text);
+  // Makes this a Float or an Integer variant; a number over one of its own kind is only
+  // overwritten.
+  void AssignFloat(double value) {
+    if (auto* held = std::get_if<double>(&value_)) {
+      *held = value;
+    } else {
+      value_.emplace<double>(value);
+    }
+  }
+  void AssignInteger(int64_t value) {
+    if (auto* held = std::get_if<int64_t>(&value_)) {
+      *held = value;
+    } else {
+      value_.emplace<int64_t>(value);
+    }
+  }
   bool AsBoolean() const;
   TDateTime AsDateTime() const;
 

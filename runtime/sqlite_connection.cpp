@@ -119,7 +119,7 @@ Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const s
   return Variant(std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, i))));
 }
 
-void SqliteColumnReader::Read(sqlite3_stmt* statement, int column, TFieldType type,
+bool SqliteColumnReader::Read(sqlite3_stmt* statement, int column, TFieldType type,
                               const std::string& name, Variant& slot) {
   const int storage = sqlite3_column_type(statement, column);
   if (storage == SQLITE_TEXT && (type == TFieldType::String || type == TFieldType::DateTime)) {
@@ -128,17 +128,22 @@ void SqliteColumnReader::Read(sqlite3_stmt* statement, int column, TFieldType ty
         static_cast<size_t>(sqlite3_column_bytes(statement, column)));
     if (type == TFieldType::String) {
       slot.AssignString(text);
-      return;
+      return true;
     }
     slot = dates_.Read(static_cast<size_t>(column), text,
                        [&] { return ReadSqliteValue(statement, column, type, name); });
-  } else if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
-    slot = Variant(sqlite3_column_double(statement, column));
-  } else if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {
-    slot = Variant(static_cast<int64_t>(sqlite3_column_int64(statement, column)));
-  } else {
-    slot = ReadSqliteValue(statement, column, type, name);
+    return false;
   }
+  if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
+    slot.AssignFloat(sqlite3_column_double(statement, column));
+    return true;
+  }
+  if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {
+    slot.AssignInteger(sqlite3_column_int64(statement, column));
+    return true;
+  }
+  slot = ReadSqliteValue(statement, column, type, name);
+  return storage == SQLITE_NULL;
 }
 
 void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant& value,

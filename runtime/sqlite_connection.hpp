@@ -28,7 +28,9 @@ Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const s
 // one the same column had before (rows come by key, a day's together).
 class SqliteColumnReader {
  public:
-  void Read(sqlite3_stmt* statement, int column, TFieldType type, const std::string& name,
+  // Returns whether `slot` holds the column's value as SQLite stored it (a real, an integer or
+  // a text read as such, or a null), rather than converted to the field's type.
+  bool Read(sqlite3_stmt* statement, int column, TFieldType type, const std::string& name,
             Variant& slot);
 
  private:

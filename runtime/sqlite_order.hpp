@@ -37,6 +37,8 @@ std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b);
 class NRW_API HeldValue {
  public:
   void Hold(sqlite3_stmt* st, int column);
+  // Holds the value a Read left as SQLite stored it (see SqliteColumnReader::Read).
+  void HoldAsStored(const Variant& value);
   OrderedValue View() const;
 
  private:

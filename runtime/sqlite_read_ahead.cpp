@@ -4,6 +4,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -227,15 +228,24 @@ void SqliteReadAhead::ReadRow(sqlite3_stmt* st, const Shape& shape, SqliteColumn
                               Row& row) {
   row.rowid = sqlite3_column_int64(st, 0);
   row.values.resize(shape.fields.size());
+  row.key.resize(shape.index.size());
+  // The index fields first: a value read as SQLite stored it is held as it orders from there.
+  for (size_t k = 0; k < shape.index.size(); ++k) {
+    const auto i = static_cast<size_t>(shape.index[k]);
+    const int column = static_cast<int>(i) + 1;
+    if (shape.wanted[i] &&
+        reader.Read(st, column, shape.fields[i].type, shape.fields[i].name, row.values[i])) {
+      row.key[k].HoldAsStored(row.values[i]);
+    } else {
+      row.key[k].Hold(st, column);
+    }
+  }
   for (size_t i = 0; i < shape.fields.size(); ++i) {
-    if (shape.wanted[i]) {
+    if (shape.wanted[i] && std::find(shape.index.begin(), shape.index.end(), static_cast<int>(i)) ==
+                               shape.index.end()) {
       reader.Read(st, static_cast<int>(i) + 1, shape.fields[i].type, shape.fields[i].name,
                   row.values[i]);
     }
-  }
-  row.key.resize(shape.index.size());
-  for (size_t i = 0; i < shape.index.size(); ++i) {
-    row.key[i].Hold(st, shape.index[i] + 1);
   }
 }
 
