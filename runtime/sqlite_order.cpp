@@ -87,26 +87,10 @@ void HeldValue::Hold(sqlite3_stmt* st, int column) {
 }
 
 void HeldValue::HoldAsStored(const Variant& value) {
-  value_ = {};
-  switch (value.GetKind()) {
-    case Variant::Kind::Null:
-      value_.cls = OrderedValue::Class::Null;
-      break;
-    case Variant::Kind::Integer:
-      value_.cls = OrderedValue::Class::Number;
-      value_.integer = true;
-      value_.i = value.AsInteger();
-      break;
-    case Variant::Kind::Float:
-      value_.cls = OrderedValue::Class::Number;
-      value_.d = value.AsFloat();
-      break;
-    case Variant::Kind::String:
-      value_.cls = OrderedValue::Class::Text;
-      text_.assign(value.StringRef());
-      break;
-    default:
-      value_.cls = OrderedValue::Class::Unknown;
+  // As stored, the value orders as the same value bound as a key.
+  value_ = KeyValue(value);
+  if (value_.cls == OrderedValue::Class::Text) {
+    text_.assign(value_.text);
   }
 }
 
