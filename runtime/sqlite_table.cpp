@@ -378,17 +378,15 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   int marks_field = -1;       // the field the marks are for (-1: none made)
   bool marks_failed = false;  // its values were found out of order: the SQLite index serves
   int64_t end_rowid = 0;      // past the last row when the marks were made
-  bool grouped_off = false;   // a reading backwards needed the SQLite index
   nrw::SqliteGroupedRows grouped_rows;
   nrw::SqliteReadAhead::Shape stream_shape;  // a grouped stream's
   // How the rows come in index order: from the SQLite index; by row id, each run of one first
   // value sorted as it is read (Grouped); or by row id alone, within a range that fixes every
   // index field (Pinned).
   enum class Serve { Index, Grouped, RowId };
-  bool grouped_stream = false;  // the stream's rows come through grouped_rows
-  bool rowid_stream = false;    // the stream reads a pinned range by row id
-  int ranges_set = 0;           // ranges set since the index field list
-  int pinned_reads = 0;         // statements that read a pinned range from its start
+  Serve stream_serve = Serve::Index;  // the stream's
+  int ranges_set = 0;                 // ranges set since the index field list
+  int pinned_reads = 0;               // statements that read a pinned range from its start
   bool has_range = false;
   TVariantArray range_start, range_end;  // typed to the index fields
   bool end_in_sql = true;                // else rows past the range's end are told here
@@ -633,9 +631,8 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     static const std::string by_rowid = " order by rowid";
     return serve != Serve::Index ? by_rowid : AscendingOrder();
   }
-  Serve StreamServe() const {
-    return grouped_stream ? Serve::Grouped : rowid_stream ? Serve::RowId : Serve::Index;
-  }
+  // The stream's rows come through grouped_rows.
+  bool GroupedStream() const { return stream_serve == Serve::Grouped; }
   // The ascending order clause, built once per index.
   const std::string& AscendingOrder() {
     if (ascending_order.empty()) {
@@ -734,9 +731,8 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       Release(statement);
       statement = st;
     }
-    grouped_stream = serve == Serve::Grouped;
-    rowid_stream = serve == Serve::RowId;
-    if (grouped_stream) {
+    stream_serve = serve;
+    if (GroupedStream()) {
       stream_shape = {fields, wanted, index, true};
       grouped_rows.Start(st, &stream_shape);
     }
@@ -746,7 +742,8 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     reseek = false;
     has_floor = false;
     // A pinned range's stream holds its rows alone: searches never step it.
-    forward = filter_sql.empty() && !(has_range && end_in_sql) && BinaryIndex() && !rowid_stream;
+    forward =
+        filter_sql.empty() && !(has_range && end_in_sql) && BinaryIndex() && serve != Serve::RowId;
     stream_table_writes = *table_writes;
     stream_other_writes = conn->other_writes;
   }
@@ -776,7 +773,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       }
       return ahead_row != nullptr ? SQLITE_ROW : SQLITE_DONE;
     }
-    const int rc = grouped_stream ? grouped_rows.Step() : sqlite3_step(statement);
+    const int rc = GroupedStream() ? grouped_rows.Step() : sqlite3_step(statement);
     if (rc == SQLITE_ROW && ++stream_steps == read_ahead_after) {
       BeginReadAhead();
     }
@@ -794,13 +791,18 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // The stream's row when it is held converted (read ahead or grouped), else null.
   const nrw::SqliteReadAhead::Row* HeldRow() const {
-    return ahead ? ahead_row : grouped_stream ? &grouped_rows.Current() : nullptr;
+    return ahead ? ahead_row : GroupedStream() ? &grouped_rows.Current() : nullptr;
   }
-  // Whether the stream's row, held converted, holds `k` in its key fields.
-  bool HeldRowHoldsKey(const TVariantArray& k) const {
-    const nrw::SqliteReadAhead::Row& held = *HeldRow();
+  // Whether the stream's row holds `k` in its key fields.
+  bool StreamHoldsKey(const TVariantArray& k) const {
+    const nrw::SqliteReadAhead::Row* held = HeldRow();
     for (size_t i = 0; i < k.size(); ++i) {
-      if (held.values[static_cast<size_t>(index[i])] != k[i]) {
+      const int field = index[i];
+      const bool same = held != nullptr
+                            ? held->values[static_cast<size_t>(field)] == k[i]
+                            : nrw::ReadSqliteValue(statement, field + 1, fields[field].type,
+                                                   fields[field].name) == k[i];
+      if (!same) {
         return false;
       }
     }
@@ -841,7 +843,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     StopAhead();
     Release(statement);
     statement = nullptr;
-    grouped_stream = rowid_stream = false;
+    stream_serve = Serve::Index;
   }
   void StopAhead() {
     if (ahead) {
@@ -869,7 +871,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     if (read_ahead == nullptr) {
       read_ahead = std::make_unique<nrw::SqliteReadAhead>(conn->path);
     }
-    if (grouped_stream) {
+    if (GroupedStream()) {
       handover_row = grouped_rows.Current();
       handover_read = stream_shape.wanted;
     } else {
@@ -880,7 +882,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     statement = nullptr;
     ReadAheadAfterHandover();
   }
-  nrw::SqliteReadAhead::Shape Shape() const { return {fields, wanted, index, grouped_stream}; }
+  nrw::SqliteReadAhead::Shape Shape() const { return {fields, wanted, index, GroupedStream()}; }
   // The stream's row, read ahead, becomes `handover_row`: it stands after the reading stops.
   void KeepStreamRow() {
     if (ahead_row != &handover_row) {
@@ -906,7 +908,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     TVariantArray params;
     const std::string sql = AfterHandover(params, SelectList());
     statement = Prepare(sql, params);
-    if (grouped_stream) {
+    if (GroupedStream()) {
       grouped_rows.Start(statement, &stream_shape);
     }
   }
@@ -914,7 +916,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // conditions, which are those of the cursor now (a stream whose range or filter changed was
   // replaced), with the columns of `select`; its values go to `params`.
   std::string AfterHandover(TVariantArray& params, const std::string& select) {
-    std::vector<std::string> terms = Conditions(params, end_in_sql || rowid_stream);
+    std::vector<std::string> terms = Conditions(params, end_in_sql || stream_serve == Serve::RowId);
     std::vector<std::string> keys = KeyColumns(index.size());
     keys.push_back("rowid");
     TVariantArray values;
@@ -924,12 +926,12 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     // (index fields, rowid) > the row's, as row ids are integers.
     values.push_back(Variant(handover_row.rowid + 1));
     terms.push_back(Lexicographic(keys, values, Order::Ge, params));
-    if (grouped_stream) {
+    if (GroupedStream()) {
       RowidBounds(terms, params, &handover_row.values[static_cast<size_t>(index[0])], end_in_sql);
-    } else if (rowid_stream) {
+    } else if (stream_serve == Serve::RowId) {
       RowidFrom(terms, params, handover_row.rowid + 1);
     }
-    return select + NotIndexed(StreamServe()) + Where(terms) + StreamOrder(StreamServe());
+    return select + NotIndexed(stream_serve) + Where(terms) + StreamOrder(stream_serve);
   }
   // Whether the first row whose key is not below `k` is the stream's row or lies after it.
   bool Allows(const TVariantArray& k) const {
@@ -984,7 +986,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // cheaper): kLimit then, else SQLITE_ROW.
   static constexpr size_t kMaxSkipped = 256;
   int SkipRuns(const TVariantArray& k) {
-    if (!grouped_stream || ahead) {
+    if (!GroupedStream() || ahead) {
       return SQLITE_ROW;
     }
     const nrw::OrderedValue lead = nrw::KeyValue(k[0]);
@@ -1065,7 +1067,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // trusted row order, its fields order by the binary collation, and the rows were not found
   // out of that field's order.
   bool Grouped() const {
-    if (grouped_off || pending_index.empty() || !RowOrderTrusted() || index[0] != row_order[0] ||
+    if (pending_index.empty() || !RowOrderTrusted() || index[0] != row_order[0] ||
         !Numeric(index[0]) || !BinaryIndex()) {
       return false;
     }
@@ -1106,6 +1108,10 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   static void RowidFrom(std::vector<std::string>& terms, TVariantArray& params, int64_t from) {
     terms.push_back("rowid >= ?");
     params.push_back(Variant(from));
+  }
+  static void RowidBelow(std::vector<std::string>& terms, TVariantArray& params, int64_t end) {
+    terms.push_back("rowid < ?");
+    params.push_back(Variant(end));
   }
   // Makes what the index's order needs: the marks of a grouped order, nothing for a pinned
   // range, or else the index.
@@ -1212,8 +1218,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
         }
       }
       if (first > 0) {
-        terms.push_back("rowid >= ?");
-        params.push_back(Variant(first));
+        RowidFrom(terms, params, first);
       }
     }
     if (with_end && has_range && !range_end.empty()) {
@@ -1223,8 +1228,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
             std::partition_point(lead_marks.begin(), lead_marks.end(),
                                  [&](const LeadMark& m) { return !below(high, m.lead); });
         if (at != lead_marks.end()) {
-          terms.push_back("rowid < ?");
-          params.push_back(Variant(at->rowid));
+          RowidBelow(terms, params, at->rowid);
         }
       }
     }
@@ -1315,8 +1319,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     TVariantArray params;
     std::vector<std::string> terms = TermsBefore(params);
     if (by_rowid) {
-      terms.push_back("rowid < ?");
-      params.push_back(Variant(rowid));
+      RowidBelow(terms, params, rowid);
     }
     const std::string sql = SelectList() +
                             (by_rowid ? " not indexed" + Where(terms) + " order by rowid desc"
@@ -1349,12 +1352,10 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       TVariantArray params;
       std::vector<std::string> terms = TermsBefore(params);
       if (high > 0) {
-        terms.push_back("rowid >= ?");
-        params.push_back(Variant(lead_marks[low].rowid));
+        RowidFrom(terms, params, lead_marks[low].rowid);
       }
       if (high < lead_marks.size()) {
-        terms.push_back("rowid < ?");
-        params.push_back(Variant(lead_marks[high].rowid));
+        RowidBelow(terms, params, lead_marks[high].rowid);
       }
       sqlite3_stmt* st = Prepare(
           SelectList() + NotIndexed(Serve::Grouped) + Where(terms) + StreamOrder(Serve::Grouped),
@@ -1382,16 +1383,6 @@ struct TnFDTableSQLite::Cursor : RowHolder {
       high = low--;
     }
   }
-  // Whether the row `st` stands on holds `k` in its key fields.
-  bool HoldsKey(sqlite3_stmt* st, const TVariantArray& k) const {
-    for (size_t i = 0; i < k.size(); ++i) {
-      const int field = index[i];
-      if (nrw::ReadSqliteValue(st, field + 1, fields[field].type, fields[field].name) != k[i]) {
-        return false;
-      }
-    }
-    return true;
-  }
   void ForgetCounts() {
     count.reset();
     count_all.reset();
@@ -1410,7 +1401,6 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     lead_marks.clear();
     marks_field = -1;
     marks_failed = false;
-    grouped_off = false;
   }
 };
 
@@ -1950,14 +1940,8 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
   sqlite3_stmt* st = c.Prepare(
       c.SelectList() + Cursor::NotIndexed(serve) + Cursor::Where(terms) + c.StreamOrder(serve),
       params);
-  int rc = SQLITE_DONE;
-  if (grouped) {
-    c.SetStream(st, serve);
-    rc = c.grouped_rows.Step();
-  } else {
-    rc = sqlite3_step(st);
-    c.SetStream(st, serve);
-  }
+  c.SetStream(st, serve);
+  const int rc = c.StreamStep();
   if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
     c.Fail("cannot read");
   }
@@ -1967,7 +1951,7 @@ bool TnFDTableSQLite::FindKey(const TVariantArray& values) {
       (c.range_start.size() == key.size() && CompareKeys(key, c.range_start).value_or(-1) >= 0)) {
     c.SetFloor(key, true);
   }
-  if (c.done || c.StreamBeyondEnd() || !(grouped ? c.HeldRowHoldsKey(key) : c.HoldsKey(st, key))) {
+  if (c.done || c.StreamBeyondEnd() || !c.StreamHoldsKey(key)) {
     c.detached = true;  // the cursor keeps its row; Next opens again from it
     return false;
   }
