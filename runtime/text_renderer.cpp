@@ -39,15 +39,35 @@ void Encode(std::u32string_view text, std::string& out) {
 }
 
 // Where a text of `length` characters starts in a field, and the line long enough to hold it.
-int Start(std::u32string& line, int column, int width, TLayoutAlign align, int length) {
+template <class Line>
+int Start(Line& line, int column, int width, TLayoutAlign align, int length) {
   const int spare = width - length;
   const int start = column + (align == TLayoutAlign::Right    ? spare
                               : align == TLayoutAlign::Center ? spare / 2
                                                               : 0);
   if (line.size() < static_cast<size_t>(start + length)) {
-    line.resize(static_cast<size_t>(start + length), U' ');
+    line.resize(static_cast<size_t>(start + length), ' ');
   }
   return start;
+}
+
+bool IsAscii(std::string_view text) {
+  unsigned char any = 0;
+  for (char c : text) {
+    any |= static_cast<unsigned char>(c);
+  }
+  return any < 0x80;
+}
+
+// PlaceText for an ASCII text (a character a byte), into a line of characters or of bytes.
+template <class Line>
+void PlaceAscii(Line& line, int column, int width, TLayoutAlign align, std::string_view text) {
+  if (width <= 0 || column < 0) {
+    return;
+  }
+  const int length = static_cast<int>(std::min(text.size(), static_cast<size_t>(width)));
+  const int start = Start(line, column, width, align, length);
+  std::copy(text.begin(), text.begin() + length, line.begin() + start);
 }
 
 }  // namespace
@@ -66,14 +86,8 @@ void PlaceText(std::u32string& line, int column, int width, TLayoutAlign align,
   if (width <= 0 || column < 0) {
     return;
   }
-  unsigned char any = 0;
-  for (char c : text) {
-    any |= static_cast<unsigned char>(c);
-  }
-  if (any < 0x80) {  // most texts: a character a byte
-    const int length = static_cast<int>(std::min(text.size(), static_cast<size_t>(width)));
-    const int start = Start(line, column, width, align, length);
-    std::copy(text.begin(), text.begin() + length, line.begin() + start);
+  if (IsAscii(text)) {  // most texts
+    PlaceAscii(line, column, width, align, text);
     return;
   }
   int length = 0;  // in characters
@@ -120,12 +134,14 @@ void TextRenderer::BeginPage(int32_t page) {
 }
 
 void TextRenderer::Write(std::u32string_view line) {
-  size_t end = line.size();
-  while (end > 0 && line[end - 1] == U' ') {
-    --end;
-  }
   bytes_.clear();
-  Encode(line.substr(0, end), bytes_);
+  Encode(line, bytes_);
+  WriteBytes();
+}
+
+// The line in bytes_, without its trailing blanks.
+void TextRenderer::WriteBytes() {
+  bytes_.erase(bytes_.find_last_not_of(' ') + 1);
   bytes_ += '\n';
   out_.write(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
 }
@@ -193,6 +209,9 @@ const TextRenderer::SectionText& TextRenderer::TextOf(const TLayoutSection& sect
     for (const TLayoutItem& item : section.field_items) {
       it->second.fields.push_back({Column(item.x), Column(item.width), item.align});
     }
+    if (std::all_of(line.begin(), line.end(), [](char32_t c) { return c < 0x80; })) {
+      it->second.ascii.emplace(line.begin(), line.end());
+    }
   }
   return it->second;
 }
@@ -204,8 +223,20 @@ void TextRenderer::PrintSection(int32_t, int32_t section,
     return;
   }
   const SectionText& text = TextOf(*s);
+  const size_t placed = std::min(text.fields.size(), fields.size());
+  // Nearly every line is ASCII: it is made in bytes, with nothing to encode.
+  if (text.ascii && std::all_of(fields.begin(), fields.begin() + static_cast<ptrdiff_t>(placed),
+                                [](const TPrintedField& f) { return IsAscii(f.value); })) {
+    bytes_ = *text.ascii;
+    for (size_t i = 0; i < placed; ++i) {
+      const FieldPlace& place = text.fields[i];
+      PlaceAscii(bytes_, place.column, place.width, place.align, fields[i].value);
+    }
+    WriteBytes();
+    return;
+  }
   line_ = text.background;
-  for (size_t i = 0; i < text.fields.size() && i < fields.size(); ++i) {
+  for (size_t i = 0; i < placed; ++i) {
     const FieldPlace& place = text.fields[i];
     PlaceText(line_, place.column, place.width, place.align, fields[i].value);
   }

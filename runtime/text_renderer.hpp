@@ -1,6 +1,7 @@
 // The text renderer: each printed section with a height becomes one line of characters.
 #pragma once
 
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -35,14 +36,16 @@ class TextRenderer : public TSectionSink {
 
  private:
   void Write(std::u32string_view line);
+  void WriteBytes();
   // Where a field goes on the line, in characters.
   struct FieldPlace {
     int column, width;
     TLayoutAlign align;
   };
   struct SectionText {
-    std::u32string background;       // the rules and static texts
-    std::vector<FieldPlace> fields;  // by the section's field items
+    std::u32string background;         // the rules and static texts
+    std::vector<FieldPlace> fields;    // by the section's field items
+    std::optional<std::string> ascii;  // the background in bytes, when it is all ASCII
   };
   const SectionText& TextOf(const TLayoutSection& section);
   int Column(double mm) const { return static_cast<int>(mm / kMillimetresPerColumn + 0.5); }
@@ -52,7 +55,7 @@ class TextRenderer : public TSectionSink {
   int width_;
   std::unordered_map<int32_t, SectionText> sections_;
   std::u32string line_;      // reused by every section
-  std::string bytes_;        // the line in UTF-8
+  std::string bytes_;        // the line in UTF-8 (or made in it, when ASCII)
   std::string header_text_;  // a header text with its label, reused by every page
 };
 

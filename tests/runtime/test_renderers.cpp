@@ -93,6 +93,38 @@ TEST(TextRenderer, EncodesEveryCharacterWhereverItFallsInALongLine) {
   EXPECT_EQ(out.str(), a + std::string(22, ' ') + "12345" + std::string(5, ' ') + "plain text\n");
 }
 
+// A line of plain characters is made in bytes; one with any other character, in the section's
+// static texts or in a value, in characters. Both place, cut, overwrite and trim alike.
+TEST(TextRenderer, PlainAndOtherLinesArePlacedAlike) {
+  TReportLayout layout;
+  TLayoutSection plain = TLayoutSection::Of(7, {"A", "B"});
+  plain.height = 4;
+  plain.rules = {TLayoutRule{0, 14, 0}};  // ten dashes under the values
+  plain.field_items = {{"A", 0, 0, 7, TLayoutAlign::Left}, {"B", 7, 0, 7, TLayoutAlign::Right}};
+  TLayoutSection accented = plain;
+  accented.number = 8;
+  accented.texts = {{"Série", 21, 0, 7, TLayoutAlign::Left}};
+  layout.AddSection(plain);
+  layout.AddSection(accented);
+  std::ostringstream out;
+  const auto renderer = CreateRenderer("text", out, layout);
+  for (int section : {7, 8}) {
+    renderer->PrintSection(1, section, {{"A", "abcdefg"}, {"B", "9"}});
+    renderer->PrintSection(1, section, {{"A", "ação"}, {"B", "12"}});
+    renderer->PrintSection(1, section, {{"A", ""}, {"B", ""}});
+  }
+  renderer->PrintSection(1, 7, {{"A", "x"}, {"B", "  "}});
+  renderer->Finish();
+  EXPECT_EQ(out.str(),
+            "abcde----9\n"
+            "ação----12\n"
+            "----------\n"
+            "abcde----9     Série\n"
+            "ação----12     Série\n"
+            "----------     Série\n"
+            "x-------\n");
+}
+
 TEST(SectionsTrace, EscapesWhatJsonNeedsAndKeepsUtf8) {
   std::ostringstream out;
   TSectionsTraceSink sink(out);
