@@ -26,7 +26,20 @@ const char* FieldTypeName(TFieldType type) {
 
 Variant::Variant(const Variant& other) = default;
 Variant::Variant(Variant&& other) noexcept = default;
-Variant& Variant::operator=(const Variant& other) = default;
+// Rows are copied value by value as they go from thread to thread: a number over a number and a
+// text over a text (whose buffer is kept) are plain stores, without the general visit.
+Variant& Variant::operator=(const Variant& other) {
+  if (const auto* d = std::get_if<double>(&other.value_)) {
+    AssignFloat(*d);
+  } else if (const auto* i = std::get_if<int64_t>(&other.value_)) {
+    AssignInteger(*i);
+  } else if (const auto* s = std::get_if<std::string>(&other.value_)) {
+    AssignString(*s);
+  } else {
+    value_ = other.value_;
+  }
+  return *this;
+}
 Variant& Variant::operator=(Variant&& other) noexcept = default;
 Variant::~Variant() = default;
 

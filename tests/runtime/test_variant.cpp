@@ -34,6 +34,29 @@ TEST(Variant, AssignStringReusesTheTextItHolds) {
   EXPECT_FALSE(v.IsNull()) << "an empty text is not null";
 }
 
+// A copy takes the other's kind and value whatever this one held; a text copied over a text
+// keeps this one's buffer.
+TEST(Variant, ACopyTakesTheOthersKindAndValue) {
+  const std::vector<Variant> values = {
+      Variant(),     Variant(int64_t{-3}),
+      Variant(2.5),  Variant("um texto de mais de quinze letras"),
+      Variant(true), Variant::FromDateTime(EncodeDate(2026, 1, 2))};
+  for (const Variant& from : values) {
+    for (const Variant& before : values) {
+      Variant to = before;
+      to = from;
+      EXPECT_EQ(to, from) << before.AsString() << " <- " << from.AsString();
+      EXPECT_EQ(to.GetKind(), from.GetKind());
+    }
+  }
+  Variant text("outro texto de mais de quinze letras");
+  const char* buffer = text.StringRef().data();
+  text = values[3];
+  EXPECT_EQ(text.StringRef().data(), buffer);
+  text = text;
+  EXPECT_EQ(text, values[3]) << "a text copied over itself";
+}
+
 TEST(Variant, AnEmptyTextEmptiesAFieldOfAnotherType) {
   for (TFieldType type :
        {TFieldType::Integer, TFieldType::Float, TFieldType::DateTime, TFieldType::Boolean}) {
