@@ -121,11 +121,13 @@ Variant ReadSqliteValue(sqlite3_stmt* statement, int i, TFieldType type, const s
 
 bool SqliteColumnReader::Read(sqlite3_stmt* statement, int column, TFieldType type,
                               const std::string& name, Variant& slot) {
-  const int storage = sqlite3_column_type(statement, column);
+  // One call into the statement for the column's value, then questions to the value itself
+  // (see OpenSqliteUri for why the value needs no mutex).
+  sqlite3_value* value = sqlite3_column_value(statement, column);
+  const int storage = sqlite3_value_type(value);
   if (storage == SQLITE_TEXT && (type == TFieldType::String || type == TFieldType::DateTime)) {
-    const std::string_view text(
-        reinterpret_cast<const char*>(sqlite3_column_text(statement, column)),
-        static_cast<size_t>(sqlite3_column_bytes(statement, column)));
+    const std::string_view text(reinterpret_cast<const char*>(sqlite3_value_text(value)),
+                                static_cast<size_t>(sqlite3_value_bytes(value)));
     if (type == TFieldType::String) {
       slot.AssignString(text);
       return true;
@@ -135,11 +137,11 @@ bool SqliteColumnReader::Read(sqlite3_stmt* statement, int column, TFieldType ty
     return false;
   }
   if (storage == SQLITE_FLOAT && type == TFieldType::Float) {
-    slot.AssignFloat(sqlite3_column_double(statement, column));
+    slot.AssignFloat(sqlite3_value_double(value));
     return true;
   }
   if (storage == SQLITE_INTEGER && type == TFieldType::Integer) {
-    slot.AssignInteger(sqlite3_column_int64(statement, column));
+    slot.AssignInteger(sqlite3_value_int64(value));
     return true;
   }
   slot = ReadSqliteValue(statement, column, type, name);
@@ -217,6 +219,9 @@ std::string SqliteFileUri(const std::string& path, const std::string& query) {
 namespace {
 
 // Opens `uri` with `flags` and the host's settings; `path` names the file in messages.
+// A connection is used by one thread at a time and has no mutex: the values of its statements'
+// columns (sqlite3_column_value) are then as safe to read as the columns themselves, since
+// there is no mutex that reading them could fail to hold.
 sqlite3* OpenSqliteUri(const std::string& uri, int flags, const std::string& path) {
   sqlite3* db = nullptr;
   if (sqlite3_open_v2(uri.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI, nullptr) !=
@@ -224,6 +229,10 @@ sqlite3* OpenSqliteUri(const std::string& uri, int flags, const std::string& pat
     const std::string message = db != nullptr ? sqlite3_errmsg(db) : "out of memory";
     sqlite3_close(db);
     throw Exception("cannot open database '" + path + "': " + message);
+  }
+  if (sqlite3_db_mutex(db) != nullptr) {
+    sqlite3_close(db);
+    throw Exception("cannot open database '" + path + "' without a mutex");
   }
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
   sqlite3_create_function(db, "nrw_upper", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr,

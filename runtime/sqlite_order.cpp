@@ -5,23 +5,24 @@ namespace nrw {
 
 OrderedValue ColumnValue(sqlite3_stmt* st, int column) {
   OrderedValue v;
-  switch (sqlite3_column_type(st, column)) {
+  sqlite3_value* value = sqlite3_column_value(st, column);  // see SqliteColumnReader::Read
+  switch (sqlite3_value_type(value)) {
     case SQLITE_NULL:
       v.cls = OrderedValue::Class::Null;
       break;
     case SQLITE_INTEGER:
       v.cls = OrderedValue::Class::Number;
       v.integer = true;
-      v.i = sqlite3_column_int64(st, column);
+      v.i = sqlite3_value_int64(value);
       break;
     case SQLITE_FLOAT:
       v.cls = OrderedValue::Class::Number;
-      v.d = sqlite3_column_double(st, column);
+      v.d = sqlite3_value_double(value);
       break;
     case SQLITE_TEXT: {
-      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, column));
+      const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
       v.cls = OrderedValue::Class::Text;
-      v.text = std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(st, column)));
+      v.text = std::string_view(text, static_cast<size_t>(sqlite3_value_bytes(value)));
       break;
     }
     default:
