@@ -40,6 +40,9 @@ class NRW_API TSQLBulkWriter {
  public:
   virtual ~TSQLBulkWriter();
   virtual void Add(const std::vector<Variant>& row) = 0;
+  // Add for a row whose vector the caller only reuses as a buffer: the writer may exchange its
+  // values for others it no longer needs instead of copying them.
+  virtual void Take(std::vector<Variant>& row) { Add(row); }
   // Sends what is buffered; the writer is unusable afterwards.
   virtual void Finish() = 0;
 };

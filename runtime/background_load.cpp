@@ -25,6 +25,20 @@ void BackgroundLoad::Add(int table, const std::vector<Variant>& row) {
   } else {
     batch_.rows[batch_.used] = row;  // reuses the slot's buffers
   }
+  Queued(table);
+}
+
+void BackgroundLoad::Take(int table, std::vector<Variant>& row) {
+  if (batch_.used == batch_.rows.size()) {
+    batch_.rows.push_back(row);
+  } else {
+    batch_.rows[batch_.used].swap(row);
+  }
+  Queued(table);
+}
+
+// The batch's next row slot was filled for `table`.
+void BackgroundLoad::Queued(int table) {
   batch_.steps.push_back({Step::Kind::Row, table, batch_.used++});
   if (batch_.used == kBatchRows) {
     HandOver();
@@ -74,7 +88,7 @@ void BackgroundLoad::Write(Batch& batch) {
         break;
       }
       case Step::Kind::Row:
-        writer->Add(batch.rows[step.index]);
+        writer->Take(batch.rows[step.index]);
         break;
       case Step::Kind::End:
         writer->Finish();

@@ -1,5 +1,5 @@
 // BackgroundLoad: tables refilled through one SQL connection by a thread of its own
-// ("nrw-load"). The caller's thread only copies each row into a batch; the thread creates the
+// ("nrw-load"). The caller's thread only puts each row into a batch; the thread creates the
 // tables and inserts the rows in the order they came, so the rows keep their order (and SQLite
 // its row ids). Nothing else may use the connection from the first Begin until Wait returns.
 #pragma once
@@ -23,6 +23,9 @@ class NRW_API BackgroundLoad {
   void Begin(int table, const std::string& name, const std::vector<TFieldDef>& fields);
   // Appends a row (its values already of the columns' types) to `table`.
   void Add(int table, const std::vector<Variant>& row);
+  // Add for a row whose vector the caller only reuses as a buffer: its values are exchanged for
+  // others that are no longer needed instead of copied.
+  void Take(int table, std::vector<Variant>& row);
   // Ends the refill of `table`.
   void End(int table);
   // Waits until everything handed over is written; raises the first failure.
@@ -50,6 +53,7 @@ class NRW_API BackgroundLoad {
 
   void Write(Batch& batch);  // on the thread
   void HandOver();
+  void Queued(int table);
 
   TSQLConnection& connection_;
   std::vector<std::unique_ptr<TSQLBulkWriter>> writers_;  // on the thread

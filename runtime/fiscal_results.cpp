@@ -45,7 +45,7 @@ class MemoryStorage : public FiscalStorage {
   void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
     tables_[static_cast<int>(result)]->CreateDataSet(fields);
   }
-  void Add(FiscalResult result, const std::vector<Variant>& row) override {
+  void Add(FiscalResult result, std::vector<Variant>& row) override {
     tables_[static_cast<int>(result)]->AppendRecord(row);
   }
   bool SortsRows() const override { return true; }
@@ -129,8 +129,8 @@ class SqliteStorage : public FiscalStorage {
   void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
     load_->Begin(static_cast<int>(result), tables_[static_cast<int>(result)]->TableName(), fields);
   }
-  void Add(FiscalResult result, const std::vector<Variant>& row) override {
-    load_->Add(static_cast<int>(result), row);
+  void Add(FiscalResult result, std::vector<Variant>& row) override {
+    load_->Take(static_cast<int>(result), row);
   }
   void End(FiscalResult result, const std::string& key_fields) override {
     load_->End(static_cast<int>(result));

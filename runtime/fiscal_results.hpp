@@ -37,8 +37,9 @@ class FiscalStorage {
   // True when dropping rows after End, one by one through Table, costs less than having the
   // database filter them: in memory a deleted row is only marked.
   virtual bool DropsRowsCheaply() const { return false; }
-  // One row, its values already of the columns' types.
-  virtual void Add(FiscalResult result, const std::vector<Variant>& row) = 0;
+  // One row, its values already of the columns' types. The caller reuses `row` only as a
+  // buffer: the storage may exchange its values for others.
+  virtual void Add(FiscalResult result, std::vector<Variant>& row) = 0;
   // Ends the table's refill, whose rows are then in the order of `key_fields`: a storage that
   // sorts puts them so, the others were given them so by the ordered queries.
   virtual void End(FiscalResult result, const std::string& key_fields) = 0;

@@ -414,10 +414,15 @@ class SqliteBulkWriter : public TSQLBulkWriter {
     } else {
       rows_[waiting_] = row;  // reuses the buffer's texts
     }
-    if (++waiting_ == kRowsPerInsert) {
-      Insert(many_, 0, kRowsPerInsert);
-      waiting_ = 0;
+    Queued();
+  }
+  void Take(std::vector<Variant>& row) override {
+    if (waiting_ == rows_.size() || row.size() < columns_) {
+      Add(row);
+      return;
     }
+    rows_[waiting_].swap(row);  // the caller gets a buffer of the same width back
+    Queued();
   }
   void Finish() override {
     for (size_t row = 0; row < waiting_; ++row) {
@@ -428,6 +433,14 @@ class SqliteBulkWriter : public TSQLBulkWriter {
 
  private:
   static constexpr size_t kRowsPerInsert = 16;
+
+  // A row was added to the waiting ones: a full set is inserted.
+  void Queued() {
+    if (++waiting_ == kRowsPerInsert) {
+      Insert(many_, 0, kRowsPerInsert);
+      waiting_ = 0;
+    }
+  }
 
   sqlite3_stmt* Prepare(const std::string& sql) {
     sqlite3_stmt* statement = nullptr;

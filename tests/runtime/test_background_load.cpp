@@ -86,9 +86,17 @@ TEST_F(BackgroundLoadTest, TablesFilledInTurnsKeepTheOrderOfTheirRows) {
   load.Begin(0, "A", fields);
   load.Begin(1, "B", fields);
   std::vector<std::string> a, b;
+  std::vector<Variant> buffer;  // table A's rows are taken from one buffer, its values exchanged
   for (int i = 0; i < 5000; ++i) {  // more than a batch
     const Variant text = i % 7 == 0 ? Variant() : Variant("t" + std::to_string(i));
-    load.Add(i % 3 == 0 ? 1 : 0, {Variant(i), text});
+    if (i % 3 == 0) {
+      load.Add(1, {Variant(i), text});
+    } else {
+      buffer.resize(2);
+      buffer[0] = Variant(i);
+      buffer[1] = text;
+      load.Take(0, buffer);
+    }
     (i % 3 == 0 ? b : a)
         .push_back(std::to_string(i) + "|" + (text.IsNull() ? "null" : text.AsString()));
   }
