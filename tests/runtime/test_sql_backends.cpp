@@ -164,6 +164,42 @@ TEST_P(SqlBackend, BulkInsertKeepsAwkwardText) {
   EXPECT_TRUE(found);
 }
 
+// Enough rows for several statements of many rows and a rest of single ones; the dates repeat
+// in runs, as rows by key bring them, and change within a statement; rows are added and taken.
+TEST_P(SqlBackend, BulkInsertKeepsTheDatesOfManyRows) {
+  conn->ExecuteScript("create table M (N integer, D date, DT timestamp)");
+  const double day = EncodeDate(2026, 3, 1);
+  auto dates = [day](int n) {
+    const Variant d = n % 11 == 5 ? Variant() : Variant::FromDateTime(day + n / 7);
+    const Variant dt = Variant::FromDateTime(day + n / 3 + (n % 2 == 0 ? 0.5 : 0.0));
+    return std::pair{d, dt};
+  };
+  constexpr int kRows = 75;
+  auto writer = conn->BulkInsert("M", {"N", "D", "DT"});
+  std::vector<Variant> buffer;
+  for (int n = 0; n < kRows; ++n) {
+    const auto [d, dt] = dates(n);
+    if (n % 2 == 0) {
+      writer->Add({n, d, dt});
+    } else {
+      buffer = {n, d, dt};
+      writer->Take(buffer);
+    }
+  }
+  writer->Finish();
+  auto cursor = Run("select N, D, DT from M order by N", {});
+  ASSERT_EQ(cursor->RecordCount(), kRows);
+  for (cursor->First(); !cursor->Eof(); cursor->Next()) {
+    const int n = static_cast<int>(cursor->GetInteger(0));
+    const auto [d, dt] = dates(n);
+    EXPECT_EQ(cursor->IsNull(1), d.IsNull()) << n;
+    if (!d.IsNull()) {
+      EXPECT_EQ(cursor->GetFloat(1), d.AsDateTime()) << n;
+    }
+    EXPECT_EQ(cursor->GetFloat(2), dt.AsDateTime()) << n;
+  }
+}
+
 TEST_P(SqlBackend, RefreshRunsTheSameTextWithNewValues) {
   auto cursor = Run("select N, S from T where N >= :n", {Variant(4)});
   cursor->SetIndexFieldNames("S");
