@@ -21,10 +21,9 @@ class NRW_API BackgroundLoad {
 
   // Creates table `name` anew (dropping one of that name) with these columns, as `table`.
   void Begin(int table, const std::string& name, const std::vector<TFieldDef>& fields);
-  // Appends a row (its values already of the columns' types) to `table`.
-  void Add(int table, const std::vector<Variant>& row);
-  // Add for a row whose vector the caller only reuses as a buffer: its values are exchanged for
-  // others that are no longer needed instead of copied.
+  // Appends a row (its values already of the columns' types) to `table`. The caller reuses
+  // `row` only as a buffer: its values may be exchanged for others that are no longer needed
+  // instead of copied.
   void Take(int table, std::vector<Variant>& row);
   // Ends the refill of `table`.
   void End(int table);
@@ -53,7 +52,6 @@ class NRW_API BackgroundLoad {
 
   void Write(Batch& batch);  // on the thread
   void HandOver();
-  void Queued(int table);
 
   TSQLConnection& connection_;
   std::vector<std::unique_ptr<TSQLBulkWriter>> writers_;  // on the thread

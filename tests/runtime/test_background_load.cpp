@@ -86,17 +86,13 @@ TEST_F(BackgroundLoadTest, TablesFilledInTurnsKeepTheOrderOfTheirRows) {
   load.Begin(0, "A", fields);
   load.Begin(1, "B", fields);
   std::vector<std::string> a, b;
-  std::vector<Variant> buffer;  // table A's rows are taken from one buffer, its values exchanged
+  std::vector<Variant> buffer;      // every row is taken from one buffer, its values exchanged
   for (int i = 0; i < 5000; ++i) {  // more than a batch
     const Variant text = i % 7 == 0 ? Variant() : Variant("t" + std::to_string(i));
-    if (i % 3 == 0) {
-      load.Add(1, {Variant(i), text});
-    } else {
-      buffer.resize(2);
-      buffer[0] = Variant(i);
-      buffer[1] = text;
-      load.Take(0, buffer);
-    }
+    buffer.resize(2);
+    buffer[0] = Variant(i);
+    buffer[1] = text;
+    load.Take(i % 3 == 0 ? 1 : 0, buffer);
     (i % 3 == 0 ? b : a)
         .push_back(std::to_string(i) + "|" + (text.IsNull() ? "null" : text.AsString()));
   }
@@ -112,7 +108,8 @@ TEST_F(BackgroundLoadTest, AFailureIsRaisedOnTheCallersThreadAndCanBeDiscarded) 
   BackgroundLoad load(*connection, 1);
   connection->BeginTransaction();
   load.Begin(0, "A", fields);
-  load.Add(0, {Variant(1)});  // one value short
+  std::vector<Variant> row = {Variant(1)};  // one value short
+  load.Take(0, row);
   load.End(0);
   try {
     load.Wait();
@@ -124,7 +121,8 @@ TEST_F(BackgroundLoadTest, AFailureIsRaisedOnTheCallersThreadAndCanBeDiscarded) 
   connection->Rollback();
   connection->BeginTransaction();
   load.Begin(0, "A", fields);
-  load.Add(0, {Variant(2), Variant("x")});
+  row = {Variant(2), Variant("x")};
+  load.Take(0, row);
   load.End(0);
   load.Wait();
   connection->Commit();
