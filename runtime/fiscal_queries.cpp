@@ -145,18 +145,14 @@ SqlText DocumentsQuery(const FiscalFilter& f, bool ordered) {
   return Union(f, branch, ordered ? "1" : "");
 }
 
-SqlText PisCofinsQuery(const FiscalFilter& f, bool ordered, bool only_listed) {
-  auto branch = [&f, only_listed](const Direction& d, TVariantArray& params) {
-    std::string sql = "select P." + Key(d) +
-                      " CHAVELCTOFIS, P.SEQ, P.CODIGOPRODUTO, P.ORIGEM, P.CODIGOCFOP, "
-                      "P.VALORCONTABIL, P.BASEPISCOFINS, P.ALIQPIS, P.VALORPIS, P.ALIQCOFINS, "
-                      "P.VALORCOFINS from LCTOFIS" +
-                      std::string(d.suffix) + "PRODUTO P join LCTOFIS" + d.suffix + " L on L." +
-                      Key(d) + " = P." + Key(d) + DocumentConditions(f, params);
-    if (only_listed) {
-      sql += " and exists (select 1 from LCTOFIS" + std::string(d.suffix) + "IMPOSTO I where I." +
-             Key(d) + " = L." + Key(d) + TaxLineConditions(f, params) + ")";
-    }
+SqlText PisCofinsQuery(const FiscalFilter& f, bool ordered) {
+  auto branch = [&f](const Direction& d, TVariantArray& params) {
+    const std::string sql = "select P." + Key(d) +
+                            " CHAVELCTOFIS, P.SEQ, P.CODIGOPRODUTO, P.ORIGEM, P.CODIGOCFOP, "
+                            "P.VALORCONTABIL, P.BASEPISCOFINS, P.ALIQPIS, P.VALORPIS, "
+                            "P.ALIQCOFINS, P.VALORCOFINS from LCTOFIS" +
+                            std::string(d.suffix) + "PRODUTO P join LCTOFIS" + d.suffix +
+                            " L on L." + Key(d) + " = P." + Key(d) + DocumentConditions(f, params);
     return f.pis_cofins ? sql : sql + " and 1 = 0";
   };
   return Union(f, branch, ordered ? "1, 2" : "");

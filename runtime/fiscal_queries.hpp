@@ -35,8 +35,9 @@ struct SqlText {
 // `ordered`: the rows come sorted by key (and sequence); without it the caller sorts them.
 SqlText TaxLinesQuery(const FiscalFilter& filter, bool ordered = true);
 SqlText DocumentsQuery(const FiscalFilter& filter, bool ordered = true);
-// `only_listed`: only the items of documents that have a tax line the tax lines query lists.
-SqlText PisCofinsQuery(const FiscalFilter& filter, bool ordered = true, bool only_listed = false);
+// Every item of the period's documents: the caller keeps those of documents with listed tax
+// lines.
+SqlText PisCofinsQuery(const FiscalFilter& filter, bool ordered = true);
 SqlText PeopleQuery(const FiscalFilter& filter);
 SqlText CfopQuery();
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -49,7 +50,6 @@ class MemoryStorage : public FiscalStorage {
     tables_[static_cast<int>(result)]->AppendRecord(row);
   }
   bool SortsRows() const override { return true; }
-  bool DropsRowsCheaply() const override { return true; }
   void End(FiscalResult result, const std::string& key_fields) override {
     TnClientDataSetMem* table = tables_[static_cast<int>(result)];
     table->SortRows(key_fields);
@@ -136,6 +136,28 @@ class SqliteStorage : public FiscalStorage {
     load_->End(static_cast<int>(result));
     row_orders_[static_cast<int>(result)] = key_fields;
   }
+  // The load wrote the rows into a new table in the order they were added, so the row at place
+  // p has row id p + 1. The ranges go a batch per statement, each found by its row ids.
+  void DropAddedRows(FiscalResult result, const std::vector<AddedRows>& rows) override {
+    if (rows.empty()) {
+      return;
+    }
+    load_->Wait();
+    constexpr size_t kRangesPerStatement = 200;
+    const std::string table = tables_[static_cast<int>(result)]->TableName();
+    TSQLConnection& writer = connection_->Sql();
+    for (size_t begin = 0; begin < rows.size(); begin += kRangesPerStatement) {
+      const size_t end = std::min(rows.size(), begin + kRangesPerStatement);
+      std::string sql = "delete from " + table + " where";
+      TVariantArray params;
+      for (size_t i = begin; i < end; ++i) {
+        sql += i == begin ? " rowid between ? and ?" : " or rowid between ? and ?";
+        params.push_back(Variant(rows[i].first + 1));
+        params.push_back(Variant(rows[i].last + 1));
+      }
+      writer.Execute(sql, params);
+    }
+  }
   TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
   std::string File() const override { return file_; }
 
@@ -212,6 +234,11 @@ const char* FiscalResultName(FiscalResult result) {
       break;
   }
   return "cdsPisCofins";
+}
+
+void FiscalStorage::DropAddedRows(FiscalResult result, const std::vector<AddedRows>&) {
+  throw Exception(std::string(FiscalResultName(result)) +
+                  ": this storage sorts its rows, which keep no places to drop them by");
 }
 
 std::unique_ptr<FiscalStorage> MakeMemoryStorage(TComponent* owner) {

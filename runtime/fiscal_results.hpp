@@ -3,11 +3,13 @@
 // order the queries give, so both storage modes hold the same rows in the same order.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/data_set.hpp"
+#include "host/export.hpp"
 #include "host/memory_data_set.hpp"
 
 namespace nrw {
@@ -15,14 +17,20 @@ namespace nrw {
 enum class FiscalResult { Imposto, DocFiscal, PisCofins };
 constexpr int kFiscalResultCount = 3;
 
+// Rows of a result table by their places in the order they were added (from 0): first to
+// last, both included.
+struct AddedRows {
+  int64_t first = 0, last = 0;
+};
+
 // The columns of each result table (the tax lines gain NumeroNF or NomePessoa by extra field).
-std::vector<TFieldDef> FiscalResultFields(FiscalResult result, int extra_field);
+NRW_API std::vector<TFieldDef> FiscalResultFields(FiscalResult result, int extra_field);
 std::vector<TFieldDef> PessoaFields();
 std::vector<TFieldDef> CfopFields();
 std::vector<TFieldDef> TotalFields();
 const char* FiscalResultName(FiscalResult result);
 
-class FiscalStorage {
+class NRW_API FiscalStorage {
  public:
   virtual ~FiscalStorage() = default;
   // Frames the refill of all three tables (SQLite: they are closed meanwhile). Within it the
@@ -34,9 +42,10 @@ class FiscalStorage {
   // True when the storage puts the rows in key order itself (End), so that the queries need
   // not sort: in memory a sort of row ids is cheaper than the database's sort of whole rows.
   virtual bool SortsRows() const { return false; }
-  // True when dropping rows after End, one by one through Table, costs less than having the
-  // database filter them: in memory a deleted row is only marked.
-  virtual bool DropsRowsCheaply() const { return false; }
+  // Drops rows of a table whose refill has ended by their places among those added, before
+  // EndRefill. Only a storage that keeps the rows in the order they came (SortsRows false) knows
+  // those places; the others refuse.
+  virtual void DropAddedRows(FiscalResult result, const std::vector<AddedRows>& rows);
   // One row, its values already of the columns' types. The caller reuses `row` only as a
   // buffer: the storage may exchange its values for others.
   virtual void Add(FiscalResult result, std::vector<Variant>& row) = 0;
@@ -48,10 +57,10 @@ class FiscalStorage {
 };
 
 // In-memory tables, components of `owner` named cdsImposto, cdsDocFiscal, cdsPisCofins.
-std::unique_ptr<FiscalStorage> MakeMemoryStorage(TComponent* owner);
+NRW_API std::unique_ptr<FiscalStorage> MakeMemoryStorage(TComponent* owner);
 // SQLite tables in a new temporary file; the file and every working copy made from it (its name
 // with "temp" replaced) are removed when the storage is destroyed.
-std::unique_ptr<FiscalStorage> MakeSqliteStorage(TComponent* owner);
+NRW_API std::unique_ptr<FiscalStorage> MakeSqliteStorage(TComponent* owner);
 
 // The folder for temporary files: TMPDIR when set and free of "temp" in its path (working
 // copies are named by replacing "temp"), else /tmp.

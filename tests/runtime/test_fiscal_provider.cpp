@@ -7,6 +7,7 @@
 
 #include "host/exception.hpp"
 #include "host/fiscal_provider.hpp"
+#include "runtime/fiscal_results.hpp"
 #include "schema/company_schema.hpp"
 #include "tests/runtime/backends.hpp"
 #include "tests/runtime/fiscal_fixture.hpp"
@@ -472,6 +473,50 @@ TEST(FiscalProviderStorage, TemporaryFilesAreRemovedAfterAFailedExecution) {
   }
   ASSERT_FALSE(file.empty());
   EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+// SQLite storage drops rows by their places in the order they were added: ranges that begin
+// and end the table, single rows, more ranges than one statement takes.
+TEST(FiscalProviderStorage, SqliteDropsAddedRowsByTheirPlaces) {
+  TComponent owner(nullptr);
+  std::unique_ptr<FiscalStorage> storage = MakeSqliteStorage(&owner);
+  storage->BeginRefill();
+  for (const FiscalResult result :
+       {FiscalResult::Imposto, FiscalResult::DocFiscal, FiscalResult::PisCofins}) {
+    storage->Begin(result, FiscalResultFields(result, 0));
+  }
+  constexpr int kRows = 1000;
+  std::vector<Variant> row;
+  for (int place = 0; place < kRows; ++place) {
+    row = {Variant(double(place)), Variant(1),    Variant(7),    Variant("0"),
+           Variant(5102),          Variant(10.0), Variant(10.0), Variant(1.65),
+           Variant(0.17),          Variant(7.6),  Variant(0.76)};
+    storage->Add(FiscalResult::PisCofins, row);
+  }
+  storage->End(FiscalResult::Imposto, "CHAVELCTOFIS;SEQ");
+  storage->End(FiscalResult::DocFiscal, "CHAVELCTOFIS");
+  storage->End(FiscalResult::PisCofins, "CHAVELCTOFIS;SEQ");
+  // Places 0-9 and 990-999, then every odd place between: 397 ranges.
+  std::vector<AddedRows> dropped = {{0, 9}};
+  for (int place = 11; place < 990; place += 2) {
+    dropped.push_back({place, place});
+  }
+  dropped.push_back({990, kRows - 1});
+  storage->DropAddedRows(FiscalResult::PisCofins, dropped);
+  storage->EndRefill();
+  std::vector<double> expected;
+  for (int place = 10; place < 990; place += 2) {
+    expected.push_back(place);
+  }
+  std::vector<double> kept;
+  TDataSet* items = storage->Table(FiscalResult::PisCofins);
+  for (items->First(); !items->Eof(); items->Next()) {
+    kept.push_back(items->GetFloat(0));
+  }
+  EXPECT_EQ(kept, expected);
+
+  std::unique_ptr<FiscalStorage> memory = MakeMemoryStorage(&owner);
+  EXPECT_THROW(memory->DropAddedRows(FiscalResult::PisCofins, dropped), Exception);
 }
 
 TEST(FiscalProviderStorage, CreatedByClassName) {
