@@ -35,14 +35,20 @@ class NRW_API Variant {
   static Variant FromDateTime(TDateTime value);
   static Variant Null() { return Variant(); }
 
-  Kind GetKind() const;
+  Kind GetKind() const { return static_cast<Kind>(value_.index()); }
   bool IsNull() const { return value_.index() == 0; }
   bool IsNumeric() const;
 
   // Conversions follow the host's rules: numbers from strings by the locale (EConvertError when
   // the text is not a number), null reads as 0, "" or false.
-  int64_t AsInteger() const;
-  double AsFloat() const;
+  int64_t AsInteger() const {
+    const int64_t* held = std::get_if<int64_t>(&value_);
+    return held != nullptr ? *held : ConvertToInteger();
+  }
+  double AsFloat() const {
+    const double* held = std::get_if<double>(&value_);
+    return held != nullptr ? *held : ConvertToFloat();
+  }
   std::string AsString() const;
   // The text of a String variant, without a copy (only for Kind::String).
   const std::string& StringRef() const { return std::get<std::string>(value_); }
@@ -71,6 +77,10 @@ class NRW_API Variant {
   bool operator==(const Variant& other) const = default;
 
  private:
+  // AsInteger and AsFloat of the other kinds.
+  int64_t ConvertToInteger() const;
+  double ConvertToFloat() const;
+
   struct DateTimeValue {
     double days;
     bool operator==(const DateTimeValue&) const = default;

@@ -8,11 +8,12 @@
 namespace nrw {
 namespace {
 
-// The order of two keys from their second field on; values SQLite orders otherwise (blobs)
-// count as equal, and the row ids decide.
-bool Before(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b) {
-  for (size_t i = 1; i < a.key.size(); ++i) {
-    const std::optional<int> c = CompareValues(a.key[i].View(), b.key[i].View());
+// The order of two keys from their second field on (`index`: the index fields); values SQLite
+// orders otherwise (blobs) count as equal, and the row ids decide.
+bool Before(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b,
+            const std::vector<int>& index) {
+  for (size_t i = 1; i < index.size(); ++i) {
+    const std::optional<int> c = CompareValues(a.Key(i, index), b.Key(i, index));
     if (c && *c != 0) {
       return *c < 0;
     }
@@ -20,8 +21,9 @@ bool Before(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b) {
   return a.rowid < b.rowid;
 }
 
-bool SameFirst(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b) {
-  return CompareValues(a.key[0].View(), b.key[0].View()) == 0;
+bool SameFirst(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b,
+               const std::vector<int>& index) {
+  return CompareValues(a.Key(0, index), b.Key(0, index)) == 0;
 }
 
 }  // namespace
@@ -72,7 +74,7 @@ int SqliteGroupedRows::ReadRun() {
     if (rc != SQLITE_ROW) {
       return rc;
     }
-    if (!SameFirst(rows_[size_], rows_[0])) {
+    if (!SameFirst(rows_[size_], rows_[0], shape_->index)) {
       ahead_ = true;
       break;
     }
@@ -82,7 +84,7 @@ int SqliteGroupedRows::ReadRun() {
   std::iota(order_.begin(), order_.end(), size_t{0});
   if (size_ > 1) {
     std::sort(order_.begin(), order_.end(),
-              [this](size_t a, size_t b) { return Before(rows_[a], rows_[b]); });
+              [this](size_t a, size_t b) { return Before(rows_[a], rows_[b], shape_->index); });
   }
   next_ = 0;
   return SQLITE_ROW;
@@ -92,7 +94,7 @@ int SqliteGroupedRows::SkipBelow(const OrderedValue& lead, size_t limit) {
   const auto below = [&lead](const OrderedValue& v) {
     return CompareValues(v, lead).value_or(0) < 0;
   };
-  if (ahead_ && !below(rows_[size_].key[0].View())) {
+  if (ahead_ && !below(rows_[size_].Key(0, shape_->index))) {
     next_ = size_;  // the next Step reads the run that row begins
     return SQLITE_ROW;
   }

@@ -31,32 +31,6 @@ OrderedValue ColumnValue(sqlite3_stmt* st, int column) {
   return v;
 }
 
-OrderedValue KeyValue(const Variant& value) {
-  OrderedValue v;
-  switch (value.GetKind()) {
-    case Variant::Kind::Null:
-      v.cls = OrderedValue::Class::Null;
-      break;
-    case Variant::Kind::Integer:
-    case Variant::Kind::Boolean:
-      v.cls = OrderedValue::Class::Number;
-      v.integer = true;
-      v.i = value.AsInteger();
-      break;
-    case Variant::Kind::Float:
-      v.cls = OrderedValue::Class::Number;
-      v.d = value.AsFloat();
-      break;
-    case Variant::Kind::String:
-      v.cls = OrderedValue::Class::Text;
-      v.text = value.StringRef();
-      break;
-    case Variant::Kind::DateTime:
-      break;
-  }
-  return v;
-}
-
 std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b) {
   using Class = OrderedValue::Class;
   if (a.cls == Class::Unknown || b.cls == Class::Unknown) {
@@ -66,8 +40,8 @@ std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b) {
     return a.cls < b.cls ? -1 : 1;
   }
   if (a.cls == Class::Number) {
-    if (a.integer && b.integer) {
-      return (a.i > b.i) - (a.i < b.i);
+    if (a.integer == b.integer) {
+      return a.integer ? (a.i > b.i) - (a.i < b.i) : (a.d > b.d) - (a.d < b.d);
     }
     // A long double holds every 64-bit integer exactly.
     const long double x = a.integer ? a.i : a.d, y = b.integer ? b.i : b.d;
@@ -82,14 +56,6 @@ std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b) {
 
 void HeldValue::Hold(sqlite3_stmt* st, int column) {
   value_ = ColumnValue(st, column);
-  if (value_.cls == OrderedValue::Class::Text) {
-    text_.assign(value_.text);
-  }
-}
-
-void HeldValue::HoldAsStored(const Variant& value) {
-  // As stored, the value orders as the same value bound as a key.
-  value_ = KeyValue(value);
   if (value_.cls == OrderedValue::Class::Text) {
     text_.assign(value_.text);
   }

@@ -27,8 +27,32 @@ struct OrderedValue {
 
 // Column `column` of the row `st` stands on.
 OrderedValue ColumnValue(sqlite3_stmt* st, int column);
-// A key value as it is bound to a statement (see BindSqliteValues).
-OrderedValue KeyValue(const Variant& value);
+// A key value as it is bound to a statement (see BindSqliteValues); dates are left to SQLite.
+inline OrderedValue KeyValue(const Variant& value) {
+  OrderedValue v;
+  switch (value.GetKind()) {
+    case Variant::Kind::Null:
+      v.cls = OrderedValue::Class::Null;
+      break;
+    case Variant::Kind::Integer:
+    case Variant::Kind::Boolean:
+      v.cls = OrderedValue::Class::Number;
+      v.integer = true;
+      v.i = value.AsInteger();
+      break;
+    case Variant::Kind::Float:
+      v.cls = OrderedValue::Class::Number;
+      v.d = value.AsFloat();
+      break;
+    case Variant::Kind::String:
+      v.cls = OrderedValue::Class::Text;
+      v.text = value.StringRef();
+      break;
+    case Variant::Kind::DateTime:
+      break;
+  }
+  return v;
+}
 // -1, 0 or 1, or nothing when either value is not ordered here.
 std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b);
 
@@ -37,8 +61,6 @@ std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b);
 class NRW_API HeldValue {
  public:
   void Hold(sqlite3_stmt* st, int column);
-  // Holds the value a Read left as SQLite stored it (see SqliteColumnReader::Read).
-  void HoldAsStored(const Variant& value);
   OrderedValue View() const;
 
  private:

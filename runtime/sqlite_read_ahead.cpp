@@ -228,16 +228,23 @@ void SqliteReadAhead::ReadRow(sqlite3_stmt* st, const Shape& shape, SqliteColumn
                               Row& row) {
   row.rowid = sqlite3_column_int64(st, 0);
   row.values.resize(shape.fields.size());
-  row.key.resize(shape.index.size());
-  // The index fields first: a value read as SQLite stored it is held as it orders from there.
+  row.held = 0;
+  // The index fields first: a value read as SQLite stored it orders from its place in the
+  // values (Row::Key), another is held apart.
   for (size_t k = 0; k < shape.index.size(); ++k) {
     const auto i = static_cast<size_t>(shape.index[k]);
     const int column = static_cast<int>(i) + 1;
     if (shape.wanted[i] &&
-        reader.Read(st, column, shape.fields[i].type, shape.fields[i].name, row.values[i])) {
-      row.key[k].HoldAsStored(row.values[i]);
-    } else {
-      row.key[k].Hold(st, column);
+        reader.Read(st, column, shape.fields[i].type, shape.fields[i].name, row.values[i]) &&
+        k < 64) {
+      continue;
+    }
+    if (row.key.size() < shape.index.size()) {
+      row.key.resize(shape.index.size());
+    }
+    row.key[k].Hold(st, column);
+    if (k < 64) {
+      row.held |= uint64_t{1} << k;
     }
   }
   for (size_t i = 0; i < shape.fields.size(); ++i) {

@@ -34,7 +34,17 @@ class NRW_API SqliteReadAhead {
   struct Row {
     int64_t rowid = 0;
     std::vector<Variant> values;  // by field
-    std::vector<HeldValue> key;   // by index field
+    // Index field k's value as SQLite orders it (`index`: the shape's index fields). A value
+    // read as SQLite stored it orders from its field's place in `values`; another is held in
+    // key[k], and bit k of `held` is set (always from the 64th on).
+    OrderedValue Key(size_t k, const std::vector<int>& index) const {
+      if (k < 64 && (held >> k & 1) == 0) {
+        return KeyValue(values[static_cast<size_t>(index[k])]);
+      }
+      return key[k].View();
+    }
+    uint64_t held = 0;
+    std::vector<HeldValue> key;
   };
 
   explicit SqliteReadAhead(std::string path);

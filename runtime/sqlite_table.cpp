@@ -784,7 +784,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     const auto key = [&](size_t i) { return KeyValue(k[i]); };
     if (const nrw::SqliteReadAhead::Row* held = HeldRow()) {
       return CompareInTurn(
-          k.size(), [&](size_t i) { return held->key[i].View(); }, key);
+          k.size(), [&](size_t i) { return held->Key(i, index); }, key);
     }
     return CompareInTurn(
         k.size(), [&](size_t i) { return ColumnValue(statement, index[i] + 1); }, key);
@@ -991,7 +991,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     }
     const nrw::OrderedValue lead = nrw::KeyValue(k[0]);
     if (lead.cls != nrw::OrderedValue::Class::Number ||
-        nrw::CompareValues(grouped_rows.Current().key[0].View(), lead).value_or(0) >= 0) {
+        nrw::CompareValues(grouped_rows.Current().Key(0, index), lead).value_or(0) >= 0) {
       return SQLITE_ROW;
     }
     const int rc = grouped_rows.SkipBelow(lead, kMaxSkipped);

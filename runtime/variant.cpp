@@ -57,17 +57,13 @@ void Variant::AssignString(std::string_view text) {
   }
 }
 
-Variant::Kind Variant::GetKind() const {
-  return static_cast<Kind>(value_.index());
-}
-
 bool Variant::IsNumeric() const {
   const Kind kind = GetKind();
   return kind == Kind::Integer || kind == Kind::Float || kind == Kind::DateTime ||
          kind == Kind::Boolean;
 }
 
-int64_t Variant::AsInteger() const {
+int64_t Variant::ConvertToInteger() const {
   switch (GetKind()) {
     case Kind::Null:
       return 0;
@@ -85,7 +81,7 @@ int64_t Variant::AsInteger() const {
   return StrToInt(std::get<std::string>(value_));
 }
 
-double Variant::AsFloat() const {
+double Variant::ConvertToFloat() const {
   switch (GetKind()) {
     case Kind::Null:
       return 0.0;

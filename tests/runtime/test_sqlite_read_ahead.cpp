@@ -50,14 +50,15 @@ TEST(SqliteReadAhead, GivesTheRowsOfTheQueryInItsOrder) {
   ScratchDir scratch;
   const std::string file = File(scratch);
   SqliteReadAhead ahead(file);
-  ahead.Start(kQuery, {Variant(7)}, TheShape());
+  const SqliteReadAhead::Shape shape = TheShape();
+  ahead.Start(kQuery, {Variant(7)}, shape);
   std::vector<std::string> rows;
   std::string last_key;
   while (const SqliteReadAhead::Row* row = ahead.Next()) {
     rows.push_back(Text(*row));
     EXPECT_TRUE(row->values[2].IsNull()) << "D was not asked for";
     // The index field S as SQLite orders it: nulls first, then texts.
-    const OrderedValue key = row->key[0].View();
+    const OrderedValue key = row->Key(0, shape.index);
     if (row->values[1].IsNull()) {
       EXPECT_EQ(key.cls, OrderedValue::Class::Null);
     } else {
