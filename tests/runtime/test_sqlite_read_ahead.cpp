@@ -46,6 +46,31 @@ std::string Text(const SqliteReadAhead::Row& row) {
          (row.values[1].IsNull() ? "null" : row.values[1].AsString());
 }
 
+// An index value not kept as SQLite stored it (a date, read from its text as a date) orders
+// as SQLite stored it: by the text; one kept as stored orders from the row's value.
+TEST(SqliteReadAhead, AKeyReadOtherwiseOrdersAsStored) {
+  ScratchDir scratch;
+  const std::string file = scratch.File("dates.db");
+  OpenConnection(file, true)
+      ->ExecuteScript(
+          "create table T (K integer, W text); "
+          "insert into T values (1, '2026-01-31'), (2, '2026-01-05'), (3, '2026-01-05');");
+  const SqliteReadAhead::Shape shape{
+      {{"K", TFieldType::Integer}, {"W", TFieldType::DateTime}}, {1, 1}, {1, 0}};
+  SqliteReadAhead ahead(file);
+  ahead.Start("select rowid, K, W from T order by W, K", {}, shape);
+  std::vector<std::string> keys;
+  while (const SqliteReadAhead::Row* row = ahead.Next()) {
+    EXPECT_EQ(row->values[1].GetKind(), Variant::Kind::DateTime);
+    const OrderedValue date = row->Key(0, shape.index);
+    ASSERT_EQ(date.cls, OrderedValue::Class::Text);
+    const OrderedValue key = row->Key(1, shape.index);
+    ASSERT_EQ(key.cls, OrderedValue::Class::Number);
+    keys.push_back(std::string(date.text) + "|" + std::to_string(key.i));
+  }
+  EXPECT_EQ(keys, (std::vector<std::string>{"2026-01-05|2", "2026-01-05|3", "2026-01-31|1"}));
+}
+
 TEST(SqliteReadAhead, GivesTheRowsOfTheQueryInItsOrder) {
   ScratchDir scratch;
   const std::string file = File(scratch);
