@@ -378,131 +378,236 @@ void SqliteConnection::Rollback() {
 
 namespace {
 
-// Rows are inserted kRowsPerInsert at a time by one statement ("values (...), (...), ..."):
-// a third less of SQLite's work per row than one statement per row. The rows wait in buffers
-// of their own, whose texts are bound without a copy; Finish inserts the rest one by one.
+// The rows waiting in a bulk writer, as SQLite reads them through the table-valued function
+// nrw_rows(pointer): "insert into T (...) select c0, c1, ... from nrw_rows(?)" inserts them all
+// in one step, each value handed to SQLite where it lies instead of bound one by one.
+struct WaitingRows {
+  const std::vector<std::vector<Variant>>* rows = nullptr;
+  size_t count = 0;
+  // A date's text by its row and column (row * columns + column): rows come by key, a day's
+  // together, so the text is mostly the one made before.
+  struct DateText {
+    bool made = false;
+    TDateTime value = 0;
+    std::string text;
+  };
+  std::vector<DateText> dates;
+  size_t columns = 0;
+
+  const std::string& DateAt(size_t row, size_t column, TDateTime value) {
+    DateText& date = dates[row * columns + column];
+    if (!date.made || date.value != value) {
+      date.text = IsoDateTime(value);
+      date.value = value;
+      date.made = true;
+    }
+    return date.text;
+  }
+};
+
+namespace rows_function {
+
+constexpr int kColumns = 64;  // c0 .. c63, then the hidden argument
+constexpr const char* kPointerType = "nrw_rows";
+
+struct Cursor : sqlite3_vtab_cursor {
+  WaitingRows* source = nullptr;
+  size_t row = 0;
+};
+
+int Connect(sqlite3* db, void*, int, const char* const*, sqlite3_vtab** table, char**) {
+  std::string schema = "create table x(";
+  for (int i = 0; i < kColumns; ++i) {
+    schema += "c" + std::to_string(i) + ", ";
+  }
+  schema += "source hidden)";
+  const int rc = sqlite3_declare_vtab(db, schema.c_str());
+  if (rc == SQLITE_OK) {
+    *table = new sqlite3_vtab{};
+  }
+  return rc;
+}
+int Disconnect(sqlite3_vtab* table) {
+  delete table;
+  return SQLITE_OK;
+}
+// Only as nrw_rows(?): the argument is the equality on the hidden column.
+int BestIndex(sqlite3_vtab*, sqlite3_index_info* info) {
+  for (int i = 0; i < info->nConstraint; ++i) {
+    const auto& constraint = info->aConstraint[i];
+    if (constraint.iColumn == kColumns && constraint.op == SQLITE_INDEX_CONSTRAINT_EQ) {
+      if (!constraint.usable) {
+        return SQLITE_CONSTRAINT;
+      }
+      info->aConstraintUsage[i].argvIndex = 1;
+      info->aConstraintUsage[i].omit = 1;
+      info->estimatedCost = 1;
+      return SQLITE_OK;
+    }
+  }
+  return SQLITE_CONSTRAINT;
+}
+int Open(sqlite3_vtab*, sqlite3_vtab_cursor** cursor) {
+  *cursor = new Cursor{};
+  return SQLITE_OK;
+}
+int Close(sqlite3_vtab_cursor* cursor) {
+  delete static_cast<Cursor*>(cursor);
+  return SQLITE_OK;
+}
+int Filter(sqlite3_vtab_cursor* base, int, const char*, int argc, sqlite3_value** argv) {
+  auto* cursor = static_cast<Cursor*>(base);
+  cursor->source =
+      argc > 0 ? static_cast<WaitingRows*>(sqlite3_value_pointer(argv[0], kPointerType)) : nullptr;
+  cursor->row = 0;
+  return SQLITE_OK;
+}
+int Next(sqlite3_vtab_cursor* cursor) {
+  ++static_cast<Cursor*>(cursor)->row;
+  return SQLITE_OK;
+}
+int Eof(sqlite3_vtab_cursor* base) {
+  const auto* cursor = static_cast<Cursor*>(base);
+  return cursor->source == nullptr || cursor->row >= cursor->source->count;
+}
+// A value goes as BindSqliteValue binds it; texts stand until the rows are inserted.
+int Column(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) {
+  const auto* cursor = static_cast<Cursor*>(base);
+  WaitingRows& source = *cursor->source;
+  const auto at = static_cast<size_t>(column);
+  if (column >= kColumns || at >= source.columns) {
+    sqlite3_result_null(context);
+    return SQLITE_OK;
+  }
+  const Variant& value = (*source.rows)[cursor->row][at];
+  switch (value.GetKind()) {
+    case Variant::Kind::Null:
+      sqlite3_result_null(context);
+      break;
+    case Variant::Kind::Integer:
+    case Variant::Kind::Boolean:
+      sqlite3_result_int64(context, value.AsInteger());
+      break;
+    case Variant::Kind::Float:
+      sqlite3_result_double(context, value.AsFloat());
+      break;
+    case Variant::Kind::DateTime: {
+      const std::string& text = source.DateAt(cursor->row, at, value.AsDateTime());
+      sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+      break;
+    }
+    case Variant::Kind::String: {
+      const std::string& text = value.StringRef();
+      sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+      break;
+    }
+  }
+  return SQLITE_OK;
+}
+int Rowid(sqlite3_vtab_cursor* cursor, sqlite3_int64* rowid) {
+  *rowid = static_cast<sqlite3_int64>(static_cast<Cursor*>(cursor)->row);
+  return SQLITE_OK;
+}
+
+// Eponymous only (no xCreate): it exists on every connection it is registered with.
+sqlite3_module MakeModule() {
+  sqlite3_module module{};
+  module.xConnect = Connect;
+  module.xBestIndex = BestIndex;
+  module.xDisconnect = Disconnect;
+  module.xOpen = Open;
+  module.xClose = Close;
+  module.xFilter = Filter;
+  module.xNext = Next;
+  module.xEof = Eof;
+  module.xColumn = Column;
+  module.xRowid = Rowid;
+  return module;
+}
+const sqlite3_module kModule = MakeModule();
+
+}  // namespace rows_function
+
+// Rows are inserted kRowsPerInsert at a time by one statement that reads them through
+// nrw_rows; they wait in buffers of their own. Finish inserts the rest.
 class SqliteBulkWriter : public TSQLBulkWriter {
  public:
   SqliteBulkWriter(sqlite3* db, const std::string& table, const std::vector<std::string>& columns)
       : db_(db), table_(table), columns_(columns.size()) {
+    if (columns_ > static_cast<size_t>(rows_function::kColumns)) {
+      throw Exception("cannot load table " + table + ": more than " +
+                      std::to_string(rows_function::kColumns) + " columns");
+    }
     std::string sql = "insert into " + table + " (";
-    std::string marks;
+    std::string select;
     for (size_t i = 0; i < columns.size(); ++i) {
       sql += (i > 0 ? ", " : "") + columns[i];
-      marks += (i > 0 ? ", ?" : "?");
+      select += (i > 0 ? ", c" : "c") + std::to_string(i);
     }
-    sql += ") values ";
-    one_ = Prepare(sql + "(" + marks + ")");
-    std::string many = sql;
-    for (size_t row = 0; row < kRowsPerInsert; ++row) {
-      many += (row > 0 ? ", (" : "(") + marks + ")";
+    sql += ") select " + select + " from nrw_rows(?)";
+    if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &insert_, nullptr) != SQLITE_OK) {
+      throw Exception("cannot load table " + table_ + ": " + sqlite3_errmsg(db_));
     }
-    many_ = Prepare(many);
-    dates_.resize(kRowsPerInsert * columns_);
+    waiting_.rows = &rows_;
+    waiting_.columns = columns_;
+    waiting_.dates.resize(kRowsPerInsert * columns_);
+    if (sqlite3_bind_pointer(insert_, 1, &waiting_, rows_function::kPointerType, nullptr) !=
+        SQLITE_OK) {
+      sqlite3_finalize(insert_);
+      throw Exception("cannot load table " + table_ + ": " + sqlite3_errmsg(db_));
+    }
   }
-  ~SqliteBulkWriter() override {
-    sqlite3_finalize(one_);
-    sqlite3_finalize(many_);
-  }
+  ~SqliteBulkWriter() override { sqlite3_finalize(insert_); }
 
   void Add(const std::vector<Variant>& row) override {
     if (row.size() < columns_) {
       throw Exception("cannot load table " + table_ + ": a row of " + std::to_string(row.size()) +
                       " values for " + std::to_string(columns_) + " columns");
     }
-    if (waiting_ == rows_.size()) {
+    if (waiting_.count == rows_.size()) {
       rows_.push_back(row);
     } else {
-      rows_[waiting_] = row;  // reuses the buffer's texts
+      rows_[waiting_.count] = row;  // reuses the buffer's texts
     }
     Queued();
   }
   void Take(std::vector<Variant>& row) override {
-    if (waiting_ == rows_.size() || row.size() < columns_) {
+    if (waiting_.count == rows_.size() || row.size() < columns_) {
       Add(row);
       return;
     }
-    rows_[waiting_].swap(row);  // the caller gets a buffer of the same width back
+    rows_[waiting_.count].swap(row);  // the caller gets a buffer of the same width back
     Queued();
   }
-  void Finish() override {
-    for (size_t row = 0; row < waiting_; ++row) {
-      Insert(one_, row, 1);
-    }
-    waiting_ = 0;
-  }
+  void Finish() override { Insert(); }
 
  private:
-  static constexpr size_t kRowsPerInsert = 16;
+  static constexpr size_t kRowsPerInsert = 256;
 
   // A row was added to the waiting ones: a full set is inserted.
   void Queued() {
-    if (++waiting_ == kRowsPerInsert) {
-      Insert(many_, 0, kRowsPerInsert);
-      waiting_ = 0;
+    if (++waiting_.count == kRowsPerInsert) {
+      Insert();
     }
   }
-
-  sqlite3_stmt* Prepare(const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-      sqlite3_finalize(one_);  // a constructor that fails is not followed by the destructor
-      throw Exception("cannot load table " + table_ + ": " + sqlite3_errmsg(db_));
+  void Insert() {
+    if (waiting_.count == 0) {
+      return;
     }
-    return statement;
-  }
-  // Inserts `count` waiting rows from `first` on with `statement`.
-  void Insert(sqlite3_stmt* statement, size_t first, size_t count) {
-    int parameter = 1;
-    for (size_t row = first; row < first + count; ++row) {
-      for (size_t column = 0; column < columns_; ++column) {
-        const Variant& value = rows_[row][column];
-        if (value.GetKind() == Variant::Kind::DateTime) {
-          BindDate(statement, parameter++, (row - first) * columns_ + column, value.AsDateTime());
-        } else {
-          BindSqliteValue(db_, statement, parameter++, value, false);
-        }
-      }
-    }
-    const int rc = sqlite3_step(statement);
-    sqlite3_reset(statement);
+    const int rc = sqlite3_step(insert_);
+    sqlite3_reset(insert_);
+    waiting_.count = 0;
     if (rc != SQLITE_DONE) {
       throw Exception("cannot load table " + table_ + ": " + sqlite3_errmsg(db_));
     }
   }
 
-  // Binds a date as BindSqliteValue does, from a text kept for the parameter's place in the
-  // statement (`place`): rows come by key, a day's together, so the text is mostly the one
-  // made before, and SQLite reads it where it is instead of copying it.
-  void BindDate(sqlite3_stmt* statement, int parameter, size_t place, TDateTime value) {
-    DateText& date = dates_[place];
-    if (!date.made || date.value != value) {
-      date.text = IsoDateTime(value);
-      date.value = value;
-      date.made = true;
-    }
-    if (sqlite3_bind_text(statement, parameter, date.text.data(),
-                          static_cast<int>(date.text.size()), SQLITE_STATIC) != SQLITE_OK) {
-      throw Exception(std::string("cannot bind an SQL parameter: ") + sqlite3_errmsg(db_));
-    }
-  }
-
-  struct DateText {
-    bool made = false;
-    TDateTime value = 0;
-    std::string text;
-  };
-
   sqlite3* db_;
   std::string table_;
   size_t columns_;
-  sqlite3_stmt* one_ = nullptr;
-  sqlite3_stmt* many_ = nullptr;
-  std::vector<std::vector<Variant>> rows_;  // the first `waiting_` wait to be inserted
-  size_t waiting_ = 0;
-  // By place in a statement, kept until it is stepped (made at their full number, so that
-  // none moves once bound).
-  std::vector<DateText> dates_;
+  sqlite3_stmt* insert_ = nullptr;
+  std::vector<std::vector<Variant>> rows_;  // the first waiting_.count wait to be inserted
+  WaitingRows waiting_;
 };
 
 }  // namespace
@@ -510,6 +615,13 @@ class SqliteBulkWriter : public TSQLBulkWriter {
 std::unique_ptr<TSQLBulkWriter> SqliteConnection::BulkInsert(
     const std::string& table, const std::vector<std::string>& columns) {
   ForgetLookups();
+  if (!rows_function_) {
+    if (sqlite3_create_module_v2(db_, "nrw_rows", &rows_function::kModule, nullptr, nullptr) !=
+        SQLITE_OK) {
+      Fail("cannot load table " + table);
+    }
+    rows_function_ = true;
+  }
   return std::make_unique<SqliteBulkWriter>(db_, table, columns);
 }
 

@@ -75,6 +75,7 @@ class SqliteConnection : public TSQLConnection {
 
   std::string path_;
   sqlite3* db_ = nullptr;
+  bool rows_function_ = false;  // nrw_rows, the bulk writers' rows, is registered
 };
 
 // The URI that names the file `path` (its "%", "?" and "#" escaped), with `query` (URI
