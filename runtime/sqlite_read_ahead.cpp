@@ -22,6 +22,11 @@ namespace {
 constexpr size_t kBatchRows = 128;
 // Batches filled ahead of the caller's (the one it takes rows from is not counted).
 constexpr size_t kBatchesAhead = 4;
+// A reading that runs out of batches to fill waits until this many are given back, and fills
+// them in one go instead of waking for each one (a wake-up per batch cost the million-line month
+// 0.2-0.7 s of processor time). The caller never waits on it then: of the five batches the
+// caller holds one and the reading none, so when the caller runs out three are given back.
+constexpr size_t kWakeBatches = 2;
 
 struct Batch {
   std::vector<SqliteReadAhead::Row> rows;
@@ -59,10 +64,13 @@ struct SqliteReadAhead::Impl {
   size_t next = 0;           // the caller's next row in it
   bool past_last = false;
 
-  // A batch to fill, when the caller gives one back; null once stopping.
+  // A batch to fill, when the caller gives one back (after running out, once kWakeBatches are
+  // back); null once stopping.
   Batch* TakeFree() {
     std::unique_lock lock(mutex);
-    changed.wait(lock, [this] { return !free.empty() || stopping.load(); });
+    if (free.empty()) {
+      changed.wait(lock, [this] { return free.size() >= kWakeBatches || stopping.load(); });
+    }
     if (stopping.load()) {
       return nullptr;
     }
@@ -165,7 +173,9 @@ struct SqliteReadAhead::Impl {
     }
     if (current != nullptr) {
       free.push_back(current);
-      changed.notify_all();
+      if (free.size() >= kWakeBatches) {
+        changed.notify_all();
+      }
     }
     current = full.front();
     full.pop_front();

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include "host/exception.hpp"
 #include "host/sql.hpp"
@@ -94,6 +96,23 @@ TEST(SqliteReadAhead, GivesTheRowsOfTheQueryInItsOrder) {
   EXPECT_EQ(rows, ReadHere(file, 7));
   EXPECT_EQ(rows.size(), size_t(kRows - 7));
   EXPECT_EQ(ahead.Next(), nullptr) << "and again after the last";
+}
+
+// A caller slower than the reading: the reading fills every batch and waits for batches given
+// back, several at a time, and every row still comes, in order, to the end.
+TEST(SqliteReadAhead, ASlowCallerGetsEveryRow) {
+  ScratchDir scratch;
+  const std::string file = File(scratch);
+  SqliteReadAhead ahead(file);
+  ahead.Start(kQuery, {Variant(0)}, TheShape());
+  std::vector<std::string> rows;
+  while (const SqliteReadAhead::Row* row = ahead.Next()) {
+    rows.push_back(Text(*row));
+    if (rows.size() % 50 == 0) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  }
+  EXPECT_EQ(rows, ReadHere(file, 0));
 }
 
 TEST(SqliteReadAhead, StoppedMidwayItStartsAnewOnTheSameBuffers) {
