@@ -161,6 +161,7 @@ class NRW_API TnFDTableSQLite : public TDataSet {
   static int64_t RunAppend(const AppendPlan& plan);
   void FinishAppend();
   const Variant& Current(int field) const;
+  const Variant& CurrentAfterChecks(int field) const;
   void CheckOpen() const;
 
   TnFDConnection* connection_;

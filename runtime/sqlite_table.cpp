@@ -1719,7 +1719,20 @@ bool TnFDTableSQLite::IsEmpty() {
   return !c.FirstNumber(table_name_, "1", " limit 1", "cannot read").has_value();
 }
 
+// Most reads are of a loaded field of the row in hand: tested here, small enough to be inlined
+// into the getters; everything else is CurrentAfterChecks.
 const Variant& TnFDTableSQLite::Current(int field) const {
+  const Cursor& c = *cursor_;
+  const auto at = static_cast<size_t>(field);
+  if (c.pending == Cursor::Pending::None && c.has_row && at < c.loaded.size() && c.loaded[at] &&
+      at < c.row.size() && State() == TDataSetState::Browse) {
+    return c.row[at];
+  }
+  return CurrentAfterChecks(field);
+}
+
+// The edit buffer's value, or the row's once it is made and the field read.
+[[gnu::noinline]] const Variant& TnFDTableSQLite::CurrentAfterChecks(int field) const {
   static const Variant kNull;
   const Cursor& c = *cursor_;
   if (State() == TDataSetState::Insert || State() == TDataSetState::Edit) {
