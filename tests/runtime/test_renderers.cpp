@@ -144,6 +144,13 @@ TEST(SectionsTrace, EscapesWhatJsonNeedsAndKeepsUtf8) {
   sink.PrintHeader(1, {{"Pagina", "1"}}, 10, 8);
   EXPECT_NE(out.str().find("{\"page\":1,\"section\":\"header\",\"fields\":{\"Pagina\":\"1\"}}"),
             std::string::npos);
+  // Plain values, the empty one included, go as they are.
+  std::ostringstream plain;
+  TSectionsTraceSink plain_sink(plain);
+  plain_sink.PrintSection(4, 2, {{"A", ""}, {"B", "1.234,50"}, {"C", " ~ "}});
+  EXPECT_EQ(
+      plain.str(),
+      "{\"page\":4,\"section\":2,\"fields\":{\"A\":\"\",\"B\":\"1.234,50\",\"C\":\" ~ \"}}\n");
 }
 
 // The keys of a section are written once and kept; a section whose fields change gets its
