@@ -299,6 +299,30 @@ TEST_P(FiscalProvider, PisCofinsItemsFollowTheListedDocumentsOnOneOrTwoConnectio
   }
 }
 
+// Items of four documents in key order (1, 2, 3, 4), read beside the tax lines: those of the
+// documents without a listed tax line go, whether they lie alone between kept ones or side by
+// side, first or last.
+TEST_P(FiscalProvider, PisCofinsItemsOfUnlistedDocumentsGoWhereverTheyLie) {
+  schema::WriteRows(
+      db->Connection(), "LCTOFISENTPRODUTO",
+      {{1, 1, 3, Day(31), 1, 1, "0", 1102, 1.0, 50.0, 50.0, 50.0, 50.0, 1.65, 0.83, 7.6, 3.8}});
+  schema::WriteRows(
+      db->Connection(), "LCTOFISSAIPRODUTO",
+      {{1, 1, 4, Day(20), 1, 2, "0", 5933, 1.0, 300.0, 300.0, 300.0, 300.0, 0.65, 1.95, 3.0, 9.0},
+       {1, 1, 4, Day(20), 2, 1, "0", 5933, 1.0, 10.0, 10.0, 10.0, 10.0, 0.65, 0.07, 3.0, 0.3}});
+  provider->Executar();
+  EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{1, 1, 1, 2, 3, 4, 4}));
+  Set("pCodigoCFOP", "5102");  // document 2 alone: 1 goes before it, 3 and 4 together after it
+  provider->Executar();
+  EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{2}));
+  Set("pCodigoCFOP", "1102");  // documents 1 and 3: 2 goes between them, 4 at the end
+  provider->Executar();
+  EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{1, 1, 1, 3}));
+  Set("pCodigoCFOP", "5933");  // document 4: 1, 2 and 3 go together
+  provider->Executar();
+  EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{4, 4}));
+}
+
 TEST_P(FiscalProvider, TotalsPerCfopEqualTheTaxLines) {
   Set("pTipoTotal", "4");
   provider->Executar();
