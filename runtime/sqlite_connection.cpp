@@ -148,8 +148,10 @@ bool SqliteColumnReader::Read(sqlite3_stmt* statement, int column, TFieldType ty
   return storage == SQLITE_NULL;
 }
 
-void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant& value,
-                     bool copy_texts) {
+namespace {
+
+// Binds one value to parameter `i` (from 1): booleans as integers, dates as their ISO text.
+void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant& value) {
   int rc = SQLITE_OK;
   switch (value.GetKind()) {
     case Variant::Kind::Null:
@@ -171,7 +173,7 @@ void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant&
     case Variant::Kind::String: {
       const std::string& text = value.StringRef();
       rc = sqlite3_bind_text(statement, i, text.c_str(), static_cast<int>(text.size()),
-                             copy_texts ? SQLITE_TRANSIENT : SQLITE_STATIC);
+                             SQLITE_TRANSIENT);
       break;
     }
   }
@@ -180,8 +182,9 @@ void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant&
   }
 }
 
-void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values,
-                      bool copy_texts) {
+}  // namespace
+
+void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values) {
   const int count = sqlite3_bind_parameter_count(statement);
   for (int i = 1; i <= count; ++i) {
     if (static_cast<size_t>(i) > values.size()) {
@@ -191,7 +194,7 @@ void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray&
                                       : "?") +
                       " (number " + std::to_string(i) + ") has no value");
     }
-    BindSqliteValue(db, statement, i, values[i - 1], copy_texts);
+    BindSqliteValue(db, statement, i, values[i - 1]);
   }
 }
 
@@ -470,7 +473,8 @@ int Eof(sqlite3_vtab_cursor* base) {
   const auto* cursor = static_cast<Cursor*>(base);
   return cursor->source == nullptr || cursor->row >= cursor->source->count;
 }
-// A value goes as BindSqliteValue binds it; texts stand until the rows are inserted.
+// A value goes as BindSqliteValue binds it (texts and dates are not copied: they stand until
+// the rows are inserted).
 int Column(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) {
   const auto* cursor = static_cast<Cursor*>(base);
   WaitingRows& source = *cursor->source;

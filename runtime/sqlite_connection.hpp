@@ -37,16 +37,8 @@ class SqliteColumnReader {
   RepeatedDates dates_;
 };
 
-// Binds one value to parameter `i` (from 1) of a statement; see BindSqliteValues for
-// `copy_texts`.
-void BindSqliteValue(sqlite3* db, sqlite3_stmt* statement, int i, const Variant& value,
-                     bool copy_texts);
-
-// Binds positional values to a statement whose parameters are ?1, ?2, ... Texts are copied
-// unless `copy_texts` is false, when `values` must stay as they are until the statement is
-// stepped for the last time with them.
-void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values,
-                      bool copy_texts = true);
+// Binds positional values to a statement whose parameters are ?1, ?2, ... (texts copied).
+void BindSqliteValues(sqlite3* db, sqlite3_stmt* statement, const TVariantArray& values);
 
 class SqliteConnection : public TSQLConnection {
  public:
