@@ -48,7 +48,8 @@ class NRW_API TnFisDPListarLctoFisTotal : public TnDMPowerParam {
   TDataSet* Imposto() const;
   TDataSet* DocFiscal() const;
   TDataSet* PisCofins() const;
-  // The temporary database file in SQLite mode ("" before the first execution or in memory).
+  // The tax lines' temporary database file in SQLite mode ("" before the first execution or in
+  // memory); each result table has a file of its own, its connection's "Database".
   std::string ArquivoTemporario() const;
 
   // Sets the index (sort order) of one of the result tables, in either storage mode.

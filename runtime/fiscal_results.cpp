@@ -61,63 +61,73 @@ class MemoryStorage : public FiscalStorage {
   TnClientDataSetMem* tables_[kFiscalResultCount] = {};
 };
 
+// Each result table in a temporary file of its own, with its own connection and its own load
+// thread: a working copy of one table (a copy of its file) copies that table alone, and the
+// tables are written side by side.
 class SqliteStorage : public FiscalStorage {
  public:
   explicit SqliteStorage(TComponent* owner) {
     static std::atomic<int> serial{0};
     tag_.append("-").append(std::to_string(getpid())).append("-");
-    tag_.append(std::to_string(serial++)).append(".db");
+    tag_.append(std::to_string(serial++)).append("-");
     folder_ = TemporaryFolder();
-    file_ = folder_ + "/nrw-temp" + tag_;
-    RegisterTemporaryFile(file_);
-    RegisterTemporaryFile(file_ + "-journal");
-    std::filesystem::remove(file_);
-    connection_ = new TnFDConnection(owner);
-    connection_->Params().SetDatabase(file_);
-    connection_->Open();
-    // A failed refill is rolled back: the storage's file keeps its journal, in memory.
-    connection_->Sql().ExecuteScript("pragma journal_mode = memory");
-    load_ = std::make_unique<BackgroundLoad>(connection_->Sql(), kFiscalResultCount);
     for (int i = 0; i < kFiscalResultCount; ++i) {
+      const auto result = static_cast<FiscalResult>(i);
+      files_[i] = folder_ + "/nrw-temp" + tag_ + FileName(result) + ".db";
+      RegisterTemporaryFile(files_[i]);
+      RegisterTemporaryFile(files_[i] + "-journal");
+      std::filesystem::remove(files_[i]);
+      connections_[i] = new TnFDConnection(owner);
+      connections_[i]->Params().SetDatabase(files_[i]);
+      connections_[i]->Open();
+      // A failed refill is rolled back: each file keeps its journal, in memory.
+      connections_[i]->Sql().ExecuteScript("pragma journal_mode = memory");
+      loads_[i] = std::make_unique<BackgroundLoad>(connections_[i]->Sql(), 1);
       tables_[i] = new TnFDTableSQLite(owner);
-      tables_[i]->SetName(FiscalResultName(static_cast<FiscalResult>(i)));
-      tables_[i]->SetConnection(connection_);
-      tables_[i]->SetTableName(FiscalResultName(static_cast<FiscalResult>(i)));
+      tables_[i]->SetName(FiscalResultName(result));
+      tables_[i]->SetConnection(connections_[i]);
+      tables_[i]->SetTableName(FiscalResultName(result));
     }
   }
   ~SqliteStorage() override {
-    load_.reset();  // its statements go before the connection
-    for (TnFDTableSQLite*& table : tables_) {
-      delete table;
-      table = nullptr;
+    for (int i = 0; i < kFiscalResultCount; ++i) {
+      loads_[i].reset();  // its statements go before the connection
+      delete tables_[i];
+      tables_[i] = nullptr;
+      delete connections_[i];
+      connections_[i] = nullptr;
     }
-    delete connection_;
     RemoveFiles();
-    UnregisterTemporaryFile(file_);
-    UnregisterTemporaryFile(file_ + "-journal");
+    for (const std::string& file : files_) {
+      UnregisterTemporaryFile(file);
+      UnregisterTemporaryFile(file + "-journal");
+    }
   }
 
-  // One transaction for the whole refill (one left open by a failed refill is rolled back).
-  // The rows are written by the load's thread while the provider reads on.
+  // One transaction per file for the whole refill (those left open by a failed refill are
+  // rolled back). The rows are written by the loads' threads while the provider reads on.
   void BeginRefill() override {
     for (TnFDTableSQLite* table : tables_) {
       table->Close();
     }
-    TSQLConnection& writer = connection_->Sql();
-    if (refilling_) {
-      refilling_ = false;
-      load_->Discard();
-      writer.Rollback();
+    for (int i = 0; i < kFiscalResultCount; ++i) {
+      TSQLConnection& writer = connections_[i]->Sql();
+      if (refilling_) {
+        loads_[i]->Discard();
+        writer.Rollback();
+      }
+      writer.BeginTransaction();
+      row_orders_[i].clear();
     }
-    writer.BeginTransaction();
     refilling_ = true;
-    for (std::string& order : row_orders_) {
-      order.clear();
-    }
   }
   void EndRefill() override {
-    load_->Wait();
-    connection_->Sql().Commit();
+    for (int i = 0; i < kFiscalResultCount; ++i) {
+      loads_[i]->Wait();
+    }
+    for (int i = 0; i < kFiscalResultCount; ++i) {
+      connections_[i]->Sql().Commit();
+    }
     refilling_ = false;
     for (int i = 0; i < kFiscalResultCount; ++i) {
       tables_[i]->SetIndexFieldNames("");
@@ -127,13 +137,13 @@ class SqliteStorage : public FiscalStorage {
     }
   }
   void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
-    load_->Begin(static_cast<int>(result), tables_[static_cast<int>(result)]->TableName(), fields);
+    loads_[static_cast<int>(result)]->Begin(0, FiscalResultName(result), fields);
   }
   void Add(FiscalResult result, std::vector<Variant>& row) override {
-    load_->Take(static_cast<int>(result), row);
+    loads_[static_cast<int>(result)]->Take(0, row);
   }
   void End(FiscalResult result, const std::string& key_fields) override {
-    load_->End(static_cast<int>(result));
+    loads_[static_cast<int>(result)]->End(0);
     row_orders_[static_cast<int>(result)] = key_fields;
   }
   // The load wrote the rows into a new table in the order they were added, so the row at place
@@ -142,27 +152,41 @@ class SqliteStorage : public FiscalStorage {
     if (rows.empty()) {
       return;
     }
-    load_->Wait();
+    const int i = static_cast<int>(result);
+    loads_[i]->Wait();
     constexpr size_t kRangesPerStatement = 200;
-    const std::string table = tables_[static_cast<int>(result)]->TableName();
-    TSQLConnection& writer = connection_->Sql();
+    const std::string table = FiscalResultName(result);
+    TSQLConnection& writer = connections_[i]->Sql();
     for (size_t begin = 0; begin < rows.size(); begin += kRangesPerStatement) {
       const size_t end = std::min(rows.size(), begin + kRangesPerStatement);
       std::string sql = "delete from " + table + " where";
       TVariantArray params;
-      for (size_t i = begin; i < end; ++i) {
-        sql += i == begin ? " rowid between ? and ?" : " or rowid between ? and ?";
-        params.push_back(Variant(rows[i].first + 1));
-        params.push_back(Variant(rows[i].last + 1));
+      for (size_t r = begin; r < end; ++r) {
+        sql += r == begin ? " rowid between ? and ?" : " or rowid between ? and ?";
+        params.push_back(Variant(rows[r].first + 1));
+        params.push_back(Variant(rows[r].last + 1));
       }
       writer.Execute(sql, params);
     }
   }
   TDataSet* Table(FiscalResult result) const override { return tables_[static_cast<int>(result)]; }
-  std::string File() const override { return file_; }
+  std::string File() const override { return files_[static_cast<int>(FiscalResult::Imposto)]; }
 
  private:
-  // The file, its journal, and the working copies made from it ("nrw-temp_<suffix>-<tag>").
+  static const char* FileName(FiscalResult result) {
+    switch (result) {
+      case FiscalResult::Imposto:
+        return "imposto";
+      case FiscalResult::DocFiscal:
+        return "docfiscal";
+      case FiscalResult::PisCofins:
+        break;
+    }
+    return "piscofins";
+  }
+
+  // The files, their journals, and the working copies made from them
+  // ("nrw-temp_<suffix>-<tag>...").
   void RemoveFiles() const {
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
@@ -175,10 +199,11 @@ class SqliteStorage : public FiscalStorage {
     }
   }
 
-  std::string folder_, file_, tag_;
+  std::string folder_, tag_;
+  std::string files_[kFiscalResultCount];
   bool refilling_ = false;
-  TnFDConnection* connection_ = nullptr;
-  std::unique_ptr<BackgroundLoad> load_;
+  TnFDConnection* connections_[kFiscalResultCount] = {};
+  std::unique_ptr<BackgroundLoad> loads_[kFiscalResultCount];
   TnFDTableSQLite* tables_[kFiscalResultCount] = {};
   std::string row_orders_[kFiscalResultCount];  // each table's key, as its rows were ordered
 };

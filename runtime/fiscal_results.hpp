@@ -1,5 +1,5 @@
-// Where the fiscal data provider puts its three result tables: in-memory tables, or tables of a
-// temporary SQLite file read back through TnFDTableSQLite. Both are filled row by row in the
+// Where the fiscal data provider puts its three result tables: in-memory tables, or tables of
+// temporary SQLite files (one each) read back through TnFDTableSQLite. Both are filled row by row in the
 // order the queries give, so both storage modes hold the same rows in the same order.
 #pragma once
 
@@ -53,13 +53,14 @@ class NRW_API FiscalStorage {
   // sorts puts them so, the others were given them so by the ordered queries.
   virtual void End(FiscalResult result, const std::string& key_fields) = 0;
   virtual TDataSet* Table(FiscalResult result) const = 0;
+  // The tax lines' file, in a storage that keeps its tables in files.
   virtual std::string File() const { return ""; }
 };
 
 // In-memory tables, components of `owner` named cdsImposto, cdsDocFiscal, cdsPisCofins.
 NRW_API std::unique_ptr<FiscalStorage> MakeMemoryStorage(TComponent* owner);
-// SQLite tables in a new temporary file; the file and every working copy made from it (its name
-// with "temp" replaced) are removed when the storage is destroyed.
+// SQLite tables, each in a new temporary file of its own; the files and every working copy made
+// from them (their names with "temp" replaced) are removed when the storage is destroyed.
 NRW_API std::unique_ptr<FiscalStorage> MakeSqliteStorage(TComponent* owner);
 
 // The folder for temporary files: TMPDIR when set and free of "temp" in its path (working

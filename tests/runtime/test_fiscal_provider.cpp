@@ -7,6 +7,7 @@
 
 #include "host/exception.hpp"
 #include "host/fiscal_provider.hpp"
+#include "host/sqlite_table.hpp"
 #include "runtime/fiscal_results.hpp"
 #include "schema/company_schema.hpp"
 #include "tests/runtime/backends.hpp"
@@ -457,46 +458,77 @@ void EntriesIcmsInSqlite(TnFisDPListarLctoFisTotal& p, TSQLConnection& connectio
   p.Params()->Param("pListarICMS")->SetAsString("1");
 }
 
-TEST(FiscalProviderStorage, TemporaryFilesAreRemovedOnRelease) {
+// The names of the tables in the SQLite file `path`.
+std::vector<std::string> TablesIn(const std::string& path) {
+  struct Names : TSQLRowSink {
+    std::vector<std::string> names;
+    void Columns(const std::vector<TSQLColumn>&) override {}
+    void Row(const std::vector<Variant>& values) override { names.push_back(values[0].AsString()); }
+  } sink;
+  OpenConnection(path, false)
+      ->Query("select name from sqlite_master where type = 'table'", {}, sink);
+  return sink.names;
+}
+
+// Each result table has a temporary file of its own, so that a working copy of one (a copy of
+// its file, named as the report names them) copies that table alone; the files and the copies
+// go with the provider.
+TEST(FiscalProviderStorage, EachTableHasATemporaryFileOfItsOwn) {
   ScratchDir scratch;
   auto db = TestDatabase::Open(Backend::SQLite, scratch);
   BuildFiscalFixture(db->Connection());
-  std::string file, copy;
+  std::vector<std::string> files, copies;
   {
     TnFisDPListarLctoFisTotal p;
     EntriesIcmsInSqlite(p, db->Connection());
     p.Executar();
-    file = p.ArquivoTemporario();
-    EXPECT_NE(std::filesystem::path(file).filename().string().find("temp"), std::string::npos);
-    EXPECT_TRUE(std::filesystem::exists(file));
-    // A working copy named as the report names them, beside the provider's file.
-    copy = file;
-    copy.replace(copy.find("temp"), 4, "temp_imp");
-    Nutilarquivo::CopyFile(file, copy, true);
+    for (TDataSet* table : {p.Imposto(), p.DocFiscal(), p.PisCofins()}) {
+      const std::string file = Nutildb::FDTSQLite(table)->Connection()->Params().Database();
+      EXPECT_NE(std::filesystem::path(file).filename().string().find("temp"), std::string::npos);
+      std::string copy = file;
+      copy.replace(copy.find("temp"), 4, "temp_imp");
+      Nutilarquivo::CopyFile(file, copy, true);
+      EXPECT_EQ(TablesIn(copy), std::vector<std::string>{Nutildb::FDTSQLite(table)->TableName()})
+          << copy;
+      files.push_back(file);
+      copies.push_back(copy);
+    }
+    EXPECT_EQ(p.ArquivoTemporario(), files[0]);
+    EXPECT_NE(files[0], files[1]);
+    EXPECT_NE(files[1], files[2]);
+    EXPECT_NE(files[0], files[2]);
     EXPECT_THROW(p.SetUsarSQLite(false), Exception);
   }
-  EXPECT_FALSE(std::filesystem::exists(file));
-  EXPECT_FALSE(std::filesystem::exists(copy));
+  for (const std::string& file : files) {
+    EXPECT_FALSE(std::filesystem::exists(file)) << file;
+  }
+  for (const std::string& copy : copies) {
+    EXPECT_FALSE(std::filesystem::exists(copy)) << copy;
+  }
 }
 
 TEST(FiscalProviderStorage, TemporaryFilesAreRemovedAfterAFailedExecution) {
   ScratchDir scratch;
   auto db = TestDatabase::Open(Backend::SQLite, scratch);
   BuildFiscalFixture(db->Connection());
-  std::string file;
+  std::vector<std::string> files;
   try {
     TnFisDPListarLctoFisTotal p;
     EntriesIcmsInSqlite(p, db->Connection());
     p.Executar();
-    file = p.ArquivoTemporario();
+    for (TDataSet* table : {p.Imposto(), p.DocFiscal(), p.PisCofins()}) {
+      files.push_back(Nutildb::FDTSQLite(table)->Connection()->Params().Database());
+    }
     db->Connection().ExecuteScript("drop table LCTOFISENTPRODUTO");
     p.Executar();
     FAIL() << "no exception";
   } catch (const Exception& e) {
     EXPECT_NE(std::string(e.what()).find("LCTOFISENTPRODUTO"), std::string::npos) << e.what();
   }
-  ASSERT_FALSE(file.empty());
-  EXPECT_FALSE(std::filesystem::exists(file));
+  ASSERT_EQ(files.size(), 3U);
+  for (const std::string& file : files) {
+    EXPECT_FALSE(std::filesystem::exists(file)) << file;
+  }
 }
 
 // SQLite storage drops rows by their places in the order they were added: ranges that begin
