@@ -37,6 +37,165 @@ struct Hub {
   bool abandoned = false;
 };
 
+// A value of the field's type, into a row slot that keeps its text buffer. A value already of
+// the field's kind is copied as it is, as the conversion would give it back.
+void Convert(const Variant& value, TFieldType type, Variant& slot) {
+  if (value.GetKind() == KindOfField(type)) {
+    slot = value;
+  } else {
+    slot = VarAsType(value, type);
+  }
+}
+
+// Converts a statement's row into the next row of `batch` (a row reused from another query
+// takes the width of these fields).
+void ConvertInto(const std::vector<Variant>& values, const std::vector<TFieldDef>& fields,
+                 Batch& batch) {
+  if (batch.count == batch.rows.size()) {
+    batch.rows.emplace_back(fields.size());
+  }
+  std::vector<Variant>& row = batch.rows[batch.count++];
+  row.resize(fields.size());
+  for (size_t i = 0; i < fields.size(); ++i) {
+    Convert(values.at(i), fields[i].type, row[i]);
+  }
+}
+
+// The order of two rows by their first `keys` values: empty ones first, then numbers, then
+// texts.
+int CompareKeys(const std::vector<Variant>& a, const std::vector<Variant>& b, size_t keys) {
+  const auto rank = [](const Variant& v) {
+    switch (v.GetKind()) {
+      case Variant::Kind::Null:
+        return 0;
+      case Variant::Kind::String:
+        return 2;
+      default:
+        return 1;
+    }
+  };
+  for (size_t i = 0; i < keys; ++i) {
+    const int ra = rank(a[i]), rb = rank(b[i]);
+    int c = ra < rb ? -1 : ra > rb ? 1 : 0;
+    if (c == 0 && ra == 1) {
+      const double x = a[i].AsFloat(), y = b[i].AsFloat();
+      c = x < y ? -1 : x > y ? 1 : 0;
+    } else if (c == 0 && ra == 2) {
+      c = a[i].StringRef().compare(b[i].StringRef());
+    }
+    if (c != 0) {
+      return c;
+    }
+  }
+  return 0;
+}
+
+// One statement of a merged query, read on a thread of its own ("nrw-part") into batches of
+// converted rows that the lane's thread takes in turn.
+class PartReader : public TSQLRowSink {
+ public:
+  PartReader(TSQLConnection& connection, const std::string& sql, const TVariantArray& params,
+             const std::vector<TFieldDef>& fields)
+      : connection_(connection), sql_(sql), params_(params), fields_(fields) {
+    thread_ = std::thread([this] {
+      pthread_setname_np(pthread_self(), "nrw-part");
+      Read();
+    });
+  }
+  ~PartReader() override {
+    {
+      std::lock_guard lock(mutex_);
+      stopping_ = true;
+      changed_.notify_all();
+    }
+    thread_.join();
+  }
+  PartReader(const PartReader&) = delete;
+  PartReader& operator=(const PartReader&) = delete;
+
+  // The next row, or null after the last; raises the statement's failure once the rows before
+  // it were given. The row stands until the next call, and may be taken apart (swapped out).
+  std::vector<Variant>* Next() {
+    if (next_ < reading_.count) {
+      return &reading_.rows[next_++];
+    }
+    std::unique_lock lock(mutex_);
+    reading_.count = 0;
+    spare_.push_back(std::move(reading_));
+    changed_.wait(lock, [this] { return !full_.empty() || closed_; });
+    if (full_.empty()) {
+      reading_ = Batch{};
+      if (error_) {
+        std::rethrow_exception(error_);
+      }
+      return nullptr;
+    }
+    reading_ = std::move(full_.front());
+    full_.pop_front();
+    changed_.notify_all();
+    next_ = 1;
+    return &reading_.rows[0];
+  }
+
+  void Columns(const std::vector<TSQLColumn>&) override {}
+  void Row(const std::vector<Variant>& values) override {
+    ConvertInto(values, fields_, filling_);
+    if (filling_.count == kBatchRows) {
+      HandOver();
+    }
+  }
+
+ private:
+  static constexpr size_t kBatchesAhead = 4;
+
+  void Read() {
+    std::exception_ptr error;
+    try {
+      connection_.BulkQuery(sql_, params_, *this);
+      if (filling_.count > 0) {
+        HandOver();
+      }
+    } catch (const Abandoned&) {
+    } catch (...) {
+      error = std::current_exception();
+    }
+    std::lock_guard lock(mutex_);
+    error_ = error;
+    closed_ = true;
+    changed_.notify_all();
+  }
+  void HandOver() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return full_.size() < kBatchesAhead || stopping_; });
+    if (stopping_) {
+      throw Abandoned{};
+    }
+    full_.push_back(std::move(filling_));
+    changed_.notify_all();
+    if (spare_.empty()) {
+      filling_ = Batch{};
+    } else {
+      filling_ = std::move(spare_.back());
+      spare_.pop_back();
+    }
+  }
+
+  TSQLConnection& connection_;
+  const std::string& sql_;
+  const TVariantArray& params_;
+  const std::vector<TFieldDef>& fields_;
+  Batch filling_;  // the reader's
+  Batch reading_;  // the lane's
+  size_t next_ = 0;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Batch> full_;
+  std::vector<Batch> spare_;
+  bool closed_ = false, stopping_ = false;
+  std::exception_ptr error_;
+  std::thread thread_;  // last: it starts once the rest is made
+};
+
 class Pipe : public TSQLRowSink {
  public:
   Pipe(Hub& hub, QueryLane& lane) : hub_(hub), lane_(lane) { Refill(); }
@@ -49,7 +208,11 @@ class Pipe : public TSQLRowSink {
         const PipedQuery& query = lane_.queries[q];
         fields_ = &query.fields;
         current_.query = q;
-        lane_.connection->BulkQuery(query.sql, query.params, *this);
+        if (query.more.empty()) {
+          lane_.connection->BulkQuery(query.sql, query.params, *this);
+        } else {
+          ReadMerged(query);
+        }
         current_.last = true;
         HandOver();
       }
@@ -64,15 +227,7 @@ class Pipe : public TSQLRowSink {
   }
   void Columns(const std::vector<TSQLColumn>&) override {}
   void Row(const std::vector<Variant>& values) override {
-    const std::vector<TFieldDef>& fields = *fields_;
-    if (current_.count == current_.rows.size()) {
-      current_.rows.emplace_back(fields.size());
-    }
-    std::vector<Variant>& row = current_.rows[current_.count++];
-    row.resize(fields.size());  // a batch reused from another query of the lane
-    for (size_t i = 0; i < fields.size(); ++i) {
-      Convert(values.at(i), fields[i].type, row[i]);
-    }
+    ConvertInto(values, *fields_, current_);
     if (current_.count == kBatchRows) {
       HandOver();
     }
@@ -95,13 +250,39 @@ class Pipe : public TSQLRowSink {
   const PipedQuery& Query(size_t q) const { return lane_.queries[q]; }
 
  private:
-  // A value of the field's type, into a row slot that keeps its text buffer. A value already
-  // of the field's kind is copied as it is, as the conversion would give it back.
-  static void Convert(const Variant& value, TFieldType type, Variant& slot) {
-    if (value.GetKind() == KindOfField(type)) {
-      slot = value;
-    } else {
-      slot = VarAsType(value, type);
+  // The query's statements read at once, their rows merged by key into the lane's batches (each
+  // row taken from its statement's batch by an exchange, not copied).
+  void ReadMerged(const PipedQuery& query) {
+    std::vector<std::unique_ptr<PartReader>> parts;
+    parts.push_back(
+        std::make_unique<PartReader>(*lane_.connection, query.sql, query.params, query.fields));
+    for (size_t k = 0; k < query.more.size(); ++k) {
+      parts.push_back(std::make_unique<PartReader>(*lane_.part_connections.at(k), query.more[k].sql,
+                                                   query.more[k].params, query.fields));
+    }
+    std::vector<std::vector<Variant>*> heads;
+    for (const auto& part : parts) {
+      heads.push_back(part->Next());
+    }
+    for (;;) {
+      size_t first = heads.size();
+      for (size_t i = 0; i < heads.size(); ++i) {
+        if (heads[i] != nullptr && (first == heads.size() ||
+                                    CompareKeys(*heads[i], *heads[first], query.merge_keys) < 0)) {
+          first = i;
+        }
+      }
+      if (first == heads.size()) {
+        return;
+      }
+      if (current_.count == current_.rows.size()) {
+        current_.rows.emplace_back();
+      }
+      current_.rows[current_.count++].swap(*heads[first]);
+      if (current_.count == kBatchRows) {
+        HandOver();
+      }
+      heads[first] = parts[first]->Next();
     }
   }
 
@@ -225,7 +406,7 @@ void PipeQuery(TSQLConnection& connection, const std::string& sql, const TVarian
                const std::function<void(std::vector<Variant>&)>& handle) {
   std::vector<QueryLane> lanes(1);
   lanes[0].connection = &connection;
-  lanes[0].queries.push_back({sql, params, fields, handle, nullptr});
+  lanes[0].queries.push_back({sql, params, fields, handle, nullptr, {}, 0});
   PipeQueries(lanes);
 }
 

@@ -21,12 +21,24 @@ struct PipedQuery {
   std::vector<TFieldDef> fields;
   std::function<void(std::vector<Variant>&)> handle;
   std::function<void()> done;
+  // Further statements with the same columns, whose rows are merged with the first's: each of
+  // them, the first included, sorted by its first `merge_keys` columns (numbers), each read on
+  // a connection of its own (part k on the lane's part_connections[k]), all at once. `handle`
+  // gets the rows of all in that order, an earlier statement's first among equal keys.
+  struct Part {
+    std::string sql;
+    TVariantArray params;
+  };
+  std::vector<Part> more;
+  size_t merge_keys = 0;
 };
 
 // Queries run one after the other on one connection, which the lane's thread alone uses until
-// PipeQueries returns.
+// PipeQueries returns; a query's further statements run on `part_connections`, as many as the
+// lane's query with the most of them.
 struct QueryLane {
   TSQLConnection* connection = nullptr;
+  std::vector<TSQLConnection*> part_connections;
   std::vector<PipedQuery> queries;
 };
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <numeric>
 #include <stdexcept>
 
@@ -89,7 +90,7 @@ TEST_P(QueryPipe, LanesRunAtOnceAndHandEachQuerysRowsInOrder) {
   std::vector<int64_t> seen[3];
   std::vector<std::string> events;
   auto query = [&](int q, const std::string& sql, int last, std::vector<TFieldDef> fields) {
-    PipedQuery piped{sql, {Variant(last)}, std::move(fields), nullptr, nullptr};
+    PipedQuery piped{sql, {Variant(last)}, std::move(fields), nullptr, nullptr, {}, 0};
     piped.handle = [&, q](std::vector<Variant>& row) {
       EXPECT_EQ(inside.fetch_add(1), 0) << "handlers at once";
       if (seen[q].empty()) {
@@ -131,10 +132,15 @@ TEST_P(QueryPipe, AnErrorInOneLaneEndsEveryLane) {
   int rows = 0;
   std::vector<QueryLane> lanes(2);
   lanes[0].connection = &db->Connection();
-  lanes[0].queries.push_back(
-      {kNumbers, {Variant(200000)}, fields, [&](std::vector<Variant>&) { ++rows; }, nullptr});
+  lanes[0].queries.push_back({kNumbers,
+                              {Variant(200000)},
+                              fields,
+                              [&](std::vector<Variant>&) { ++rows; },
+                              nullptr,
+                              {},
+                              0});
   lanes[1].connection = second.get();
-  lanes[1].queries.push_back({"select X from no_such_table", {}, fields, nullptr, nullptr});
+  lanes[1].queries.push_back({"select X from no_such_table", {}, fields, nullptr, nullptr, {}, 0});
   try {
     PipeQueries(lanes);
     FAIL() << "no error";
@@ -146,6 +152,95 @@ TEST_P(QueryPipe, AnErrorInOneLaneEndsEveryLane) {
   PipeQuery(db->Connection(), kNumbers, {Variant(10)}, fields,
             [&](std::vector<Variant>&) { ++after; });
   EXPECT_EQ(after, 10);
+}
+
+// The multiples of `step` up to `last`, sorted, as (key, 1, tag): rows of one statement of a
+// merged query.
+std::string Multiples(int step, int last, const std::string& tag) {
+  const std::string by = std::to_string(step), to = std::to_string(last);
+  return "with recursive n(i) as (select " + by + " union all select i + " + by +
+         " from n where i + " + by + " <= " + to + ") select i, 1, '" + tag +
+         "' from n where i <= " + to + " order by 1, 2";
+}
+
+const std::vector<TFieldDef> kMergedFields{
+    {"K", TFieldType::Float}, {"S", TFieldType::Integer}, {"T", TFieldType::String}};
+
+// A query of three statements on three connections: the multiples of 2, of 3 and none. The
+// rows come merged in key order over many batches, the first statement's before the second's
+// where both have a key (the multiples of 6), and `done` once after the last.
+TEST_P(QueryPipe, AMergedQuerysStatementsComeInKeyOrderTheEarlierFirstOnEqualKeys) {
+  auto second = db->Connection().Reopen();
+  auto third = db->Connection().Reopen();
+  ASSERT_NE(second, nullptr);
+  ASSERT_NE(third, nullptr);
+  constexpr int kLast = 6000;
+  std::vector<std::pair<int64_t, std::string>> seen;
+  int done = 0;
+  PipedQuery query{Multiples(2, kLast, "two"), {}, kMergedFields, nullptr, nullptr, {}, 2};
+  query.more = {{Multiples(3, kLast, "three"), {}}, {Multiples(5, 4, "none"), {}}};
+  query.handle = [&](std::vector<Variant>& row) {
+    ASSERT_EQ(row.size(), 3u);
+    EXPECT_EQ(row[1].AsInteger(), 1);
+    seen.emplace_back(static_cast<int64_t>(row[0].AsFloat()), row[2].AsString());
+  };
+  query.done = [&] { ++done; };
+  std::vector<QueryLane> lanes(1);
+  lanes[0].connection = &db->Connection();
+  lanes[0].part_connections = {second.get(), third.get()};
+  lanes[0].queries.push_back(query);
+  PipeQueries(lanes);
+  std::vector<std::pair<int64_t, std::string>> expected;
+  for (int64_t k = 1; k <= kLast; ++k) {
+    if (k % 2 == 0) {
+      expected.emplace_back(k, "two");
+    }
+    if (k % 3 == 0) {
+      expected.emplace_back(k, "three");
+    }
+  }
+  EXPECT_EQ(seen, expected);
+  EXPECT_EQ(done, 1);
+}
+
+// A statement of a merged query that fails ends the query with its error, after the rows
+// before it; the caller's own error stops every statement. The connections serve on.
+TEST_P(QueryPipe, AMergedQueryEndsWithTheErrorOfAnyOfItsStatements) {
+  auto second = db->Connection().Reopen();
+  ASSERT_NE(second, nullptr);
+  auto run = [&](const std::string& beside, const std::function<void()>& on_row) {
+    PipedQuery query{Multiples(1, 100000, "one"), {}, kMergedFields, nullptr, nullptr, {}, 2};
+    query.more = {{beside, {}}};
+    query.handle = [&](std::vector<Variant>&) { on_row(); };
+    std::vector<QueryLane> lanes(1);
+    lanes[0].connection = &db->Connection();
+    lanes[0].part_connections = {second.get()};
+    lanes[0].queries.push_back(query);
+    PipeQueries(lanes);
+  };
+  int rows = 0;
+  try {
+    run("select 1 K, 1 S, 'x' T from no_such_table", [&] { ++rows; });
+    FAIL() << "no error";
+  } catch (const Exception& e) {
+    EXPECT_NE(std::string(e.what()).find("no_such_table"), std::string::npos) << e.what();
+  }
+  EXPECT_LT(rows, 100000);
+  rows = 0;
+  EXPECT_THROW(run(Multiples(7, 100000, "seven"),
+                   [&] {
+                     if (++rows == 3000) {
+                       throw std::runtime_error("disk full");
+                     }
+                   }),
+               std::runtime_error);
+  EXPECT_EQ(rows, 3000);
+  for (TSQLConnection* connection : {&db->Connection(), second.get()}) {
+    int after = 0;
+    PipeQuery(*connection, kNumbers, {Variant(10)}, fields,
+              [&](std::vector<Variant>&) { ++after; });
+    EXPECT_EQ(after, 10);
+  }
 }
 
 // A second connection sees what the first committed; none is given inside a transaction.
