@@ -59,10 +59,12 @@ struct TnFisDPListarLctoFisTotal::Impl {
   bool use_sqlite = DefaultUseSqlite();
   TSQLConnection* connection = nullptr;
   std::unique_ptr<nrw::FiscalStorage> storage;
-  // The second connection, and the connection and database it was opened beside.
-  std::unique_ptr<TSQLConnection> second;
-  TSQLConnection* second_of = nullptr;
-  std::string second_for;
+  // More connections to the database, and the connection and database they were opened
+  // beside; `no_more` once the database offered no more.
+  std::vector<std::unique_ptr<TSQLConnection>> more;
+  TSQLConnection* more_of = nullptr;
+  std::string more_for;
+  bool no_more = false;
   TnClientDataSetMem* pessoa;
   TnClientDataSetMem* cfop;
   TnClientDataSetMem* total;
@@ -130,25 +132,37 @@ struct TnFisDPListarLctoFisTotal::Impl {
     nrw::PipeQuery(Connection(), query.sql, query.params, fields, handle);
   }
 
-  // A second connection to the database, kept for the next executions; null when the
-  // database offers none, or while a transaction is open on the first (whose rows the second
-  // would not see).
-  TSQLConnection* SecondConnection() {
+  // Up to `wanted` more connections to the database, kept for the next executions; fewer when
+  // the database offers no more, none while a transaction is open on the first (whose rows the
+  // others would not see).
+  std::vector<TSQLConnection*> MoreConnections(size_t wanted) {
     TSQLConnection& first = Connection();
     if (first.InTransaction()) {
-      return nullptr;
+      return {};
     }
-    if (second_of != &first || second_for != first.Description()) {
-      second.reset();
-      second_of = &first;
-      second_for = first.Description();
+    if (more_of != &first || more_for != first.Description()) {
+      more.clear();
+      more_of = &first;
+      more_for = first.Description();
+      no_more = false;
+    }
+    while (more.size() < wanted && !no_more) {
+      std::unique_ptr<TSQLConnection> connection;
       try {
-        second = first.Reopen();
+        connection = first.Reopen();
       } catch (const Exception&) {
-        // Then everything is read on the one connection.
+        // Then the reads make do with those there are.
+      }
+      no_more = connection == nullptr;
+      if (connection != nullptr) {
+        more.push_back(std::move(connection));
       }
     }
-    return second.get();
+    std::vector<TSQLConnection*> connections;
+    for (size_t i = 0; i < std::min(wanted, more.size()); ++i) {
+      connections.push_back(more[i].get());
+    }
+    return connections;
   }
 
   void Execute() {
@@ -161,18 +175,28 @@ struct TnFisDPListarLctoFisTotal::Impl {
     storage.BeginRefill();
     // The tax lines, then the documents that have them, on the provider's connection; the
     // PIS/COFINS items of the same documents beside them on a second connection when there is
-    // one.
-    TSQLConnection* beside = SecondConnection();
+    // one. Rows kept in the order they come are read a direction per statement, each statement
+    // on a connection of its own, and merged by key when the database has connections enough.
+    const bool per_direction = !storage.SortsRows() && f.entries && f.exits;
+    std::vector<TSQLConnection*> connections = MoreConnections(per_direction ? 3 : 1);
+    TSQLConnection* beside = connections.empty() ? nullptr : connections[0];
+    const nrw::QueryOrder order = storage.SortsRows()       ? nrw::QueryOrder::kAsStored
+                                  : connections.size() == 3 ? nrw::QueryOrder::kByKeyPerDirection
+                                                            : nrw::QueryOrder::kByKey;
     std::vector<nrw::QueryLane> lanes(beside != nullptr ? 2 : 1);
     lanes[0].connection = &Connection();
-    lanes[0].queries.push_back(TaxLines(f, total_kind, keys, sums));
-    lanes[0].queries.push_back(Documents(f, keys, people));
+    lanes[0].queries.push_back(TaxLines(f, order, total_kind, keys, sums));
+    lanes[0].queries.push_back(Documents(f, order, keys, people));
     // The counterparties after the items, on their lane: beside the documents, which tell
     // which of them are kept.
     nrw::QueryLane& items = lanes.back();
     items.connection = beside != nullptr ? beside : &Connection();
+    if (order == nrw::QueryOrder::kByKeyPerDirection) {
+      lanes[0].part_connections = {connections[1]};
+      items.part_connections = {connections[2]};
+    }
     std::vector<ItemRun> item_runs;
-    items.queries.push_back(PisCofins(f, keys, beside != nullptr, item_runs));
+    items.queries.push_back(PisCofins(f, order, keys, beside != nullptr, item_runs));
     std::vector<std::vector<Variant>> people_read;
     items.queries.push_back(People(f, people_read));
     nrw::PipeQueries(lanes);
@@ -190,22 +214,28 @@ struct TnFisDPListarLctoFisTotal::Impl {
     FillTotals(total_kind, sums);
   }
 
-  // A query's text, its rows' columns and what becomes of them, begun in the storage.
-  nrw::PipedQuery Piped(const nrw::SqlText& text, FiscalResult result, const nrw::FiscalFilter& f) {
+  // A query's statements (several are merged by their first `keys` columns), its rows' columns
+  // and what becomes of them, begun in the storage.
+  nrw::PipedQuery Piped(const std::vector<nrw::SqlText>& texts, size_t keys, FiscalResult result,
+                        const nrw::FiscalFilter& f) {
     nrw::PipedQuery query;
-    query.sql = text.sql;
-    query.params = text.params;
+    query.sql = texts.front().sql;
+    query.params = texts.front().params;
+    for (size_t i = 1; i < texts.size(); ++i) {
+      query.more.push_back({texts[i].sql, texts[i].params});
+    }
+    query.merge_keys = keys;
     query.fields = nrw::FiscalResultFields(result, f.extra_field);
     Storage().Begin(result, query.fields);
     return query;
   }
 
   // The tax lines; `keys` gathers their documents' keys, sorted and unique once all are read.
-  nrw::PipedQuery TaxLines(const nrw::FiscalFilter& f, int total_kind, std::vector<double>& keys,
+  nrw::PipedQuery TaxLines(const nrw::FiscalFilter& f, nrw::QueryOrder order, int total_kind,
+                           std::vector<double>& keys,
                            std::map<std::pair<double, int32_t>, Amounts>& sums) {
     nrw::FiscalStorage& storage = Storage();
-    nrw::PipedQuery query =
-        Piped(nrw::TaxLinesQuery(f, !storage.SortsRows()), FiscalResult::Imposto, f);
+    nrw::PipedQuery query = Piped(nrw::TaxLinesQuery(f, order), 2, FiscalResult::Imposto, f);
     query.handle = [&storage, &keys, &sums, total_kind](std::vector<Variant>& row) {
       const double key = row[0].AsFloat();
       if (keys.empty() || keys.back() != key) {
@@ -256,11 +286,10 @@ struct TnFisDPListarLctoFisTotal::Impl {
 
   // The documents with listed tax lines (read after the tax lines, so `keys` is complete);
   // `people` gathers their counterparties' codes, sorted and unique once all are read.
-  nrw::PipedQuery Documents(const nrw::FiscalFilter& f, const std::vector<double>& keys,
-                            std::vector<int64_t>& people) {
+  nrw::PipedQuery Documents(const nrw::FiscalFilter& f, nrw::QueryOrder order,
+                            const std::vector<double>& keys, std::vector<int64_t>& people) {
     nrw::FiscalStorage& storage = Storage();
-    nrw::PipedQuery query =
-        Piped(nrw::DocumentsQuery(f, !storage.SortsRows()), FiscalResult::DocFiscal, f);
+    nrw::PipedQuery query = Piped(nrw::DocumentsQuery(f, order), 1, FiscalResult::DocFiscal, f);
     query.handle = [&storage, search = KeySearch(keys),
                     &people](std::vector<Variant>& row) mutable {
       if (search.Has(row[0].AsFloat())) {
@@ -282,11 +311,11 @@ struct TnFisDPListarLctoFisTotal::Impl {
   // table in a storage that sorts its rows, else by the places of their documents' runs in
   // `runs` (the items come in key order). The database's semi-join with the tax lines cost more
   // (a million-line month on PostgreSQL: 0.8 s more of the server's processor time).
-  nrw::PipedQuery PisCofins(const nrw::FiscalFilter& f, const std::vector<double>& keys,
-                            bool beside, std::vector<ItemRun>& runs) {
+  nrw::PipedQuery PisCofins(const nrw::FiscalFilter& f, nrw::QueryOrder order,
+                            const std::vector<double>& keys, bool beside,
+                            std::vector<ItemRun>& runs) {
     nrw::FiscalStorage& storage = Storage();
-    nrw::PipedQuery query =
-        Piped(nrw::PisCofinsQuery(f, !storage.SortsRows()), FiscalResult::PisCofins, f);
+    nrw::PipedQuery query = Piped(nrw::PisCofinsQuery(f, order), 2, FiscalResult::PisCofins, f);
     const bool by_runs = beside && !storage.SortsRows();
     query.handle = [&storage, search = KeySearch(keys), beside, by_runs, &runs,
                     added = int64_t{0}](std::vector<Variant>& row) mutable {

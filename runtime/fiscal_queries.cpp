@@ -85,32 +85,39 @@ std::vector<Direction> Directions(const FiscalFilter& f) {
   return directions;
 }
 
-// Joins the branches of the selected directions with "union all"; with no direction, one branch
-// that selects nothing.
+// Joins the branches of the selected directions with "union all", or with kByKeyPerDirection
+// keeps them apart; with no direction, one branch that selects nothing. `key` is the ordering
+// by key (and sequence).
 template <class Branch>
-SqlText Union(const FiscalFilter& f, Branch branch, const std::string& order_by) {
-  // An empty `order_by` leaves the rows in the database's order.
-  SqlText text;
+std::vector<SqlText> Union(const FiscalFilter& f, Branch branch, QueryOrder order,
+                           const std::string& key) {
+  std::vector<SqlText> texts(1);
   std::vector<Direction> directions = Directions(f);
   const bool none = directions.empty();
   if (none) {
     directions.push_back(kEntries);
   }
   for (const Direction& d : directions) {
+    if (order == QueryOrder::kByKeyPerDirection && !texts.back().sql.empty()) {
+      texts.emplace_back();
+    }
+    SqlText& text = texts.back();
     text.sql += (text.sql.empty() ? "" : " union all ") + branch(d, text.params);
     if (none) {
       text.sql += " and 1 = 0";
     }
   }
-  if (!order_by.empty()) {
-    text.sql += " order by " + order_by;
+  if (order != QueryOrder::kAsStored) {
+    for (SqlText& text : texts) {
+      text.sql += " order by " + key;
+    }
   }
-  return text;
+  return texts;
 }
 
 }  // namespace
 
-SqlText TaxLinesQuery(const FiscalFilter& f, bool ordered) {
+std::vector<SqlText> TaxLinesQuery(const FiscalFilter& f, QueryOrder order) {
   auto branch = [&f](const Direction& d, TVariantArray& params) {
     std::string sql = "select I." + Key(d) +
                       " CHAVELCTOFIS, I.SEQ, L.DATALCTOFIS, I.CODIGOCFOP, I.TIPOIMPOSTO, "
@@ -129,10 +136,10 @@ SqlText TaxLinesQuery(const FiscalFilter& f, bool ordered) {
     sql += TaxLineConditions(f, params);
     return sql;
   };
-  return Union(f, branch, ordered ? "1, 2" : "");
+  return Union(f, branch, order, "1, 2");
 }
 
-SqlText DocumentsQuery(const FiscalFilter& f, bool ordered) {
+std::vector<SqlText> DocumentsQuery(const FiscalFilter& f, QueryOrder order) {
   auto branch = [&f](const Direction& d, TVariantArray& params) {
     return "select L." + Key(d) + " CHAVELCTOFIS, '" + d.kind +
            "' TIPOLCTO, L.DATALCTOFIS, L.DATAHORALCTOFIS, L.DATAEMISSAO, L.NUMERONF, "
@@ -142,10 +149,10 @@ SqlText DocumentsQuery(const FiscalFilter& f, bool ordered) {
            " COMPLHIST, L.CODIGOTIPODCTOSINTEGRA, L.FINALIDADE, L.CODIGOUSUARIO from LCTOFIS" +
            d.suffix + " L" + DocumentConditions(f, params);
   };
-  return Union(f, branch, ordered ? "1" : "");
+  return Union(f, branch, order, "1");
 }
 
-SqlText PisCofinsQuery(const FiscalFilter& f, bool ordered) {
+std::vector<SqlText> PisCofinsQuery(const FiscalFilter& f, QueryOrder order) {
   auto branch = [&f](const Direction& d, TVariantArray& params) {
     const std::string sql = "select P." + Key(d) +
                             " CHAVELCTOFIS, P.SEQ, P.CODIGOPRODUTO, P.ORIGEM, P.CODIGOCFOP, "
@@ -155,7 +162,7 @@ SqlText PisCofinsQuery(const FiscalFilter& f, bool ordered) {
                             " L on L." + Key(d) + " = P." + Key(d) + DocumentConditions(f, params);
     return f.pis_cofins ? sql : sql + " and 1 = 0";
   };
-  return Union(f, branch, ordered ? "1, 2" : "");
+  return Union(f, branch, order, "1, 2");
 }
 
 // Each counterparty of the period's documents once. The people are chosen by their code among
@@ -167,7 +174,7 @@ SqlText PeopleQuery(const FiscalFilter& f) {
     return std::string("select L.CODIGOPESSOA from LCTOFIS") + d.suffix + " L" +
            DocumentConditions(f, params);
   };
-  SqlText documents = Union(f, branch, "");
+  SqlText documents = Union(f, branch, QueryOrder::kAsStored, "").front();
   return {
       "select P.CODIGOPESSOA, P.NOMEPESSOA, P.INSCRFEDERAL, P.SIGLAESTADO, P.CODIGOMUNIC, "
       "P.INSCRESTAD, P.PRODUTRURAL, P.INSCRPROD from PESSOA P where P.CODIGOPESSOA in (" +

@@ -1,6 +1,6 @@
 // The fiscal data provider's queries. Each is fixed text with bound values, run once per
-// establishment; entries and exits come from one "union all" ordered by the entry key (keys
-// are unique across entries and exits).
+// establishment; entries and exits come from one "union all" ordered by the entry key, or from
+// a statement each (keys are unique across entries and exits).
 #pragma once
 
 #include <cstdint>
@@ -32,12 +32,23 @@ struct SqlText {
   TVariantArray params;
 };
 
-// `ordered`: the rows come sorted by key (and sequence); without it the caller sorts them.
-SqlText TaxLinesQuery(const FiscalFilter& filter, bool ordered = true);
-SqlText DocumentsQuery(const FiscalFilter& filter, bool ordered = true);
+// How a query's rows come.
+enum class QueryOrder {
+  kAsStored,  // in the database's order: the caller sorts them
+  kByKey,     // sorted by key (and sequence), entries and exits in one statement
+  // One statement per direction listed (entries, exits), each sorted by key (and sequence),
+  // for the caller to merge: a database reads one direction's rows in key order from its key's
+  // index, where the union of both needed a sort of every row before the first came.
+  kByKeyPerDirection,
+};
+
+// Each query is one statement, or with kByKeyPerDirection one per direction listed (at least
+// one).
+std::vector<SqlText> TaxLinesQuery(const FiscalFilter& filter, QueryOrder order);
+std::vector<SqlText> DocumentsQuery(const FiscalFilter& filter, QueryOrder order);
 // Every item of the period's documents: the caller keeps those of documents with listed tax
 // lines.
-SqlText PisCofinsQuery(const FiscalFilter& filter, bool ordered = true);
+std::vector<SqlText> PisCofinsQuery(const FiscalFilter& filter, QueryOrder order);
 SqlText PeopleQuery(const FiscalFilter& filter);
 SqlText CfopQuery();
 
