@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include "host/exception.hpp"
@@ -173,16 +175,12 @@ class SqliteStorage : public FiscalStorage {
   std::string File() const override { return files_[static_cast<int>(FiscalResult::Imposto)]; }
 
  private:
-  static const char* FileName(FiscalResult result) {
-    switch (result) {
-      case FiscalResult::Imposto:
-        return "imposto";
-      case FiscalResult::DocFiscal:
-        return "docfiscal";
-      case FiscalResult::PisCofins:
-        break;
-    }
-    return "piscofins";
+  // A table's part of its file's name: the table's name without "cds", in lower case.
+  static std::string FileName(FiscalResult result) {
+    std::string name = FiscalResultName(result) + std::strlen("cds");
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return name;
   }
 
   // The files, their journals, and the working copies made from them
