@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <numeric>
 
 #include "host/exception.hpp"
@@ -322,6 +323,99 @@ TEST_P(FiscalProvider, PisCofinsItemsOfUnlistedDocumentsGoWhereverTheyLie) {
   Set("pCodigoCFOP", "5933");  // document 4: 1, 2 and 3 go together
   provider->Executar();
   EXPECT_EQ(Keys(provider->PisCofins()), (std::vector<double>{4, 4}));
+}
+
+// A connection to the test's database that gives at most `reopens` more connections in all,
+// and notes the statements read through any of them.
+class RationedConnection : public TSQLConnection {
+ public:
+  struct Shared {
+    std::mutex mutex;
+    std::vector<std::string> statements;
+    int reopens = 0;
+  };
+  RationedConnection(TSQLConnection& inner, std::shared_ptr<Shared> shared,
+                     std::unique_ptr<TSQLConnection> owned = nullptr)
+      : owned_(std::move(owned)), inner_(inner), shared_(std::move(shared)) {}
+  TSQLDialect Dialect() const override { return inner_.Dialect(); }
+  std::string Description() const override { return inner_.Description(); }
+  void Query(const std::string& sql, const TVariantArray& params, TSQLRowSink& sink) override {
+    Note(sql);
+    inner_.Query(sql, params, sink);
+  }
+  void BulkQuery(const std::string& sql, const TVariantArray& params, TSQLRowSink& sink) override {
+    Note(sql);
+    inner_.BulkQuery(sql, params, sink);
+  }
+  int64_t Execute(const std::string& sql, const TVariantArray& params) override {
+    return inner_.Execute(sql, params);
+  }
+  void ExecuteScript(const std::string& sql) override { inner_.ExecuteScript(sql); }
+  std::unique_ptr<TSQLBulkWriter> BulkInsert(const std::string& table,
+                                             const std::vector<std::string>& columns) override {
+    return inner_.BulkInsert(table, columns);
+  }
+  void BeginTransaction() override { inner_.BeginTransaction(); }
+  void Commit() override { inner_.Commit(); }
+  void Rollback() override { inner_.Rollback(); }
+  bool InTransaction() const override { return inner_.InTransaction(); }
+  std::unique_ptr<TSQLConnection> Reopen() const override {
+    {
+      std::lock_guard lock(shared_->mutex);
+      if (shared_->reopens == 0) {
+        return nullptr;
+      }
+      --shared_->reopens;
+    }
+    std::unique_ptr<TSQLConnection> other = inner_.Reopen();
+    if (other == nullptr) {
+      return nullptr;
+    }
+    TSQLConnection& reopened = *other;
+    return std::make_unique<RationedConnection>(reopened, shared_, std::move(other));
+  }
+
+ private:
+  void Note(const std::string& sql) {
+    std::lock_guard lock(shared_->mutex);
+    shared_->statements.push_back(sql);
+  }
+  std::unique_ptr<TSQLConnection> owned_;
+  TSQLConnection& inner_;
+  std::shared_ptr<Shared> shared_;
+};
+
+// SQLite results read the entries and the exits apart and merge them when the database gives
+// three more connections (the items' lane and a second statement on each lane); with fewer,
+// each query is one sorted union. The tables are the same either way.
+TEST_P(FiscalProvider, SqliteResultsMergeTheDirectionsOnlyWithConnectionsEnough) {
+  if (!GetParam().sqlite) {
+    GTEST_SKIP() << "in-memory results sort their rows themselves";
+  }
+  for (const int reopens : {0, 1, 2, 3}) {
+    SCOPED_TRACE(std::to_string(reopens) + " more connections");
+    auto shared = std::make_shared<RationedConnection::Shared>();
+    shared->reopens = reopens;
+    RationedConnection connection(db->Connection(), shared);
+    std::unique_ptr<TnFisDPListarLctoFisTotal> p = NewProvider(true);
+    p->SetConexao(&connection);
+    p->Executar();
+    EXPECT_EQ(Keys(p->Imposto()), (std::vector<double>{1, 1, 1, 2, 2, 3, 3, 4}));
+    EXPECT_EQ(Keys(p->DocFiscal()), (std::vector<double>{1, 2, 3, 4}));
+    EXPECT_EQ(Keys(p->PisCofins()), (std::vector<double>{1, 1, 1, 2}));
+    std::vector<std::string> tax_lines;
+    for (const std::string& sql : shared->statements) {
+      if (sql.find("IMPOSTO I join") != std::string::npos) {
+        tax_lines.push_back(sql);
+      }
+    }
+    const bool merged = reopens == 3;
+    ASSERT_EQ(tax_lines.size(), merged ? 2U : 1U);
+    for (const std::string& sql : tax_lines) {
+      EXPECT_EQ(sql.find("union all") != std::string::npos, !merged) << sql;
+      EXPECT_NE(sql.find("order by 1, 2"), std::string::npos) << sql;
+    }
+  }
 }
 
 TEST_P(FiscalProvider, TotalsPerCfopEqualTheTaxLines) {
