@@ -13,7 +13,7 @@ namespace {
 bool Before(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b,
             const std::vector<int>& index) {
   for (size_t i = 1; i < index.size(); ++i) {
-    const std::optional<int> c = CompareValues(a.Key(i, index), b.Key(i, index));
+    const std::optional<int> c = a.CompareKey(i, index, b);
     if (c && *c != 0) {
       return *c < 0;
     }
@@ -23,7 +23,7 @@ bool Before(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b,
 
 bool SameFirst(const SqliteGroupedRows::Row& a, const SqliteGroupedRows::Row& b,
                const std::vector<int>& index) {
-  return CompareValues(a.Key(0, index), b.Key(0, index)) == 0;
+  return a.CompareKey(0, index, b) == 0;
 }
 
 }  // namespace

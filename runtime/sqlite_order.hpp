@@ -55,6 +55,23 @@ inline OrderedValue KeyValue(const Variant& value) {
 }
 // -1, 0 or 1, or nothing when either value is not ordered here.
 std::optional<int> CompareValues(const OrderedValue& a, const OrderedValue& b);
+// The same for two key values as they are bound: two numbers of one kind (reals, integers) are
+// compared here, the others through CompareValues. A cursor compares the key of each row it
+// steps to, mostly a number against a number.
+inline std::optional<int> CompareKeyValues(const Variant& a, const Variant& b) {
+  const Variant::Kind kind = a.GetKind();
+  if (kind == b.GetKind()) {
+    if (kind == Variant::Kind::Float) {
+      const double x = a.AsFloat(), y = b.AsFloat();
+      return (x > y) - (x < y);
+    }
+    if (kind == Variant::Kind::Integer) {
+      const int64_t x = a.AsInteger(), y = b.AsInteger();
+      return (x > y) - (x < y);
+    }
+  }
+  return CompareValues(KeyValue(a), KeyValue(b));
+}
 
 // A column's ordered value kept after its statement steps on (its text copied, in a buffer
 // that is reused by the next value held).

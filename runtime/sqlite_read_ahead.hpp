@@ -43,6 +43,22 @@ class NRW_API SqliteReadAhead {
       }
       return key[k].View();
     }
+    // The order of index field k's value against `value`, a key value as it is bound.
+    std::optional<int> CompareKey(size_t k, const std::vector<int>& index,
+                                  const Variant& value) const {
+      if (k < 64 && (held >> k & 1) == 0) {
+        return CompareKeyValues(values[static_cast<size_t>(index[k])], value);
+      }
+      return CompareValues(key[k].View(), KeyValue(value));
+    }
+    // The order of index field k's value against the same field's of `other`.
+    std::optional<int> CompareKey(size_t k, const std::vector<int>& index, const Row& other) const {
+      if (k < 64 && ((held | other.held) >> k & 1) == 0) {
+        const auto field = static_cast<size_t>(index[k]);
+        return CompareKeyValues(values[field], other.values[field]);
+      }
+      return CompareValues(Key(k, index), other.Key(k, index));
+    }
     uint64_t held = 0;
     std::vector<HeldValue> key;
   };

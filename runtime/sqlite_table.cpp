@@ -783,8 +783,13 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   std::optional<int> CompareStream(const TVariantArray& k) const {
     const auto key = [&](size_t i) { return KeyValue(k[i]); };
     if (const nrw::SqliteReadAhead::Row* held = HeldRow()) {
-      return CompareInTurn(
-          k.size(), [&](size_t i) { return held->Key(i, index); }, key);
+      for (size_t i = 0; i < k.size(); ++i) {
+        const std::optional<int> c = held->CompareKey(i, index, k[i]);
+        if (!c || *c != 0) {
+          return c;
+        }
+      }
+      return 0;
     }
     return CompareInTurn(
         k.size(), [&](size_t i) { return ColumnValue(statement, index[i] + 1); }, key);
