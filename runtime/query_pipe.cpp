@@ -12,6 +12,8 @@
 #include <mutex>
 #include <thread>
 
+#include "runtime/sqlite_order.hpp"
+
 namespace nrw {
 namespace {
 
@@ -61,28 +63,11 @@ void ConvertInto(const std::vector<Variant>& values, const std::vector<TFieldDef
   }
 }
 
-// The order of two rows by their first `keys` values: empty ones first, then numbers, then
-// texts.
+// The order of two rows by their first `keys` values, as an index orders them (nulls, numbers,
+// texts by their bytes); values it does not order count as equal.
 int CompareKeys(const std::vector<Variant>& a, const std::vector<Variant>& b, size_t keys) {
-  const auto rank = [](const Variant& v) {
-    switch (v.GetKind()) {
-      case Variant::Kind::Null:
-        return 0;
-      case Variant::Kind::String:
-        return 2;
-      default:
-        return 1;
-    }
-  };
   for (size_t i = 0; i < keys; ++i) {
-    const int ra = rank(a[i]), rb = rank(b[i]);
-    int c = ra < rb ? -1 : ra > rb ? 1 : 0;
-    if (c == 0 && ra == 1) {
-      const double x = a[i].AsFloat(), y = b[i].AsFloat();
-      c = x < y ? -1 : x > y ? 1 : 0;
-    } else if (c == 0 && ra == 2) {
-      c = a[i].StringRef().compare(b[i].StringRef());
-    }
+    const int c = CompareKeyValues(a[i], b[i]).value_or(0);
     if (c != 0) {
       return c;
     }
