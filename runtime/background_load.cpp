@@ -6,22 +6,19 @@
 namespace nrw {
 
 // Four batches waiting keep the thread busy without holding many rows in memory.
-BackgroundLoad::BackgroundLoad(TSQLConnection& connection, int tables)
-    : connection_(connection),
-      writers_(static_cast<size_t>(tables)),
-      worker_("nrw-load", 4, [this](Batch& batch) { Write(batch); }) {}
+BackgroundLoad::BackgroundLoad(TSQLConnection& connection)
+    : connection_(connection), worker_("nrw-load", 4, [this](Batch& batch) { Write(batch); }) {}
 
 BackgroundLoad::~BackgroundLoad() = default;
 
-void BackgroundLoad::Begin(int table, const std::string& name,
-                           const std::vector<TFieldDef>& fields) {
-  batch_.steps.push_back({Step::Kind::Begin, table, batch_.definitions.size()});
+void BackgroundLoad::Begin(const std::string& name, const std::vector<TFieldDef>& fields) {
+  batch_.steps.push_back({Step::Kind::Begin, batch_.definitions.size()});
   batch_.definitions.push_back({name, fields});
 }
 
-void BackgroundLoad::Take(int table, std::vector<Variant>& row) {
-  // Vectors are exchanged only between rows of one width: one that went from table to table
-  // would keep the room of the widest (about 5 MB more at the peak of a million-line month).
+void BackgroundLoad::Take(std::vector<Variant>& row) {
+  // Vectors are exchanged only between rows of one width (a refill may give the table another
+  // column): the caller gets back a buffer of the width it gave.
   if (batch_.used == batch_.rows.size()) {
     batch_.rows.push_back(row);
   } else if (batch_.rows[batch_.used].size() == row.size()) {
@@ -29,14 +26,14 @@ void BackgroundLoad::Take(int table, std::vector<Variant>& row) {
   } else {
     batch_.rows[batch_.used] = row;  // reuses the slot's buffers
   }
-  batch_.steps.push_back({Step::Kind::Row, table, batch_.used++});
+  batch_.steps.push_back({Step::Kind::Row, batch_.used++});
   if (batch_.used == kBatchRows) {
     HandOver();
   }
 }
 
-void BackgroundLoad::End(int table) {
-  batch_.steps.push_back({Step::Kind::End, table, 0});
+void BackgroundLoad::End() {
+  batch_.steps.push_back({Step::Kind::End, 0});
 }
 
 void BackgroundLoad::Wait() {
@@ -49,9 +46,7 @@ void BackgroundLoad::Discard() {
   batch_.steps.clear();
   batch_.definitions.clear();
   batch_.used = 0;
-  for (std::unique_ptr<TSQLBulkWriter>& writer : writers_) {
-    writer.reset();
-  }
+  writer_.reset();
 }
 
 void BackgroundLoad::HandOver() {
@@ -64,7 +59,6 @@ void BackgroundLoad::HandOver() {
 
 void BackgroundLoad::Write(Batch& batch) {
   for (const Step& step : batch.steps) {
-    std::unique_ptr<TSQLBulkWriter>& writer = writers_.at(static_cast<size_t>(step.table));
     switch (step.kind) {
       case Step::Kind::Begin: {
         const Definition& definition = batch.definitions[step.index];
@@ -74,15 +68,15 @@ void BackgroundLoad::Write(Batch& batch) {
         }
         connection_.ExecuteScript("drop table if exists " + definition.name + "; " +
                                   SqliteCreateTable(definition.name, definition.fields));
-        writer = connection_.BulkInsert(definition.name, columns);
+        writer_ = connection_.BulkInsert(definition.name, columns);
         break;
       }
       case Step::Kind::Row:
-        writer->Take(batch.rows[step.index]);
+        writer_->Take(batch.rows[step.index]);
         break;
       case Step::Kind::End:
-        writer->Finish();
-        writer.reset();
+        writer_->Finish();
+        writer_.reset();
         break;
     }
   }

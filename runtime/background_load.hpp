@@ -1,7 +1,7 @@
-// BackgroundLoad: tables refilled through one SQL connection by a thread of its own
+// BackgroundLoad: a table refilled through one SQL connection by a thread of its own
 // ("nrw-load"). The caller's thread only puts each row into a batch; the thread creates the
-// tables and inserts the rows in the order they came, so the rows keep their order (and SQLite
-// its row ids). Nothing else may use the connection from the first Begin until Wait returns.
+// table and inserts the rows in the order they came, so the rows keep their order (and SQLite
+// its row ids). Nothing else may use the connection from Begin until Wait returns.
 #pragma once
 
 #include <memory>
@@ -15,27 +15,25 @@ namespace nrw {
 
 class NRW_API BackgroundLoad {
  public:
-  // `tables` is how many tables may be refilled at the same time, numbered from 0.
-  BackgroundLoad(TSQLConnection& connection, int tables);
+  explicit BackgroundLoad(TSQLConnection& connection);
   ~BackgroundLoad();
 
-  // Creates table `name` anew (dropping one of that name) with these columns, as `table`.
-  void Begin(int table, const std::string& name, const std::vector<TFieldDef>& fields);
-  // Appends a row (its values already of the columns' types) to `table`. The caller reuses
+  // Creates table `name` anew (dropping one of that name) with these columns.
+  void Begin(const std::string& name, const std::vector<TFieldDef>& fields);
+  // Appends a row (its values already of the columns' types) to the table. The caller reuses
   // `row` only as a buffer: its values may be exchanged for others that are no longer needed
   // instead of copied.
-  void Take(int table, std::vector<Variant>& row);
-  // Ends the refill of `table`.
-  void End(int table);
+  void Take(std::vector<Variant>& row);
+  // Ends the table's refill.
+  void End();
   // Waits until everything handed over is written; raises the first failure.
   void Wait();
-  // After a failure: waits for the thread, and forgets what waits and the tables being filled.
+  // After a failure: waits for the thread, and forgets what waits and the table being filled.
   void Discard();
 
  private:
   struct Step {
     enum class Kind { Begin, Row, End } kind;
-    int table;
     size_t index;  // into the batch's rows (Row) or definitions (Begin)
   };
   struct Definition {
@@ -54,8 +52,8 @@ class NRW_API BackgroundLoad {
   void HandOver();
 
   TSQLConnection& connection_;
-  std::vector<std::unique_ptr<TSQLBulkWriter>> writers_;  // on the thread
-  Batch batch_;                                           // being filled
+  std::unique_ptr<TSQLBulkWriter> writer_;  // on the thread
+  Batch batch_;                             // being filled
   OrderedWorker<Batch> worker_;
 };
 

@@ -84,7 +84,7 @@ class SqliteStorage : public FiscalStorage {
       connections_[i]->Open();
       // A failed refill is rolled back: each file keeps its journal, in memory.
       connections_[i]->Sql().ExecuteScript("pragma journal_mode = memory");
-      loads_[i] = std::make_unique<BackgroundLoad>(connections_[i]->Sql(), 1);
+      loads_[i] = std::make_unique<BackgroundLoad>(connections_[i]->Sql());
       tables_[i] = new TnFDTableSQLite(owner);
       tables_[i]->SetName(FiscalResultName(result));
       tables_[i]->SetConnection(connections_[i]);
@@ -139,13 +139,13 @@ class SqliteStorage : public FiscalStorage {
     }
   }
   void Begin(FiscalResult result, const std::vector<TFieldDef>& fields) override {
-    loads_[static_cast<int>(result)]->Begin(0, FiscalResultName(result), fields);
+    loads_[static_cast<int>(result)]->Begin(FiscalResultName(result), fields);
   }
   void Add(FiscalResult result, std::vector<Variant>& row) override {
-    loads_[static_cast<int>(result)]->Take(0, row);
+    loads_[static_cast<int>(result)]->Take(row);
   }
   void End(FiscalResult result, const std::string& key_fields) override {
-    loads_[static_cast<int>(result)]->End(0);
+    loads_[static_cast<int>(result)]->End();
     row_orders_[static_cast<int>(result)] = key_fields;
   }
   // The load wrote the rows into a new table in the order they were added, so the row at place

@@ -71,8 +71,8 @@ TEST(OrderedWorker, StopsWithItemsStillWaiting) {
 
 class BackgroundLoadTest : public ::testing::Test {
  protected:
-  std::vector<std::string> Rows(const std::string& table) {
-    return PairTexts(*connection, "select * from " + table + " order by rowid", {}, 0);
+  std::vector<std::string> Rows(TSQLConnection& from, const std::string& table) {
+    return PairTexts(from, "select * from " + table + " order by rowid", {}, 0);
   }
 
   ScratchDir scratch;
@@ -80,37 +80,44 @@ class BackgroundLoadTest : public ::testing::Test {
   const std::vector<TFieldDef> fields = {{"N", TFieldType::Integer}, {"S", TFieldType::String}};
 };
 
+// Two tables, each in a file and loaded by a thread of its own, filled in turns: each keeps the
+// order of its rows, over many batches, every row taken from one buffer whose values are
+// exchanged.
 TEST_F(BackgroundLoadTest, TablesFilledInTurnsKeepTheOrderOfTheirRows) {
-  BackgroundLoad load(*connection, 2);
+  std::unique_ptr<TSQLConnection> beside = OpenConnection(scratch.File("beside.db"), true);
+  BackgroundLoad load_a(*connection), load_b(*beside);
   connection->BeginTransaction();
-  load.Begin(0, "A", fields);
-  load.Begin(1, "B", fields);
+  beside->BeginTransaction();
+  load_a.Begin("A", fields);
+  load_b.Begin("B", fields);
   std::vector<std::string> a, b;
-  std::vector<Variant> buffer;      // every row is taken from one buffer, its values exchanged
+  std::vector<Variant> buffer;
   for (int i = 0; i < 5000; ++i) {  // more than a batch
     const Variant text = i % 7 == 0 ? Variant() : Variant("t" + std::to_string(i));
     buffer.resize(2);
     buffer[0] = Variant(i);
     buffer[1] = text;
-    load.Take(i % 3 == 0 ? 1 : 0, buffer);
+    (i % 3 == 0 ? load_b : load_a).Take(buffer);
     (i % 3 == 0 ? b : a)
         .push_back(std::to_string(i) + "|" + (text.IsNull() ? "null" : text.AsString()));
   }
-  load.End(0);
-  load.End(1);
-  load.Wait();
+  load_a.End();
+  load_b.End();
+  load_a.Wait();
+  load_b.Wait();
   connection->Commit();
-  EXPECT_EQ(Rows("A"), a);
-  EXPECT_EQ(Rows("B"), b);
+  beside->Commit();
+  EXPECT_EQ(Rows(*connection, "A"), a);
+  EXPECT_EQ(Rows(*beside, "B"), b);
 }
 
 TEST_F(BackgroundLoadTest, AFailureIsRaisedOnTheCallersThreadAndCanBeDiscarded) {
-  BackgroundLoad load(*connection, 1);
+  BackgroundLoad load(*connection);
   connection->BeginTransaction();
-  load.Begin(0, "A", fields);
+  load.Begin("A", fields);
   std::vector<Variant> row = {Variant(1)};  // one value short
-  load.Take(0, row);
-  load.End(0);
+  load.Take(row);
+  load.End();
   try {
     load.Wait();
     FAIL() << "the short row was written";
@@ -120,13 +127,13 @@ TEST_F(BackgroundLoadTest, AFailureIsRaisedOnTheCallersThreadAndCanBeDiscarded) 
   load.Discard();
   connection->Rollback();
   connection->BeginTransaction();
-  load.Begin(0, "A", fields);
+  load.Begin("A", fields);
   row = {Variant(2), Variant("x")};
-  load.Take(0, row);
-  load.End(0);
+  load.Take(row);
+  load.End();
   load.Wait();
   connection->Commit();
-  EXPECT_EQ(Rows("A"), (std::vector<std::string>{"2|x"}));
+  EXPECT_EQ(Rows(*connection, "A"), (std::vector<std::string>{"2|x"}));
 }
 
 }  // namespace
