@@ -38,7 +38,7 @@ class NRW_API SqliteReadAhead {
     // read as SQLite stored it orders from its field's place in `values`; another is held in
     // key[k], and bit k of `held` is set (always from the 64th on).
     OrderedValue Key(size_t k, const std::vector<int>& index) const {
-      if (k < 64 && (held >> k & 1) == 0) {
+      if (InValues(k)) {
         return KeyValue(values[static_cast<size_t>(index[k])]);
       }
       return key[k].View();
@@ -46,19 +46,21 @@ class NRW_API SqliteReadAhead {
     // The order of index field k's value against `value`, a key value as it is bound.
     std::optional<int> CompareKey(size_t k, const std::vector<int>& index,
                                   const Variant& value) const {
-      if (k < 64 && (held >> k & 1) == 0) {
+      if (InValues(k)) {
         return CompareKeyValues(values[static_cast<size_t>(index[k])], value);
       }
       return CompareValues(key[k].View(), KeyValue(value));
     }
     // The order of index field k's value against the same field's of `other`.
     std::optional<int> CompareKey(size_t k, const std::vector<int>& index, const Row& other) const {
-      if (k < 64 && ((held | other.held) >> k & 1) == 0) {
+      if (InValues(k) && other.InValues(k)) {
         const auto field = static_cast<size_t>(index[k]);
         return CompareKeyValues(values[field], other.values[field]);
       }
       return CompareValues(Key(k, index), other.Key(k, index));
     }
+    // Whether index field k orders from its place in `values`.
+    bool InValues(size_t k) const { return k < 64 && (held >> k & 1) == 0; }
     uint64_t held = 0;
     std::vector<HeldValue> key;
   };
