@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "runtime/prefetch.hpp"
+
 namespace nrw {
 namespace {
 
@@ -38,6 +40,9 @@ void SqliteGroupedRows::Start(sqlite3_stmt* st, const Shape* shape) {
 }
 
 int SqliteGroupedRows::StepStatement() {
+  if (size_ < rows_.size()) {
+    PrefetchValues(rows_[size_].values, true);  // a buffer last used on the caller's core
+  }
   const int rc = sqlite3_step(st_);
   if (rc == SQLITE_ROW) {
     if (rows_.size() == size_) {

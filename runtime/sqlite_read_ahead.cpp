@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "host/exception.hpp"
+#include "runtime/prefetch.hpp"
 #include "runtime/sqlite_grouped_rows.hpp"
 
 namespace nrw {
@@ -110,6 +111,10 @@ struct SqliteReadAhead::Impl {
         batch->size = 0;
         batch->last = false;
         while (batch->size < kBatchRows && !batch->last) {
+          if (!shape.grouped && batch->size < batch->rows.size()) {
+            // The row's buffer was last read on the caller's core.
+            PrefetchValues(batch->rows[batch->size].values, true);
+          }
           const int rc = shape.grouped ? runs.Step() : sqlite3_step(r.st);
           if (rc == SQLITE_ROW) {
             if (batch->rows.size() == batch->size) {
@@ -205,7 +210,12 @@ const SqliteReadAhead::Row* SqliteReadAhead::Next() {
   Impl& m = *impl_;
   for (;;) {
     if (m.current != nullptr && m.next < m.current->size) {
-      return &m.current->rows[m.next++];
+      const size_t at = m.next++;
+      if (m.next < m.current->size) {
+        // Read on the other core: asked for while the caller works on this row.
+        PrefetchValues(m.current->rows[m.next].values, false);
+      }
+      return &m.current->rows[at];
     }
     if (m.current != nullptr && m.current->last) {
       m.past_last = true;
