@@ -4,11 +4,11 @@
 #pragma once
 
 #include <fstream>
-#include <map>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "host/export.hpp"
@@ -49,16 +49,19 @@ class NRW_API TSectionsTraceSink : public TSectionSink {
   void Finish() override { out_.flush(); }
 
  private:
-  // Writes {"page":P,"section":S,"fields":{...}} and a newline; `section` is already JSON.
-  void WriteLine(int32_t page, std::string_view section, const std::vector<TPrintedField>& fields);
-
-  const std::vector<std::string>& KeysOf(std::string_view section,
-                                         const std::vector<TPrintedField>& fields);
+  // What the lines of one section share: its part of the line before the fields
+  // (,"section":S,"fields":{), and the names of its fields as JSON keys, each with its colon
+  // (and the comma before all but the first), made again when the names change.
+  struct Keys {
+    std::string section;
+    std::vector<std::string> names, json;
+  };
+  // Writes {"page":P,"section":S,"fields":{...}} and a newline.
+  void WriteLine(int32_t page, Keys& keys, const std::vector<TPrintedField>& fields);
+  static void UpdateKeys(Keys& keys, const std::vector<TPrintedField>& fields);
 
   std::ostream& out_;
   std::string line_;  // reused for every line
-  struct Keys {
-    std::vector<std::string> names, json;
-  };
-  std::map<std::string, Keys, std::less<>> keys_;  // by section
+  std::unordered_map<int32_t, Keys> sections_;
+  Keys header_;
 };

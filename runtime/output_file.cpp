@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -151,33 +152,26 @@ void AppendJsonString(std::string& out, std::string_view text) {
 
 }  // namespace
 
-// The names of a section's fields as JSON keys, each with its colon (and the comma before all
-// but the first), made when the section's names change.
-const std::vector<std::string>& TSectionsTraceSink::KeysOf(
-    std::string_view section, const std::vector<TPrintedField>& fields) {
-  auto it = keys_.find(section);
-  if (it == keys_.end()) {
-    it = keys_.try_emplace(std::string(section)).first;
+void TSectionsTraceSink::UpdateKeys(Keys& keys, const std::vector<TPrintedField>& fields) {
+  if (nrw::KeepFieldNames(keys.names, fields)) {
+    return;
   }
-  Keys& keys = it->second;
-  if (!nrw::KeepFieldNames(keys.names, fields)) {
-    keys.json.clear();
-    for (const TPrintedField& field : fields) {
-      std::string key = keys.json.empty() ? "" : ",";
-      AppendJsonString(key, field.name);
-      keys.json.push_back(key + ':');
-    }
+  keys.json.clear();
+  for (const TPrintedField& field : fields) {
+    std::string key = keys.json.empty() ? "" : ",";
+    AppendJsonString(key, field.name);
+    keys.json.push_back(key + ':');
   }
-  return keys.json;
 }
 
-void TSectionsTraceSink::WriteLine(int32_t page, std::string_view section,
+void TSectionsTraceSink::WriteLine(int32_t page, Keys& keys,
                                    const std::vector<TPrintedField>& fields) {
-  line_.assign("{\"page\":").append(std::to_string(page)).append(",\"section\":");
-  line_.append(section).append(",\"fields\":{");
-  const std::vector<std::string>& keys = KeysOf(section, fields);
+  UpdateKeys(keys, fields);
+  char number[16];
+  const auto written = std::to_chars(number, number + sizeof number, page);
+  line_.assign("{\"page\":").append(number, written.ptr).append(keys.section);
   for (size_t i = 0; i < fields.size(); ++i) {
-    line_ += keys[i];
+    line_ += keys.json[i];
     AppendJsonString(line_, fields[i].value);
   }
   line_.append("}}\n");
@@ -186,10 +180,17 @@ void TSectionsTraceSink::WriteLine(int32_t page, std::string_view section,
 
 void TSectionsTraceSink::PrintSection(int32_t page, int32_t section,
                                       const std::vector<TPrintedField>& fields) {
-  WriteLine(page, std::to_string(section), fields);
+  Keys& keys = sections_[section];
+  if (keys.section.empty()) {
+    keys.section = ",\"section\":" + std::to_string(section) + ",\"fields\":{";
+  }
+  WriteLine(page, keys, fields);
 }
 
 void TSectionsTraceSink::PrintHeader(int32_t page, const std::vector<TPrintedField>& fields,
                                      int32_t, int32_t) {
-  WriteLine(page, "\"header\"", fields);
+  if (header_.section.empty()) {
+    header_.section = ",\"section\":\"header\",\"fields\":{";
+  }
+  WriteLine(page, header_, fields);
 }
