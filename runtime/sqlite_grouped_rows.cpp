@@ -41,7 +41,8 @@ void SqliteGroupedRows::Start(sqlite3_stmt* st, const Shape* shape) {
 
 int SqliteGroupedRows::StepStatement() {
   if (size_ < rows_.size()) {
-    PrefetchValues(rows_[size_].values, true);  // a buffer last used on the caller's core
+    // Read ahead, the row's buffer comes back from the caller, on the other core.
+    PrefetchValues(rows_[size_].values, true);
   }
   const int rc = sqlite3_step(st_);
   if (rc == SQLITE_ROW) {
