@@ -63,18 +63,6 @@ void ConvertInto(const std::vector<Variant>& values, const std::vector<TFieldDef
   }
 }
 
-// The order of two rows by their first `keys` values, as an index orders them (nulls, numbers,
-// texts by their bytes); values it does not order count as equal.
-int CompareKeys(const std::vector<Variant>& a, const std::vector<Variant>& b, size_t keys) {
-  for (size_t i = 0; i < keys; ++i) {
-    const int c = CompareKeyValues(a[i], b[i]).value_or(0);
-    if (c != 0) {
-      return c;
-    }
-  }
-  return 0;
-}
-
 // One statement of a merged query, read on a thread of its own ("nrw-part") into batches of
 // converted rows that the lane's thread takes in turn.
 class PartReader : public TSQLRowSink {
@@ -250,10 +238,13 @@ class Pipe : public TSQLRowSink {
       heads.push_back(part->Next());
     }
     for (;;) {
+      // The head with the lowest key, the earliest among equal ones (keys not ordered here
+      // count as equal).
       size_t first = heads.size();
       for (size_t i = 0; i < heads.size(); ++i) {
-        if (heads[i] != nullptr && (first == heads.size() ||
-                                    CompareKeys(*heads[i], *heads[first], query.merge_keys) < 0)) {
+        if (heads[i] != nullptr &&
+            (first == heads.size() ||
+             CompareKeyPrefix(*heads[i], *heads[first], query.merge_keys).value_or(0) < 0)) {
           first = i;
         }
       }

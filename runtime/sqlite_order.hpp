@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/export.hpp"
 #include "host/variant.hpp"
@@ -71,6 +72,18 @@ inline std::optional<int> CompareKeyValues(const Variant& a, const Variant& b) {
     }
   }
   return CompareValues(KeyValue(a), KeyValue(b));
+}
+// Lexicographic order of two keys by their first `n` values (CompareKeyValues in turn);
+// nothing from the first value not ordered here.
+inline std::optional<int> CompareKeyPrefix(const std::vector<Variant>& a,
+                                           const std::vector<Variant>& b, size_t n) {
+  for (size_t i = 0; i < n; ++i) {
+    const std::optional<int> c = CompareKeyValues(a[i], b[i]);
+    if (!c || *c != 0) {
+      return c;
+    }
+  }
+  return 0;
 }
 
 // A column's ordered value kept after its statement steps on (its text copied, in a buffer

@@ -157,8 +157,7 @@ std::optional<int> CompareInTurn(size_t n, A a, B b) {
 
 // Lexicographic order of two keys of the same length.
 std::optional<int> CompareKeys(const TVariantArray& a, const TVariantArray& b) {
-  return CompareInTurn(
-      a.size(), [&](size_t i) { return KeyValue(a[i]); }, [&](size_t i) { return KeyValue(b[i]); });
+  return nrw::CompareKeyPrefix(a, b, a.size());
 }
 
 // Whether every value of the key is ordered here.
