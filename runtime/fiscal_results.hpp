@@ -1,6 +1,6 @@
 // Where the fiscal data provider puts its three result tables: in-memory tables, or tables of
-// temporary SQLite files (one each) read back through TnFDTableSQLite. Both are filled row by row in the
-// order the queries give, so both storage modes hold the same rows in the same order.
+// temporary SQLite files (one each) read back through TnFDTableSQLite. Both are filled row by
+// row in the order the queries give, so both storage modes hold the same rows in the same order.
 #pragma once
 
 #include <cstdint>
