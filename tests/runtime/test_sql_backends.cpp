@@ -466,6 +466,27 @@ TEST_P(SqlBackend, ABulkQueryGivesWhatTheQueryGives) {
   EXPECT_TRUE(awkward_seen) << "backslashes come back as they were written";
 }
 
+// The rows' fields are found eight bytes at a time: texts of every length up to past two words
+// put the tabs between them at every place in a word, and an escaped text among them.
+TEST_P(SqlBackend, ABulkQueryFindsFieldsOfEveryLength) {
+  conn->ExecuteScript("create table E (N integer, A varchar(40), B varchar(40), C varchar(40))");
+  auto writer = conn->BulkInsert("E", {"N", "A", "B", "C"});
+  for (int n = 0; n <= 20; ++n) {
+    const auto length = static_cast<size_t>(n);
+    writer->Add({Variant(n), Variant(std::string(length, 'a')),
+                 n % 3 == 0 ? Variant() : Variant(std::string(20 - length, 'b')),
+                 Variant(n == 7 ? std::string("x\\ty\\") : std::string(length % 9, 'c'))});
+  }
+  writer->Finish();
+  KeptRows direct, bulk;
+  conn->Query("select N, A, B, C from E order by N", {}, direct);
+  conn->BulkQuery("select N, A, B, C from E order by N", {}, bulk);
+  ASSERT_EQ(bulk.rows.size(), 21u);
+  EXPECT_EQ(bulk.rows, direct.rows);
+  EXPECT_EQ(bulk.rows[13][1], Variant(std::string(13, 'a')));
+  EXPECT_EQ(bulk.rows[7][3], Variant("x\\ty\\"));
+}
+
 TEST_P(SqlBackend, ABulkQueryMayEndInASemicolonOrAComment) {
   for (const std::string sql : {"select N from T where N > :n order by N ;\n ",
                                 "select N from T where N > :n order by N -- the last ones"}) {
