@@ -28,14 +28,24 @@
 namespace nfis::testing {
 namespace {
 
-std::string Place(int column, int width, TLayoutAlign align, const std::string& text) {
-  std::u32string line;
-  nrw::PlaceText(line, column, width, align, text);
-  std::string out;
-  for (char32_t c : line) {
-    out += c < 0x80 ? static_cast<char>(c) : '*';
+// The line in UTF-8 with each character that is not ASCII shown as '*'.
+std::string Starred(const nrw::TextLine& line) {
+  std::string scratch, out;
+  for (char c : line.Utf8(scratch)) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      out += c;
+    } else if ((byte & 0xC0) != 0x80) {
+      out += '*';
+    }
   }
   return out;
+}
+
+std::string Place(int column, int width, TLayoutAlign align, const std::string& text) {
+  nrw::TextLine line;
+  line.Place(column, width, align, text);
+  return Starred(line);
 }
 
 TEST(PlaceText, AlignsAndCutsByCharacters) {
@@ -74,8 +84,8 @@ TEST(TextRenderer, WritesCharactersOfEveryLengthBackAsUtf8) {
   EXPECT_EQ(out.str(), mixed + std::string(16, ' ') + "z\n");
 }
 
-// Lines are encoded in blocks of characters: plain ones a byte each, others as UTF-8, at any
-// place in a block; a plain text longer than its field is cut like any other.
+// Characters that are not ASCII go out as UTF-8 wherever they fall in a long line; a plain
+// text longer than its field is cut like any other.
 TEST(TextRenderer, EncodesEveryCharacterWhereverItFallsInALongLine) {
   TReportLayout layout;
   TLayoutSection section = TLayoutSection::Of(7, {"A", "B", "C"});
@@ -93,8 +103,8 @@ TEST(TextRenderer, EncodesEveryCharacterWhereverItFallsInALongLine) {
   EXPECT_EQ(out.str(), a + std::string(22, ' ') + "12345" + std::string(5, ' ') + "plain text\n");
 }
 
-// A line of plain characters is made in bytes; one with any other character, in the section's
-// static texts or in a value, in characters. Both place, cut, overwrite and trim alike.
+// A line of plain characters and one with any other character, in the section's static texts
+// or in a value, place, cut, overwrite and trim alike.
 TEST(TextRenderer, PlainAndOtherLinesArePlacedAlike) {
   TReportLayout layout;
   TLayoutSection plain = TLayoutSection::Of(7, {"A", "B"});
@@ -180,10 +190,32 @@ TEST(SectionsTrace, ASectionsKeysFollowItsFields) {
 }
 
 TEST(PlaceText, LaterTextsOverwriteEarlierOnes) {
-  std::u32string line;
-  nrw::PlaceText(line, 0, 6, TLayoutAlign::Left, "------");
-  nrw::PlaceText(line, 2, 2, TLayoutAlign::Left, "ab");
-  EXPECT_EQ(line, U"--ab--");
+  nrw::TextLine line;
+  line.Place(0, 6, TLayoutAlign::Left, "------");
+  line.Place(2, 2, TLayoutAlign::Left, "ab");
+  EXPECT_EQ(Starred(line), "--ab--");
+}
+
+// A character that is not ASCII is kept aside by its column: whatever is placed over it last
+// is written, and a copy of the line keeps its characters.
+TEST(PlaceText, TheLastCharacterPlacedInAColumnIsWritten) {
+  nrw::TextLine line;
+  line.Place(0, 8, TLayoutAlign::Left, "açãoéè");
+  line.Place(1, 1, TLayoutAlign::Left, "c");   // over ç
+  line.Place(2, 1, TLayoutAlign::Left, "€");   // over ã
+  line.Place(4, 1, TLayoutAlign::Left, "ê");   // over é
+  line.Place(4, 1, TLayoutAlign::Left, "ë");   // and again
+  line.Place(9, 2, TLayoutAlign::Left, "ü ");  // trailing blank
+  nrw::TextLine copy = line;
+  line.Place(5, 1, TLayoutAlign::Left, "x");  // the copy keeps its è
+  std::string scratch, copy_scratch;
+  EXPECT_EQ(line.Utf8(scratch), "ac€oëx   ü");
+  EXPECT_EQ(copy.Utf8(copy_scratch), "ac€oëè   ü");
+  nrw::TextLine plain;
+  plain.Place(0, 5, TLayoutAlign::Left, "ab   ");
+  EXPECT_EQ(plain.Utf8(scratch), "ab") << "a plain line is its own bytes, trimmed";
+  plain.Place(0, 3, TLayoutAlign::Left, "   ");
+  EXPECT_EQ(plain.Utf8(scratch), "") << "a blank line writes nothing";
 }
 
 std::string RunTo(const std::string& format, const std::vector<int32_t>& without = {}) {
