@@ -12,6 +12,7 @@
 #include "host/exception.hpp"
 #include "host/sysutils.hpp"
 #include "runtime/iso_date.hpp"
+#include "runtime/plain_decimal.hpp"
 #include "runtime/repeated_dates.hpp"
 #include "runtime/sql_placeholders.hpp"
 
@@ -61,7 +62,8 @@ Variant ParseValue(const char* text, int length, TFieldType type, const std::str
     }
     case TFieldType::Float: {
       double value = 0;
-      if (std::from_chars(text, end, value).ec == std::errc()) {
+      if (ReadPlainDecimal(std::string_view(text, static_cast<size_t>(length)), value) ||
+          std::from_chars(text, end, value).ec == std::errc()) {
         return Variant(value);
       }
       break;

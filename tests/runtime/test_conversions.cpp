@@ -1,7 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <charconv>
+#include <random>
+#include <string>
+#include <vector>
+
 #include "host/exception.hpp"
 #include "host/sysutils.hpp"
+#include "runtime/plain_decimal.hpp"
 
 namespace {
 
@@ -91,3 +98,53 @@ TEST(Text, IntToHexPadsUpperCase) {
 }
 
 }  // namespace
+
+// The numeric columns' text is read without from_chars when it is a plain decimal of up to
+// fifteen digits, to the same double; anything else is left to from_chars.
+TEST(ReadPlainDecimal, GivesWhatFromCharsGives) {
+  std::mt19937_64 random(20261125);
+  std::vector<std::string> texts = {"0",
+                                    "-0",
+                                    "0.00",
+                                    "-0.00",
+                                    "7",
+                                    "12.5",
+                                    "-1.65",
+                                    "0.1",
+                                    "999999999999999",
+                                    "1.2",
+                                    "0.3",
+                                    "2.675",
+                                    "1e5",
+                                    "0.000000000000001",
+                                    "-99999999999999.9",
+                                    "123456789012.345"};
+  for (int i = 0; i < 20000; ++i) {
+    const int digits = 1 + static_cast<int>(random() % 15);
+    std::string text;
+    for (int d = 0; d < digits; ++d) {
+      text += static_cast<char>('0' + random() % 10);
+    }
+    const int decimals = static_cast<int>(random() % (digits + 1));
+    if (decimals > 0 && decimals < digits) {
+      text.insert(text.size() - static_cast<size_t>(decimals), ".");
+    }
+    texts.push_back(random() % 2 == 0 ? text : "-" + text);
+  }
+  int read = 0;
+  for (const std::string& text : texts) {
+    double fast = 0, slow = 0;
+    const bool plain = nrw::ReadPlainDecimal(text, fast);
+    std::from_chars(text.data(), text.data() + text.size(), slow);
+    if (plain) {
+      ++read;
+      EXPECT_EQ(std::bit_cast<uint64_t>(fast), std::bit_cast<uint64_t>(slow)) << text;
+    }
+  }
+  EXPECT_GT(read, 19000) << "plain decimals are read";
+  double unused = 0;
+  for (const char* other : {"", "-", ".5", "5.", "1.2.3", "1e5", "12a", "+3", "1234567890123456",
+                            "0.1234567890123456", "nan", " 1"}) {
+    EXPECT_FALSE(nrw::ReadPlainDecimal(other, unused)) << other;
+  }
+}
