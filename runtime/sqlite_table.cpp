@@ -575,7 +575,14 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // their values go to `params` in text order.
   std::vector<std::string> Conditions(TVariantArray& params, bool with_end) const {
     std::vector<std::string> terms;
-    if (has_range) {
+    if (has_range && with_end && OneKeyRange()) {
+      // Each field equal to its value: what the two row-value comparisons below would say of a
+      // range of one key, tested more cheaply by SQLite.
+      for (size_t i = 0; i < range_start.size(); ++i) {
+        terms.push_back(columns[index[i]] + " = ?");
+        params.push_back(range_start[i]);
+      }
+    } else if (has_range) {
       terms.push_back(
           Lexicographic(KeyColumns(range_start.size()), range_start, Order::Ge, params));
       if (with_end) {
@@ -935,6 +942,12 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // replaced), with the columns of `select`; its values go to `params`.
   std::string AfterHandover(TVariantArray& params, const std::string& select) {
     std::vector<std::string> terms = Conditions(params, end_in_sql || stream_serve == Serve::RowId);
+    if (stream_serve == Serve::RowId) {
+      // The range fixes every index field: the rows after the handed-over one are those after
+      // its row id.
+      RowidFrom(terms, params, handover_row.rowid + 1);
+      return select + NotIndexed(stream_serve) + Where(terms) + StreamOrder(stream_serve);
+    }
     std::vector<std::string> keys = KeyColumns(index.size());
     keys.push_back("rowid");
     TVariantArray values;
@@ -946,8 +959,6 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     terms.push_back(Lexicographic(keys, values, Order::Ge, params));
     if (GroupedStream()) {
       RowidBounds(terms, params, &handover_row.values[static_cast<size_t>(index[0])], end_in_sql);
-    } else if (stream_serve == Serve::RowId) {
-      RowidFrom(terms, params, handover_row.rowid + 1);
     }
     return select + NotIndexed(stream_serve) + Where(terms) + StreamOrder(stream_serve);
   }
@@ -1109,12 +1120,16 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   // `from_start`: for a reading from the range's start (a reading bounded by a row id read
   // before is not counted).
   bool Pinned(bool from_start = true) const {
-    if (pending_index.empty() || !has_range || ranges_set != 1 ||
-        (from_start && pinned_reads > 0) || range_start.size() != index.size() ||
-        range_end.size() != index.size()) {
+    return !pending_index.empty() && ranges_set == 1 && !(from_start && pinned_reads > 0) &&
+           range_start.size() == index.size() && OneKeyRange();
+  }
+  // A range whose start and end are the same key, without nulls (numbers and texts compared
+  // here; a date makes it not one).
+  bool OneKeyRange() const {
+    if (!has_range || range_start.size() != range_end.size()) {
       return false;
     }
-    for (size_t i = 0; i < index.size(); ++i) {
+    for (size_t i = 0; i < range_start.size(); ++i) {
       const nrw::OrderedValue a = nrw::KeyValue(range_start[i]), b = nrw::KeyValue(range_end[i]);
       if (a.cls == nrw::OrderedValue::Class::Null || nrw::CompareValues(a, b) != 0) {
         return false;
@@ -1270,7 +1285,7 @@ struct TnFDTableSQLite::Cursor : RowHolder {
     pending = Pending::None;
     TVariantArray params;
     std::vector<std::string> terms = Conditions(params, end_in_sql || serve == Serve::RowId);
-    if (from_current) {
+    if (from_current && serve != Serve::RowId) {  // a range of one key goes on by row id alone
       std::vector<std::string> keys;
       TVariantArray values;
       Position(keys, values);
