@@ -120,7 +120,8 @@ bool TListagemConferencia::Preparar() {
   provedor->AtualizarIndice(r_.cdsPisCofins, "CHAVELCTOFIS;CODIGOPRODUTO;SEQ");
   provedor->AtualizarIndice(r_.cdsPis, "CHAVELCTOFIS;CODIGOCFOP;ALIQPIS");
   provedor->AtualizarIndice(r_.cdsCofins, "CHAVELCTOFIS;CODIGOCFOP;ALIQCOFINS");
-  r_.CriarIndices({r_.cdsPis, r_.cdsCofins, r_.cdsImposto});
+  // The orders the walk reads, made together (the documents' too, searched from its first line).
+  r_.CriarIndices({r_.cdsPis, r_.cdsCofins, r_.cdsImposto, r_.cdsDocFiscal});
   aliquota_pis_.emplace(r_.cdsPis, r_.FixPC_AliqPIS);
   aliquota_cofins_.emplace(r_.cdsCofins, r_.FixPC_AliqCOFINS);
   // The product totals, under way since the establishment's data were read, are taken last,
