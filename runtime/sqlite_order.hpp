@@ -73,17 +73,22 @@ inline std::optional<int> CompareKeyValues(const Variant& a, const Variant& b) {
   }
   return CompareValues(KeyValue(a), KeyValue(b));
 }
-// Lexicographic order of two keys by their first `n` values (CompareKeyValues in turn);
-// nothing from the first value not ordered here.
-inline std::optional<int> CompareKeyPrefix(const std::vector<Variant>& a,
-                                           const std::vector<Variant>& b, size_t n) {
+// Lexicographic order over `n` places, place i ordered by compare(i): the first place that is
+// not equal decides, and one not ordered here (nothing) ends the comparison with nothing.
+template <class Compare>
+std::optional<int> CompareInTurn(size_t n, Compare compare) {
   for (size_t i = 0; i < n; ++i) {
-    const std::optional<int> c = CompareKeyValues(a[i], b[i]);
+    const std::optional<int> c = compare(i);
     if (!c || *c != 0) {
       return c;
     }
   }
   return 0;
+}
+// Lexicographic order of two keys by their first `n` values (CompareKeyValues in turn).
+inline std::optional<int> CompareKeyPrefix(const std::vector<Variant>& a,
+                                           const std::vector<Variant>& b, size_t n) {
+  return CompareInTurn(n, [&](size_t i) { return CompareKeyValues(a[i], b[i]); });
 }
 
 // A column's ordered value kept after its statement steps on (its text copied, in a buffer

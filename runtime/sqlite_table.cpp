@@ -144,18 +144,6 @@ std::string FilterToSql(const nrw::FilterNode& node, const std::vector<std::stri
          FilterToSql(*node.right, columns, params) + ")";
 }
 
-// Lexicographic order of two rows of `n` values, value i of each given by a(i) and b(i).
-template <class A, class B>
-std::optional<int> CompareInTurn(size_t n, A a, B b) {
-  for (size_t i = 0; i < n; ++i) {
-    const std::optional<int> c = CompareValues(a(i), b(i));
-    if (!c || *c != 0) {
-      return c;
-    }
-  }
-  return 0;
-}
-
 // Lexicographic order of two keys of the same length.
 std::optional<int> CompareKeys(const TVariantArray& a, const TVariantArray& b) {
   return nrw::CompareKeyPrefix(a, b, a.size());
@@ -801,18 +789,13 @@ struct TnFDTableSQLite::Cursor : RowHolder {
   }
   // The order of the stream's row against `k`, over k's fields.
   std::optional<int> CompareStream(const TVariantArray& k) const {
-    const auto key = [&](size_t i) { return KeyValue(k[i]); };
     if (const nrw::SqliteReadAhead::Row* held = HeldRow()) {
-      for (size_t i = 0; i < k.size(); ++i) {
-        const std::optional<int> c = held->CompareKey(i, index, k[i]);
-        if (!c || *c != 0) {
-          return c;
-        }
-      }
-      return 0;
+      return nrw::CompareInTurn(k.size(),
+                                [&](size_t i) { return held->CompareKey(i, index, k[i]); });
     }
-    return CompareInTurn(
-        k.size(), [&](size_t i) { return ColumnValue(statement, index[i] + 1); }, key);
+    return nrw::CompareInTurn(k.size(), [&](size_t i) {
+      return CompareValues(ColumnValue(statement, index[i] + 1), KeyValue(k[i]));
+    });
   }
   // The stream's row when it is held converted (read ahead or grouped), else null.
   const nrw::SqliteReadAhead::Row* HeldRow() const {
