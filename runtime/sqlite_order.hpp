@@ -75,8 +75,10 @@ inline std::optional<int> CompareKeyValues(const Variant& a, const Variant& b) {
 }
 // Lexicographic order over `n` places, place i ordered by compare(i): the first place that is
 // not equal decides, and one not ordered here (nothing) ends the comparison with nothing.
+// Inlined into its callers, as the loops it replaced were: a call per comparison of keys
+// costs 0.2 % of a listing's instructions.
 template <class Compare>
-std::optional<int> CompareInTurn(size_t n, Compare compare) {
+[[gnu::always_inline]] inline std::optional<int> CompareInTurn(size_t n, Compare compare) {
   for (size_t i = 0; i < n; ++i) {
     const std::optional<int> c = compare(i);
     if (!c || *c != 0) {
